@@ -1,0 +1,103 @@
+#pragma once
+
+// The exception family through which every failure of the library reaches its caller. All are
+// polymorphic, copyable and thrown by value; each failure was logged before it was thrown.
+//
+//   BaseException
+//   ├── RecoverableException     the operation failed, the program goes on
+//   │   ├── IOFileException      nearly every failure of this library
+//   │   ├── SaveException
+//   │   └── UserMgmtException
+//   └── CriticalException        something that must not fail did, such as giving memory back
+//       ├── BufferException
+//       └── ConfigException
+
+#include <libCommon/export.h>
+#include <libCommon/locationinfo.h>
+#include <libCommon/logorigin.h>
+
+#include <QString>
+#include <boost/exception/exception.hpp>
+
+#include <exception>
+#include <string>
+
+namespace mz {
+
+class DATAIO_EXPORT BaseException : public boost::exception, public std::exception {
+public:
+    /// @param msg what happened, for a person
+    /// @param origin the part of the system that failed
+    /// @param code short upper-case tag of the failure, such as "IR_RC_BOUND"
+    /// @param techDetails further details for the developers; this library leaves it empty
+    /// @param location where it was raised
+    BaseException(QString const& msg, LogOrigin origin, QString const& code,
+                  QString const& techDetails, LocationInfo const& location);
+    BaseException(BaseException const&) = default;
+    BaseException& operator=(BaseException const&) = default;
+    ~BaseException() noexcept override;
+
+    QString const& message() const { return _msg; }
+    LogOrigin origin() const { return _origin; }
+    QString const& code() const { return _code; }
+    /// Reserved for a call stack; this library does not record one, so it is empty.
+    QString const& stackTrace() const { return _stackTrace; }
+    QString const& techDetailsMsg() const { return _techDetailsMsg; }
+    LocationInfo const& locationInfo() const { return _locationInfo; }
+
+    /// "CODE: message" in UTF-8. The text belongs to the exception and lives as long as it does.
+    const char* what() const noexcept override { return _what.c_str(); }
+
+private:
+    QString _msg;
+    LogOrigin _origin;
+    QString _code;
+    QString _stackTrace;
+    QString _techDetailsMsg;
+    LocationInfo _locationInfo;
+    std::string _what;
+};
+
+class DATAIO_EXPORT RecoverableException : public BaseException {
+public:
+    using BaseException::BaseException;
+    ~RecoverableException() noexcept override;
+};
+
+class DATAIO_EXPORT CriticalException : public BaseException {
+public:
+    using BaseException::BaseException;
+    ~CriticalException() noexcept override;
+};
+
+class DATAIO_EXPORT IOFileException : public RecoverableException {
+public:
+    using RecoverableException::RecoverableException;
+    ~IOFileException() noexcept override;
+};
+
+class DATAIO_EXPORT SaveException : public RecoverableException {
+public:
+    using RecoverableException::RecoverableException;
+    ~SaveException() noexcept override;
+};
+
+class DATAIO_EXPORT UserMgmtException : public RecoverableException {
+public:
+    using RecoverableException::RecoverableException;
+    ~UserMgmtException() noexcept override;
+};
+
+class DATAIO_EXPORT BufferException : public CriticalException {
+public:
+    using CriticalException::CriticalException;
+    ~BufferException() noexcept override;
+};
+
+class DATAIO_EXPORT ConfigException : public CriticalException {
+public:
+    using CriticalException::CriticalException;
+    ~ConfigException() noexcept override;
+};
+
+}  // namespace mz

@@ -1,0 +1,214 @@
+#include <libLog/logger.h>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include <tests/support/logcapture.h>
+
+using namespace mz;
+
+namespace {
+
+struct Collector : LogStream {
+    void write(LogRecord const& record) override { records.push_back(record); }
+    std::vector<LogRecord> records;
+};
+
+struct Thrower : LogStream {
+    void write(LogRecord const& /*record*/) override { throw std::runtime_error("full"); }
+};
+
+/// A logger tree of its own for each test; loggers are never destroyed.
+class LoggerTest : public testing::Test {
+protected:
+    Logger* at(const char* suffix) {
+        const auto* info = testing::UnitTest::GetInstance()->current_test_info();
+        return Logger::logger(QString::fromLatin1("test%1%2")
+                                  .arg(QLatin1String(info->name()), QLatin1String(suffix)));
+    }
+    static bool log(Logger* logger, const char* message) {
+        return logger->forceLog(LogLevel::getError(), SOFTWARE, QStringLiteral("CODE"),
+                                QString::fromLatin1(message), LocationInfo::locationUnavailable);
+    }
+    void SetUp() override { at("")->inheritLogStreams(false); }
+};
+
+TEST_F(LoggerTest, SameNameGivesTheSameLogger) {
+    EXPECT_EQ(at(".a.b"), at(".a.b"));
+    EXPECT_NE(at(".a.b"), at(".a"));
+    EXPECT_EQ(at(".a")->name(), QStringLiteral("testSameNameGivesTheSameLogger.a"));
+}
+
+TEST_F(LoggerTest, RootWarnsAndNewLoggersInheritThat) {
+    EXPECT_EQ(Logger::logger(QString())->level(), LogLevel::Warning);
+    EXPECT_EQ(at(".x.y")->level(), LogLevel::Warning);
+}
+
+TEST_F(LoggerTest, LevelFollowsTheNearestAncestorThatHasItsOwn) {
+    Logger* leaf = at(".a.b");
+    at("")->setLevel(LogLevel::Debug);
+    EXPECT_EQ(leaf->level(), LogLevel::Debug);
+    at(".a")->setLevel(LogLevel::Fatal);
+    EXPECT_EQ(leaf->level(), LogLevel::Fatal);
+    at("")->setLevel(LogLevel::Trace);
+    EXPECT_EQ(leaf->level(), LogLevel::Fatal);
+}
+
+TEST_F(LoggerTest, SetLevelEndsInheritanceAndInheritLevelResumesIt) {
+    Logger* leaf = at(".a");
+    leaf->setLevel(LogLevel::Info);
+    at("")->setLevel(LogLevel::Error);
+    EXPECT_EQ(leaf->level(), LogLevel::Info);
+    leaf->inheritLevel(true);
+    EXPECT_EQ(leaf->level(), LogLevel::Error);
+    at("")->setLevel(LogLevel::All);
+    EXPECT_EQ(leaf->level(), LogLevel::All);
+    leaf->inheritLevel(false);
+    at("")->setLevel(LogLevel::Off);
+    EXPECT_EQ(leaf->level(), LogLevel::All);
+}
+
+TEST_F(LoggerTest, InheritLevelOnTheRootChangesNothing) {
+    Logger* root = Logger::logger(QString());
+    root->inheritLevel(true);
+    EXPECT_EQ(root->level(), LogLevel::Warning);
+    root->inheritLevel(false);
+    EXPECT_EQ(root->level(), LogLevel::Warning);
+}
+
+TEST_F(LoggerTest, RecordCarriesEverything) {
+    const auto stream = boost::make_shared<Collector>();
+    at(".a")->addLogStream(stream);
+    const LocationInfo location("f.cpp", "void f()", 7);
+    EXPECT_TRUE(at(".a")->forceLog(LogLevel::getWarning(), FILESYSTEM, QStringLiteral("C"),
+                                   QStringLiteral("m"), location));
+    ASSERT_EQ(stream->records.size(), 1u);
+    LogRecord const& record = stream->records[0];
+    EXPECT_EQ(record.level, LogLevel::Warning);
+    EXPECT_EQ(record.origin, FILESYSTEM);
+    EXPECT_EQ(record.loggerName, at(".a")->name());
+    EXPECT_EQ(record.code, QStringLiteral("C"));
+    EXPECT_EQ(record.message, QStringLiteral("m"));
+    EXPECT_STREQ(record.location.fileName(), "f.cpp");
+    EXPECT_EQ(record.location.lineNumber(), 7);
+}
+
+TEST_F(LoggerTest, ForceLogWritesWhateverTheThreshold) {
+    const auto stream = boost::make_shared<Collector>();
+    at("")->addLogStream(stream);
+    at("")->setLevel(LogLevel::Off);
+    log(at(""), "m");
+    EXPECT_EQ(stream->records.size(), 1u);
+}
+
+TEST_F(LoggerTest, StreamGetsRecordsOfItsLoggerAndDescendantsExactlyOnce) {
+    const auto stream = boost::make_shared<Collector>();
+    at("")->addLogStream(stream);
+    at(".a")->addLogStream(stream);
+    at(".a")->addLogStream(stream);
+    log(at(".a.b"), "descendant");
+    log(at(".a"), "own");
+    log(at(".c"), "sibling");
+    ASSERT_EQ(stream->records.size(), 3u);
+    at(".a")->removeLogStream(stream);
+    at("")->removeLogStream(stream);
+    log(at(".a"), "gone");
+    EXPECT_EQ(stream->records.size(), 3u);
+}
+
+TEST_F(LoggerTest, StreamDoesNotGetRecordsOfAncestors) {
+    const auto stream = boost::make_shared<Collector>();
+    at(".a")->addLogStream(stream);
+    log(at(""), "above");
+    EXPECT_TRUE(stream->records.empty());
+}
+
+TEST_F(LoggerTest, RecordsStopWhereStreamsAreNotInherited) {
+    const auto stream = boost::make_shared<Collector>();
+    at("")->addLogStream(stream);
+    at(".a")->inheritLogStreams(false);
+    log(at(".a.b"), "m");
+    EXPECT_TRUE(stream->records.empty());
+}
+
+TEST_F(LoggerTest, StreamThatThrowsGivesFalseAndHidesNothingFromTheOthers) {
+    const auto stream = boost::make_shared<Collector>();
+    at("")->addLogStream(boost::make_shared<Thrower>());
+    at("")->addLogStream(stream);
+    EXPECT_FALSE(log(at(""), "m"));
+    EXPECT_EQ(stream->records.size(), 1u);
+}
+
+TEST_F(LoggerTest, NullStreamIsIgnored) {
+    at("")->addLogStream(boost::shared_ptr<LogStream>());
+    EXPECT_TRUE(log(at(""), "m"));
+}
+
+struct Relogger : LogStream {
+    explicit Relogger(Logger* target) : other(target) {}
+    void write(LogRecord const& /*record*/) override {
+        if (depth++ == 0) {
+            other->forceLog(LogLevel::getInfo(), SOFTWARE, QString(), QStringLiteral("again"),
+                            LocationInfo::locationUnavailable);
+        }
+    }
+    Logger* other;
+    int depth = 0;
+};
+
+TEST_F(LoggerTest, StreamMayLogItself) {
+    const auto stream = boost::make_shared<Relogger>(at(".b"));
+    at("")->addLogStream(stream);
+    EXPECT_TRUE(log(at(".a"), "m"));
+    EXPECT_EQ(stream->depth, 2);
+}
+
+TEST_F(LoggerTest, WritesOfSeveralThreadsNeverOverlap) {
+    const auto stream = boost::make_shared<Collector>();
+    at("")->addLogStream(stream);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 250; ++i)
+                log(at(".a"), "m");
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(stream->records.size(), 1000u);
+}
+
+TEST(LogLevel, ValuesAndNamesOfTheSharedInstances) {
+    EXPECT_EQ(static_cast<int>(LogLevel::Off), -2147483647 - 1);
+    EXPECT_EQ(static_cast<int>(LogLevel::All), 2147483647);
+    EXPECT_EQ(LogLevel::getFatal().level(), 0);
+    EXPECT_EQ(LogLevel::getError().level(), 1);
+    EXPECT_EQ(LogLevel::getWarning().level(), 2);
+    EXPECT_EQ(LogLevel::getInfo().level(), 3);
+    EXPECT_EQ(LogLevel::getDebug().level(), 4);
+    EXPECT_EQ(LogLevel::getTrace().level(), 5);
+    EXPECT_EQ(&LogLevel::getError(), &LogLevel::getError());
+    EXPECT_EQ(LogLevel::getError().name(), QStringLiteral("ERROR"));
+    for (LogLevel::Level level :
+         {LogLevel::Off, LogLevel::Fatal, LogLevel::Error, LogLevel::Warning, LogLevel::Info,
+          LogLevel::Debug, LogLevel::Trace, LogLevel::All}) {
+        EXPECT_EQ(LogLevel::get(level).level(), level);
+    }
+}
+
+TEST(StandardErrorStream, WritesOneLineARecord) {
+    testing::internal::CaptureStderr();
+    StandardErrorStream().write({LogLevel::Error, SYSCALL, QStringLiteral("dataio.x"),
+                                 QStringLiteral("C_O_D"), QStringLiteral("went wrong"),
+                                 LocationInfo("a/b.cpp", "void f()", 12)});
+    StandardErrorStream().write({LogLevel::Info, SOFTWARE, QStringLiteral("dataio.x"), QString(),
+                                 QStringLiteral("note"), LocationInfo("a/b.cpp", "void f()", 13)});
+    const std::string out = testing::internal::GetCapturedStderr();
+    EXPECT_NE(out.find(" ERROR dataio.x C_O_D went wrong (a/b.cpp:12)\n"), std::string::npos)
+        << out;
+    EXPECT_NE(out.find(" INFO dataio.x note (a/b.cpp:13)\n"), std::string::npos) << out;
+}
+
+}  // namespace

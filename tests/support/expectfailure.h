@@ -1,0 +1,49 @@
+#pragma once
+
+// One statement for one row of a failure table: class, code, message, origin and log record at
+// once.
+
+#include <libCommon/exceptions.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <typeinfo>
+
+#include <tests/support/logcapture.h>
+
+namespace mz::test {
+
+struct Failure {
+    const char* logger;
+    LogOrigin origin;
+    const char* code;
+    QString message;
+};
+
+/// Runs `action` and expects that it throws exactly `Exception` as described, after exactly one
+/// record at Error level which says the same.
+template <class Exception, class Action>
+void expectFailure(Failure const& expected, Action&& action) {
+    LogCapture log(LogLevel::Error);
+    try {
+        action();
+        ADD_FAILURE() << "nothing thrown, expected " << expected.code;
+        return;
+    } catch (BaseException const& thrown) {
+        EXPECT_EQ(typeid(thrown), typeid(Exception));
+        EXPECT_EQ(thrown.code().toStdString(), expected.code);
+        EXPECT_EQ(thrown.message().toStdString(), expected.message.toStdString());
+        EXPECT_EQ(thrown.origin(), expected.origin);
+        EXPECT_TRUE(thrown.techDetailsMsg().isEmpty());
+    }
+    ASSERT_EQ(log.records().size(), 1u);
+    LogRecord const& record = log.records().front();
+    EXPECT_EQ(record.level, LogLevel::Error);
+    EXPECT_EQ(record.loggerName.toStdString(), expected.logger);
+    EXPECT_EQ(record.code.toStdString(), expected.code);
+    EXPECT_EQ(record.message.toStdString(), expected.message.toStdString());
+    EXPECT_EQ(record.origin, expected.origin);
+}
+
+}  // namespace mz::test
