@@ -1,0 +1,25 @@
+#pragma once
+
+// The framing in plain values, for the modules that place header and payload themselves. Not
+// installed; defined in chunkheader.cpp.
+
+#include <QtGlobal>
+
+#include <array>
+
+namespace mz {
+
+constexpr qint64 chunkHeaderSize = 16;
+/// What a chunk needs besides its payload.
+constexpr qint64 chunkFramingSize = 2 * chunkHeaderSize;
+
+using ChunkHeaderBytes = std::array<char, chunkHeaderSize>;
+
+/// A header as it is stored.
+/// @param text the 16 bytes of its kind, ChunkStartHeader::_headerStr or ChunkEndHeader::_headerStr
+ChunkHeaderBytes encodeChunkHeader(const char* text, unsigned int type, unsigned int size);
+
+/// Raises "CHB_WFD_WRITE" for the current errno.
+[[noreturn]] void failChunkHeaderWrite();
+
+}  // namespace mz

@@ -1,0 +1,105 @@
+#pragma once
+
+// Writes chunks through a read-write descriptor. A chunk is written whole or not at all as far as
+// the system lets it: what a failed write left behind the end of the file is cut off again, since
+// a recording must stay a gap-free sequence of chunks when a disk is full.
+
+#include <libDataIO/chunkwriter.h>
+
+#include <memory>
+
+namespace mz {
+
+/// The cursor is an offset in bytes, 0 at first. Steps over existing chunks copy their payload into
+/// a buffer of the writer.
+class DATAIO_EXPORT FDChunkWriter : public ChunkWriter {
+public:
+    FDChunkWriter();
+    /// Closes the descriptor; failures are silent.
+    ~FDChunkWriter() override;
+
+    /// Adopts a descriptor, which closeFile() or the destructor closes. The cursor stays as it is;
+    /// a descriptor adopted before is not closed.
+    void fileDes(int fd) override;
+
+    /// Writes a chunk at the cursor and moves the cursor behind it. At the end of the file it is
+    /// appended; elsewhere it overwrites what is there, and the caller sees to it that a chunk
+    /// takes the place of one of the same size.
+    /// @param data `size` bytes, only read during the call
+    /// @return the offset of its start header, as the index stores it: from 2 GiB on, the 32 bits
+    ///         of the int are those of an unsigned offset
+    /// @throws IOFileException "FDCW_AC_BADFD" without a descriptor; "FDCW_AC_SEEK" when the cursor
+    ///         cannot be reached, nothing written; "CHB_WFD_WRITE" (a header) or "FDCW_AC_WRITE"
+    ///         (the payload) when not all bytes were written, the latter also, before a byte is
+    ///         written, for a chunk that would end beyond 4,294,967,295 bytes, the last offset of
+    ///         the format. The cursor stays, bytes beyond the file's length before the call are cut
+    ///         off, bytes overwritten are lost; the call may be tried again
+    int addChunk(unsigned int type, const void* data, size_t size) override;
+
+    /// Closes the descriptor, if any; it is given up also when closing fails.
+    /// @throws IOFileException "FDCW_CF_CLOSE" when the system reports a failure: data written
+    ///         before may be lost
+    void closeFile() override;
+
+    /// Steps over the chunk behind the cursor if it is of the given type, and reads its payload.
+    /// The cursor is then in front of that chunk's end header, 16 bytes before the next chunk (the
+    /// mapped reader stops behind it): seek() before the next step.
+    /// @return true, or false, nothing changed, at the end of the file and for another type
+    /// @throws IOFileException "FDCW_NC_BOUND" when the chunk leaves the file; "FDCW_NC_SEEK",
+    ///         "FDCW_NC_READ" when the system fails, after which the latter leaves no payload
+    ///         (chunkSize() is 0); and those of ChunkHeaderBase::loadFD. The cursor stays
+    bool nextChunk(unsigned int type) override;
+
+    /// Steps back over the chunk in front of the cursor if it is of the given type, and reads its
+    /// payload. The cursor is then in front of that chunk's start header.
+    /// @return true, or false, nothing changed, at the start of the file and for another type
+    /// @throws IOFileException "FDCW_PC_BOUND" when the chunk begins before the file;
+    ///         "FDCW_PC_SEEK1", "FDCW_PC_SEEK2", "FDCW_PC_READ" (no payload left) when the system
+    ///         fails; and those of ChunkHeaderBase::loadFD. The cursor stays
+    bool prevChunk(unsigned int type) override;
+
+    bool openned() const override { return _fd != -1; }
+
+    /// The cursor to an offset in bytes. @return false, cursor unchanged, when the system refuses
+    bool seek(qint64 offset) override;
+    /// The cursor to the end of the file. @return false, cursor unchanged, when the system refuses
+    bool seekEnd() override;
+
+    /// The cursor to the start of the chunk in front of it, of whatever type; no payload is read.
+    /// @return true, or false, cursor unchanged, at the start of the file and when that chunk is
+    ///         the first of the file: stepping back onto it is refused on purpose
+    /// @throws IOFileException "FDCW_PC_BOUND" when the chunk begins before the file, and those of
+    ///         ChunkHeaderBase::loadFD
+    bool seekPrev() override;
+
+    /// The 32 low bits of the cursor.
+    unsigned int tell() override { return static_cast<unsigned int>(_offset); }
+    qint64 cursor() const { return _offset; }
+
+    /// The payload of the last chunk stepped over, chunkSize() bytes; null before the first. It
+    /// belongs to the writer and is valid until the next nextChunk() or prevChunk() or the
+    /// destructor. It is a copy, which bytes that the file lost meanwhile fill with zeros.
+    const void* data() const override { return _data.get(); }
+    unsigned int chunkSize() const override { return _size; }
+
+    /// Prints the state to standard output, without a newline at its end.
+    void dumpDebug() const override;
+
+    /// Cuts the file at the cursor.
+    /// @throws IOFileException "FDCW_TRUNC"
+    void truncateFile();
+
+private:
+    bool _removeTornChunk();
+    [[noreturn]] void _failWrite(qint64 written, qint64 payloadSize, qint64 lengthBefore);
+    qint64 _readPayload(unsigned int size);
+
+    int _fd = -1;
+    std::unique_ptr<char[]> _data;
+    unsigned int _capacity = 0;
+    unsigned int _size = 0;
+    qint64 _offset = 0;
+    qint64 _soundLength = -1;  ///< where a torn chunk must still be cut off, -1 when there is none
+};
+
+}  // namespace mz

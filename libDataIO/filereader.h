@@ -1,0 +1,56 @@
+#pragma once
+
+// Opens a movie file by name for reading and walks its chunks.
+
+#include <libDataIO/chunkreader.h>
+
+#include <QString>
+
+#include <memory>
+
+namespace mz {
+
+/// The front of an MMapChunkReader, where the cursor rules are described. Without an open file all
+/// moves return false and data() throws "MM_D_NODATA". Not copyable.
+class DATAIO_EXPORT FileReader {
+public:
+    FileReader();
+    FileReader(FileReader const&) = delete;
+    FileReader& operator=(FileReader const&) = delete;
+    /// Closes the file; failures are silent.
+    ~FileReader();
+
+    /// Opens a regular file, cursor at its start. The file that was open before is closed first,
+    /// also when opening then fails.
+    /// @throws IOFileException "FR_OF_STAT" when the path leads to nothing, "FR_OF_REGFILE" when it
+    ///         is something else than a regular file, "FR_OF_OPEN" when it cannot be opened
+    void openFile(QString const& path);
+
+    /// Does nothing without an open file.
+    /// @throws CriticalException "MM_UNMAP", the file staying open
+    void closeFile();
+
+    bool openned() const;
+
+    bool rewind();
+    bool seekEnd();
+    /// @param offset in bytes from the start of the file, a chunk boundary
+    bool seek(qint64 offset);
+    bool nextChunk(unsigned int type);
+    bool prevChunk(unsigned int type);
+
+    /// The current payload: chunkSize() bytes that belong to this object and are valid until its
+    /// next move, openFile(), closeFile() or destruction.
+    /// @throws IOFileException "MM_D_NODATA" without a current chunk
+    const void* data() const;
+    /// Size of the current payload in bytes, 0 without a current chunk.
+    unsigned int chunkSize();
+
+    /// A plain flag that nothing in this library sets or reads.
+    bool isSeekable = false;
+
+private:
+    std::unique_ptr<ChunkReader> _reader;
+};
+
+}  // namespace mz
