@@ -1,0 +1,192 @@
+#include <libDataIO/attributechunk.h>
+
+#include <QLatin1String>
+#include <QStringView>
+
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+namespace mz {
+
+namespace {
+
+/// Qt gives infinity for a number beyond the range of float; a value that cannot be used is 0 in
+/// this format.
+float toFloat(QString const& text, bool& ok) {
+    const float value = text.toFloat(&ok);
+    return ok ? value : 0.0f;
+}
+
+// One parser serves texts and the bytes of files, since each copy of a large info chunk costs more
+// than looking at it.
+
+qsizetype find(QStringView text, char c) {
+    return text.indexOf(QLatin1Char(c));
+}
+
+qsizetype find(QLatin1String text, char c) {
+    if (text.isEmpty()) return -1;
+    const void* at = std::memchr(text.data(), c, static_cast<size_t>(text.size()));
+    return at ? static_cast<const char*>(at) - text.data() : -1;
+}
+
+/// Qt's own trimming of Latin-1 leaves the no-break space and the next-line character in place.
+template <class Text>
+Text withoutOuterSpace(Text line) {
+    qsizetype begin = 0;
+    qsizetype end = line.size();
+    while (begin < end && QChar(line[begin]).isSpace()) ++begin;
+    while (begin < end && QChar(line[end - 1]).isSpace()) --end;
+    return line.mid(begin, end - begin);
+}
+
+template <class Text>
+void parseLine(Text line, AttributeChunk::AttributeMap& map) {
+    const Text trimmed = withoutOuterSpace(line);
+    const qsizetype equals = find(trimmed, '=');
+    if (equals < 1 || equals == trimmed.size() - 1) return;
+    if (trimmed.front() == QLatin1Char('#')) return;
+    // Written files are sorted, so that a new key nearly always belongs at the end.
+    map.insert_or_assign(map.cend(), trimmed.left(equals).toString(),
+                         Attribute{trimmed.mid(equals + 1).toString()});
+}
+
+template <class Text>
+void parseLines(Text text, AttributeChunk::AttributeMap& map) {
+    while (!text.isEmpty()) {
+        const qsizetype end = find(text, '\n');
+        if (end < 0) return parseLine(text, map);
+        parseLine(text.left(end), map);
+        text = text.mid(end + 1);
+    }
+}
+
+char* writeLatin1(QString const& text, char* out) {
+    for (const QChar c : text)
+        *out++ = c.unicode() < 256 ? static_cast<char>(c.unicode()) : '?';
+    return out;
+}
+
+bool isLeftBehind(QString const& key, AttributeChunk::MergeFlags flags) {
+    if (key == QLatin1String("endian") || key == QLatin1String("compression_type")) return true;
+    if (flags.testFlag(AttributeChunk::RemoveFrameTimer) &&
+        key.startsWith(QLatin1String("frame_timer")))
+        return true;
+    return flags.testFlag(AttributeChunk::RemovePlugEvent) &&
+           key.startsWith(QLatin1String("plug_event"));
+}
+
+}  // namespace
+
+AttributeChunk::~AttributeChunk() = default;
+
+bool AttributeChunk::get(QString const& key, QString& out) const {
+    const auto found = _attrMap.find(key);
+    if (found == _attrMap.end()) return false;
+    out = found->second._val;
+    return true;
+}
+
+bool AttributeChunk::get(QString const& key, int& out) const {
+    const auto found = _attrMap.find(key);
+    if (found == _attrMap.end()) return false;
+    bool ok = false;
+    out = found->second._val.toInt(&ok, 10);
+    return ok;
+}
+
+bool AttributeChunk::get(QString const& key, float& out) const {
+    const auto found = _attrMap.find(key);
+    if (found == _attrMap.end()) return false;
+    bool ok = false;
+    out = toFloat(found->second._val, ok);
+    return ok;
+}
+
+bool AttributeChunk::get(QString const& key, char& out) const {
+    const auto found = _attrMap.find(key);
+    if (found == _attrMap.end() || found->second._val.size() != 1) return false;
+    out = found->second._val.front().toLatin1();
+    return true;
+}
+
+void AttributeChunk::set(QString const& key, int value) {
+    set(key, QStringLiteral("%1").arg(qint64{value}));
+}
+
+void AttributeChunk::set(QString const& key, char value) {
+    set(key, QString(QLatin1Char(value)));
+}
+
+void AttributeChunk::set(QString const& key, float value) {
+    set(key, QStringLiteral("%1").arg(double{value}, 0, 'e'));
+}
+
+void AttributeChunk::set(QString const& key, QString const& value) {
+    _attrMap[key]._val = value;
+}
+
+unsigned int AttributeChunk::erase(QString const& key) {
+    return static_cast<unsigned int>(_attrMap.erase(key));
+}
+
+void AttributeChunk::clear() {
+    _attrMap.clear();
+}
+
+void AttributeChunk::parse(QString const& text) {
+    parseLines(QStringView(text), _attrMap);
+}
+
+void AttributeChunk::parseLatin1(const char* text, qsizetype length) {
+    parseLines(QLatin1String(text, length), _attrMap);
+}
+
+void AttributeChunk::dump(QString& out) const {
+    for (auto const& [key, attribute] : _attrMap)
+        out += key + QLatin1Char('=') + attribute._val + QLatin1Char('\n');
+}
+
+void AttributeChunk::dumpLatin1(QByteArray& out) const {
+    qsizetype added = 0;
+    for (auto const& [key, attribute] : _attrMap)
+        added += key.size() + attribute._val.size() + 2;
+    const qsizetype start = out.size();
+    out.resize(start + added);
+    char* at = out.data() + start;
+    for (auto const& [key, attribute] : _attrMap) {
+        at = writeLatin1(key, at);
+        *at++ = '=';
+        at = writeLatin1(attribute._val, at);
+        *at++ = '\n';
+    }
+}
+
+void AttributeChunk::dumpDebug() const {
+    std::puts("Attribute Chunk Dump:");
+    std::printf("Number of items: %d\n", static_cast<int>(_attrMap.size()));
+    for (auto const& [key, attribute] : _attrMap)
+        std::printf("%s -> %s\n", key.toLocal8Bit().constData(),
+                    attribute._val.toLocal8Bit().constData());
+    std::fflush(stdout);
+}
+
+void AttributeChunk::merge(AttributeChunk const& other) {
+    for (auto const& [key, attribute] : other._attrMap)
+        _attrMap[key] = attribute;
+}
+
+void AttributeChunk::safeMerge(AttributeChunk const& other, MergeFlags flags) {
+    for (auto const& [key, attribute] : other._attrMap) {
+        if (!isLeftBehind(key, flags)) _attrMap.emplace(key, attribute);
+    }
+}
+
+QString AttributeChunk::formatComment(QString const& comment) {
+    const QChar bel(7);
+    return QString(comment).replace(bel, QLatin1Char(' ')).replace(QLatin1Char('\n'), bel);
+}
+
+}  // namespace mz

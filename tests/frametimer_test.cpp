@@ -1,0 +1,247 @@
+#include <libDataIO/attributechunk.h>
+#include <libDataIO/frametimer.h>
+
+#include <QByteArray>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <tests/support/bytes.h>
+
+using namespace mz;
+using namespace mz::test;
+
+namespace {
+
+timeval at(int64_t sec, int64_t usec) {
+    timeval time{};
+    time.tv_sec = sec;
+    time.tv_usec = usec;
+    return time;
+}
+
+using Times = std::vector<std::pair<int64_t, int64_t>>;
+
+FrameTimer timer(Times const& times) {
+    FrameTimer result;
+    for (auto const& [sec, usec] : times)
+        result.push_back(at(sec, usec));
+    return result;
+}
+
+Times times(FrameTimer const& timer) {
+    Times result;
+    for (timeval const& time : timer)
+        result.emplace_back(time.tv_sec, time.tv_usec);
+    return result;
+}
+
+QByteArray record(int32_t sec, int32_t usec) {
+    return le32(static_cast<uint32_t>(sec)) + le32(static_cast<uint32_t>(usec));
+}
+
+AttributeChunk attributes(const char* text) {
+    AttributeChunk chunk;
+    chunk.parse(QString::fromLatin1(text));
+    return chunk;
+}
+
+std::string text(AttributeChunk const& chunk) {
+    QString out;
+    chunk.dump(out);
+    return out.toStdString();
+}
+
+/// Puts the process into a time zone of POSIX form while it lives.
+class TimeZone {
+public:
+    explicit TimeZone(const char* zone) {
+        const char* before = getenv("TZ");
+        _had = before != nullptr;
+        if (_had) _before = before;
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+    ~TimeZone() {
+        if (_had)
+            setenv("TZ", _before.c_str(), 1);
+        else
+            unsetenv("TZ");
+        tzset();
+    }
+    TimeZone(TimeZone const&) = delete;
+    TimeZone& operator=(TimeZone const&) = delete;
+
+private:
+    bool _had;
+    std::string _before;
+};
+
+TEST(FrameTimerRaw, IsSortedRecordsOfEightBytes) {
+    FrameTimer unsorted = timer({{5, 0}, {-1, 3}, {2, 900000}, {2, 7}, {2, -1}});
+    QByteArray buffer(5 * 8, '?');
+    ASSERT_TRUE(unsorted.dumpToRawBuffer(buffer.data(), 40));
+    EXPECT_EQ(buffer,
+              record(-1, 3) + record(2, -1) + record(2, 7) + record(2, 900000) + record(5, 0));
+    EXPECT_EQ(times(unsorted), (Times{{-1, 3}, {2, -1}, {2, 7}, {2, 900000}, {5, 0}}));
+}
+
+TEST(FrameTimerRaw, IsReadInItsOwnOrderAndKeepsDoubles) {
+    const QByteArray raw = record(9, 1) + record(-2, -3) + record(9, 1);
+    FrameTimer read = timer({{1, 1}});
+    ASSERT_TRUE(read.readFromRawBuffer(raw.constData(), 24));
+    EXPECT_EQ(times(read), (Times{{9, 1}, {-2, -3}, {9, 1}}));
+}
+
+TEST(FrameTimerRaw, OfAnotherSizeIsRefused) {
+    FrameTimer unsorted = timer({{2, 0}, {1, 0}});
+    QByteArray buffer(16, '?');
+    for (const unsigned int size : {1u, 7u, 12u, 15u, 4294967295u}) {
+        EXPECT_FALSE(unsorted.dumpToRawBuffer(buffer.data(), size));
+        EXPECT_FALSE(unsorted.readFromRawBuffer(buffer.constData(), size));
+    }
+    EXPECT_EQ(buffer, QByteArray(16, '?'));
+    EXPECT_EQ(times(unsorted), (Times{{2, 0}, {1, 0}}));
+}
+
+TEST(FrameTimerRaw, MayBeEmpty) {
+    FrameTimer empty;
+    EXPECT_TRUE(empty.dumpToRawBuffer(nullptr, 0));
+    FrameTimer filled = timer({{1, 1}});
+    EXPECT_TRUE(filled.readFromRawBuffer(nullptr, 0));
+    EXPECT_TRUE(filled.empty());
+}
+
+TEST(FrameTimerRaw, KeepsTheLowHalfOfLongTimes) {
+    // Sorted by the whole number, so that what the narrowing makes negative still comes last.
+    FrameTimer late = timer({{0x80000000LL, 5}, {0x7fffffffLL, 4}});
+    QByteArray buffer(16, '?');
+    ASSERT_TRUE(late.dumpToRawBuffer(buffer.data(), 16));
+    EXPECT_EQ(buffer, record(0x7fffffff, 4) + record(INT32_MIN, 5));
+    EXPECT_EQ(late.back().tv_sec, 0x80000000LL);
+}
+
+TEST(FrameTimerAttributes, HoldSortedEntriesAndTheOffsetFromUtc) {
+    const TimeZone zone("TEST-5:30");  // half past five hours east
+    FrameTimer unsorted = timer({{20, 2}, {10, 1}, {20, 1}});
+    AttributeChunk chunk;
+    ASSERT_TRUE(unsorted.dumpToChunkInfo(chunk));
+    EXPECT_EQ(text(chunk),
+              "frame_timer=1\n"
+              "frame_timer_n0_sec=10\nframe_timer_n0_usec=1\n"
+              "frame_timer_n1_sec=20\nframe_timer_n1_usec=1\n"
+              "frame_timer_n2_sec=20\nframe_timer_n2_usec=2\n"
+              "utc_offset_seconds=19800\n");
+    EXPECT_EQ(times(unsorted), (Times{{10, 1}, {20, 1}, {20, 2}}));
+
+    FrameTimer back = timer({{7, 7}});
+    ASSERT_TRUE(back.readFromChunkInfo(chunk));
+    EXPECT_EQ(times(back), times(unsorted));
+}
+
+TEST(FrameTimerAttributes, CountWestOfUtcAsNegative) {
+    const TimeZone zone("TEST4");
+    FrameTimer one = timer({{1, 1}});
+    AttributeChunk chunk;
+    one.dumpToChunkInfo(chunk);
+    int offset = 0;
+    ASSERT_TRUE(chunk.get(QStringLiteral("utc_offset_seconds"), offset));
+    EXPECT_EQ(offset, -4 * 3600);
+}
+
+TEST(FrameTimerAttributes, OfAnEmptyTimerAreOneKey) {
+    FrameTimer empty;
+    AttributeChunk chunk = attributes("frame_timer=1\nframe_timer_n0_sec=3\n");
+    ASSERT_TRUE(empty.dumpToChunkInfo(chunk));
+    EXPECT_EQ(text(chunk), "frame_timer=0\nframe_timer_n0_sec=3\n");
+
+    AttributeChunk fresh;
+    ASSERT_TRUE(empty.dumpToChunkInfo(fresh));
+    EXPECT_EQ(text(fresh), "frame_timer=0\n");
+    FrameTimer back = timer({{1, 1}});
+    EXPECT_TRUE(back.readFromChunkInfo(fresh));
+    EXPECT_TRUE(back.empty());
+}
+
+TEST(FrameTimerAttributes, OfALongerTimerStay) {
+    AttributeChunk chunk;
+    timer({{1, 0}, {2, 0}}).dumpToChunkInfo(chunk);
+    timer({{9, 0}}).dumpToChunkInfo(chunk);
+    FrameTimer back;
+    ASSERT_TRUE(back.readFromChunkInfo(chunk));
+    EXPECT_EQ(times(back), (Times{{9, 0}, {2, 0}}));
+}
+
+TEST(FrameTimerAttributes, AreReadWhateverTheValueOfTheirFirstKey) {
+    FrameTimer read;
+    EXPECT_TRUE(read.readFromChunkInfo(
+        attributes("frame_timer=0\nframe_timer_n0_sec=3\nframe_timer_n0_usec=4\n")));
+    EXPECT_EQ(times(read), (Times{{3, 4}}));
+}
+
+const char* const threeEntries =
+    "frame_timer_n0_sec=1\nframe_timer_n0_usec=2\nframe_timer_n1_sec=3\nframe_timer_n1_usec=4\n"
+    "frame_timer_n2_sec=5\nframe_timer_n2_usec=6\n";
+
+TEST(FrameTimerAttributes, WithoutTheFirstKeyAreNotThere) {
+    for (std::string const& first : {std::string(), std::string("frame_timer=yes\n")}) {
+        const AttributeChunk before = attributes((first + threeEntries).c_str());
+        FrameTimer read = timer({{1, 1}});
+        EXPECT_FALSE(read.readFromChunkInfo(before));
+        EXPECT_TRUE(read.empty());
+        AttributeChunk after = before;
+        FrameTimer::removeFromAttChunk(after);
+        EXPECT_EQ(text(after), text(before));
+    }
+}
+
+TEST(FrameTimerAttributes, EndAtTheFirstGap) {
+    AttributeChunk chunk = attributes(threeEntries);
+    chunk.set(QStringLiteral("frame_timer"), 1);
+    chunk.set(QStringLiteral("utc_offset_seconds"), 3600);
+    chunk.erase(QStringLiteral("frame_timer_n1_sec"));
+    chunk.erase(QStringLiteral("frame_timer_n1_usec"));
+    FrameTimer read;
+    EXPECT_TRUE(read.readFromChunkInfo(chunk));
+    EXPECT_EQ(times(read), (Times{{1, 2}}));
+    FrameTimer::removeFromAttChunk(chunk);
+    EXPECT_EQ(text(chunk),
+              "frame_timer_n2_sec=5\nframe_timer_n2_usec=6\nutc_offset_seconds=3600\n");
+}
+
+TEST(FrameTimerAttributes, WithoutMicrosecondsEndInFailureWithTheEntriesBefore) {
+    AttributeChunk chunk = attributes(threeEntries);
+    chunk.set(QStringLiteral("frame_timer"), 1);
+    chunk.erase(QStringLiteral("frame_timer_n1_usec"));
+    FrameTimer read;
+    EXPECT_FALSE(read.readFromChunkInfo(chunk));
+    EXPECT_EQ(times(read), (Times{{1, 2}}));
+    FrameTimer::removeFromAttChunk(chunk);
+    EXPECT_EQ(text(chunk), "frame_timer_n2_sec=5\nframe_timer_n2_usec=6\n");
+}
+
+TEST(FrameTimerAttributes, AreRemovedWithoutTheOffset) {
+    AttributeChunk chunk;
+    timer({{1, 0}, {2, 0}}).dumpToChunkInfo(chunk);
+    chunk.set(QStringLiteral("utc_offset_seconds"), 0);
+    chunk.set(QStringLiteral("frame_timer_other"), 0);
+    FrameTimer::removeFromAttChunk(chunk);
+    EXPECT_EQ(text(chunk), "frame_timer_other=0\nutc_offset_seconds=0\n");
+}
+
+TEST(FrameTimerAttributes, CarryNegativeAndNarrowedTimes) {
+    FrameTimer times64 = timer({{-7, -8}, {0x180000001LL, 9}});
+    AttributeChunk chunk;
+    times64.dumpToChunkInfo(chunk);
+    FrameTimer back;
+    ASSERT_TRUE(back.readFromChunkInfo(chunk));
+    EXPECT_EQ(times(back), (Times{{-7, -8}, {-0x7fffffffLL, 9}}));
+}
+
+}  // namespace
