@@ -24,9 +24,11 @@ struct ChunkRecord {
 
 class DATAIO_EXPORT ChunkIndex {
 public:
-    ChunkIndex();
-    ChunkIndex(ChunkIndex const&);
-    ChunkIndex& operator=(ChunkIndex const&);
+    ChunkIndex() = default;
+    ChunkIndex(ChunkIndex const&) = default;
+    ChunkIndex(ChunkIndex&&) = default;
+    ChunkIndex& operator=(ChunkIndex const&) = default;
+    ChunkIndex& operator=(ChunkIndex&&) = default;
     virtual ~ChunkIndex();
 
     /// Whether there is a list for the type, be it empty.

@@ -91,8 +91,7 @@ public:
 
 private:
     bool _removeTornChunk();
-    [[noreturn]] void _failWrite(qint64 written, qint64 payloadSize, qint64 lengthBefore);
-    qint64 _readPayload(unsigned int size);
+    bool _readPayload(unsigned int size);
 
     int _fd = -1;
     std::unique_ptr<char[]> _data;

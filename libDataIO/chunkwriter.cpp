@@ -1,0 +1,7 @@
+#include <libDataIO/chunkwriter.h>
+
+namespace mz {
+
+ChunkWriter::~ChunkWriter() = default;
+
+}  // namespace mz
