@@ -37,8 +37,10 @@ template <class Text>
 Text withoutOuterSpace(Text line) {
     qsizetype begin = 0;
     qsizetype end = line.size();
-    while (begin < end && QChar(line[begin]).isSpace()) ++begin;
-    while (begin < end && QChar(line[end - 1]).isSpace()) --end;
+    while (begin < end && QChar(line[begin]).isSpace())
+        ++begin;
+    while (begin < end && QChar(line[end - 1]).isSpace())
+        --end;
     return line.mid(begin, end - begin);
 }
 

@@ -46,6 +46,15 @@ std::vector<ChunkRecord>& ChunkIndex::operator[](int type) {
     return _recordMap[static_cast<unsigned int>(type)];
 }
 
+std::vector<ChunkRecord> const* ChunkIndex::find(int type) const {
+    const auto found = _recordMap.find(static_cast<unsigned int>(type));
+    return found != _recordMap.end() ? &found->second : nullptr;
+}
+
+void ChunkIndex::removeAll(int type) {
+    _recordMap.erase(static_cast<unsigned int>(type));
+}
+
 char* ChunkIndex::save(int& len) {
     size_t count = 0;
     for (auto const& [type, records] : _recordMap)

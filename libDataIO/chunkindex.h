@@ -12,6 +12,8 @@
 
 #include <libCommon/export.h>
 
+#include <QtGlobal>
+
 #include <map>
 #include <vector>
 
@@ -36,6 +38,14 @@ public:
     /// The list of the type; an absent one is made, empty. The reference is valid as long as the
     /// list is in the index.
     std::vector<ChunkRecord>& operator[](int type);
+
+    /// The list of the type, null when there is none. Valid like the reference above.
+    std::vector<ChunkRecord> const* find(int type) const;
+    /// Takes the list of the type out of the index.
+    void removeAll(int type);
+
+    /// Bytes of the stored form of an index with that many records.
+    static constexpr qint64 storedSize(qint64 records) { return 4 + 12 * records; }
 
     /// The stored form, `len` bytes. The caller owns the array and frees it with delete[].
     virtual char* save(int& len);

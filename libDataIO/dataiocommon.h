@@ -34,6 +34,15 @@ enum e : int {
 };
 }  // namespace CompressionType
 
+/// How much time the compression of a zlib or gzip frame may cost. Every reader reads both, and
+/// nothing in the file tells them apart.
+namespace CompressionEffort {
+enum e : int {
+    Standard = 0,  ///< the compression library's default level
+    Fast = 1       ///< several times as fast, slightly larger; no effect on bzip2
+};
+}  // namespace CompressionEffort
+
 /// What one pixel is; stored in the attribute "pixtype" as its number.
 enum MZImagePixelType : int {
     MZ_UNKNOWN = 0,

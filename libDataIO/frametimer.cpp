@@ -1,5 +1,6 @@
 #include <libDataIO/attributechunk.h>
 #include <libDataIO/frametimer.h>
+#include <libDataIO/localtime.h>
 
 #include <QLatin1String>
 #include <QString>
@@ -48,14 +49,6 @@ QString microsecondsKey(size_t index) {
     return entryKey("frame_timer_n%zu_usec", index);
 }
 
-int utcOffsetSeconds() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    // Unlike localtime, the re-entrant form need not look at the time zone's variables.
-    tzset();
-    return localtime_r(&now, &local) ? static_cast<int>(local.tm_gmtoff) : 0;
-}
-
 bool isRawSize(unsigned int size) {
     return size % sizeof(Record) == 0;
 }
@@ -88,7 +81,7 @@ bool FrameTimer::readFromRawBuffer(const char* buffer, unsigned int size) {
 bool FrameTimer::dumpToChunkInfo(AttributeChunk& info) {
     info.set(presenceKey, empty() ? 0 : 1);
     if (empty()) return true;
-    info.set(QStringLiteral("utc_offset_seconds"), utcOffsetSeconds());
+    info.set(QStringLiteral("utc_offset_seconds"), localOffsetFromUtc());
     std::sort(begin(), end(), TimevalLessThan());
     for (size_t i = 0; i < size(); ++i) {
         const Record record = narrowed((*this)[i]);

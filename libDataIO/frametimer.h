@@ -26,6 +26,9 @@ struct TimevalLessThan {
 /// survive. Nothing here throws on bad content or logs.
 class DATAIO_EXPORT FrameTimer : public std::vector<timeval> {
 public:
+    /// Bytes of one time stamp in the raw form.
+    static constexpr size_t rawRecordSize = 8;
+
     /// Sorts the timer and writes one record of 8 bytes an entry: seconds, microseconds, each
     /// 32-bit signed in this machine's byte order. `size` must be 8 times the number of entries; it
     /// is only checked to be a multiple of 8: false if not, with nothing sorted or written.

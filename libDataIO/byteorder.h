@@ -1,0 +1,23 @@
+#pragma once
+
+// Byte order of samples: what the attribute "endian" says, and the swapping of files that were
+// recorded in the other order. Buffers may lie at any address.
+
+#include <cstddef>
+
+namespace mz {
+
+/// "endian" of files in the order that the writer records (little-endian).
+constexpr int nativeEndian = 2;
+
+/// Whether samples must be swapped: any value but 0 (unspecified) and 2 stands for the other order.
+inline bool isOtherByteOrder(int endian) {
+    return endian != 0 && endian != nativeEndian;
+}
+
+/// Copies `count` samples with their bytes reversed. `to` may equal `from`, but not overlap it
+/// otherwise.
+void copySwapped16(void const* from, void* to, size_t count);
+void copySwapped32(void const* from, void* to, size_t count);
+
+}  // namespace mz

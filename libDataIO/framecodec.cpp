@@ -1,0 +1,154 @@
+#include <libDataIO/framecodec.h>
+
+#include <QString>
+#include <boost/iostreams/copy.hpp>
+#include <boost/iostreams/device/array.hpp>
+#include <boost/iostreams/filter/bzip2.hpp>
+#include <boost/iostreams/filter/gzip.hpp>
+#include <boost/iostreams/filter/zlib.hpp>
+#include <boost/iostreams/filtering_streambuf.hpp>
+#include <boost/iostreams/stream_buffer.hpp>
+#include <boost/range/iterator_range.hpp>
+#include <boost/ref.hpp>
+
+#include <array>
+
+namespace io = boost::iostreams;
+
+namespace mz {
+
+namespace {
+
+constexpr std::streamsize filterBuffer = 4096;
+constexpr std::streamsize copyBuffer = 4096;
+
+/// The buffer between a filter and its neighbour. Left alone, it is 128 bytes and costs a third of
+/// the decoding speed of zlib and gzip frames.
+constexpr std::streamsize chainBuffer = 65536;
+
+constexpr std::array<const char*, 4> compressionNames = {"none", "z", "gz", "bz2"};
+
+io::zlib_params zlibParams(int level) {
+    return {level, io::zlib::deflated, 15, 8, io::zlib::default_strategy, false, false};
+}
+
+void pushCompressor(io::filtering_ostreambuf& chain, CompressionType::e type, int level) {
+    switch (type) {
+        case CompressionType::None:
+            break;
+        case CompressionType::ZLib:
+            chain.push(io::zlib_compressor(zlibParams(level), filterBuffer), chainBuffer);
+            break;
+        case CompressionType::GZip:
+            chain.push(io::gzip_compressor(io::gzip_params(level, io::gzip::deflated, 15, 8,
+                                                           io::gzip::default_strategy, "", "", 0),
+                                           filterBuffer),
+                       chainBuffer);
+            break;
+        case CompressionType::BZip2:
+            chain.push(io::bzip2_compressor(io::bzip2_params(9, 30), filterBuffer), chainBuffer);
+            break;
+    }
+}
+
+void pushDecompressor(io::filtering_istreambuf& chain, CompressionType::e type) {
+    switch (type) {
+        case CompressionType::None:
+            break;
+        case CompressionType::ZLib:
+            chain.push(io::zlib_decompressor(15, filterBuffer), chainBuffer);
+            break;
+        case CompressionType::GZip:
+            chain.push(io::gzip_decompressor(15, filterBuffer), chainBuffer);
+            break;
+        case CompressionType::BZip2:
+            chain.push(io::bzip2_decompressor(false, filterBuffer), chainBuffer);
+            break;
+    }
+}
+
+/// @return the length of the stream
+size_t encodeThroughChain(CompressionType::e type, int level, void const* data, size_t size,
+                          std::vector<char>& buffer) {
+    // A stream buffer over the array, not the array itself: it tells its position, and a stream
+    // that does not fit makes it throw.
+    io::stream_buffer<io::array_sink> sink(buffer.data(), buffer.size());
+    io::filtering_ostreambuf chain;
+    pushCompressor(chain, type, level);
+    chain.push(boost::ref(sink));
+    io::copy(io::array_source(static_cast<const char*>(data), size), chain, copyBuffer);
+    return static_cast<size_t>(sink.pubseekoff(0, std::ios_base::cur, std::ios_base::out));
+}
+
+void decodeThroughChain(CompressionType::e type, void const* payload, size_t size,
+                        std::vector<uint16_t>& samples) {
+    auto* bytes = reinterpret_cast<char*>(samples.data());
+    io::filtering_istreambuf chain;
+    pushDecompressor(chain, type);
+    chain.push(io::array_source(static_cast<const char*>(payload), size));
+    // Into a range, not an array_sink: a copy into the latter stops without a word when it is full
+    // and may never come to the checksum at the end of the stream.
+    boost::iterator_range<char*> sink(bytes, bytes + samples.size() * sizeof(uint16_t));
+    io::copy(chain, sink, copyBuffer);
+}
+
+}  // namespace
+
+QString compressionName(CompressionType::e type) {
+    const auto number = static_cast<size_t>(type);
+    return QString::fromLatin1(compressionNames[number < compressionNames.size() ? number : 0]);
+}
+
+CompressionType::e compressionOfName(QString const& name) {
+    for (size_t i = 0; i < compressionNames.size(); ++i) {
+        if (name == QLatin1String(compressionNames[i])) return static_cast<CompressionType::e>(i);
+    }
+    return CompressionType::None;
+}
+
+void FrameEncoder::_reserveFor(size_t size) {
+    const auto needed = static_cast<size_t>(static_cast<double>(size) * 1.5);
+    if (_buffer.size() < needed) _buffer.resize(needed);
+}
+
+size_t FrameEncoder::encode(CompressionType::e type, CompressionEffort::e effort, void const* data,
+                            size_t size) {
+    _reserveFor(size);
+    if (effort == CompressionEffort::Fast) {
+        const size_t length = _encodeFast(type, data, size);
+        if (length > 0) return length;
+    }
+    return encodeThroughChain(type, io::zlib::default_compression, data, size, _buffer);
+}
+
+size_t FrameEncoder::_encodeFast(CompressionType::e type, void const* data, size_t size) {
+    if (type != CompressionType::ZLib && type != CompressionType::GZip) return 0;
+    if (FastDeflater::isBuiltIn) {
+        return _fast.encode(type, data, size, _buffer.data(), _buffer.size());
+    }
+    try {
+        return encodeThroughChain(type, io::zlib::best_speed, data, size, _buffer);
+    } catch (std::ios_base::failure const&) {
+        return 0;  // did not fit
+    }
+}
+
+uint64_t plausibleDecodedSize(CompressionType::e type, uint64_t size) {
+    return size * (type == CompressionType::BZip2 ? 50'000 : 1'100);
+}
+
+void FrameDecoder::decode(CompressionType::e type, void const* payload, size_t size,
+                          std::vector<uint16_t>& samples) {
+    if (FastInflater::supports(type)) {
+        // The fast way scribbles over its output even when it gives up, and a short stream must
+        // leave the earlier samples standing: so it gets a buffer of its own.
+        _spare.resize(samples.size());
+        if (_fast.decode(type, payload, size, _spare.data(), _spare.size() * sizeof(uint16_t))) {
+            _spare.swap(samples);
+            return;
+        }
+    }
+    decodeThroughChain(type, payload, size, samples);
+}
+
+}  // namespace mz

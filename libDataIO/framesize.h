@@ -1,0 +1,31 @@
+#pragma once
+
+// How many bytes a frame has, from header values that may say anything.
+
+#include <boost/optional.hpp>
+
+#include <cstdint>
+
+namespace mz {
+
+/// Whole bytes per pixel as frames are sized: 12 bits take 2, 0 bits none.
+inline int wholeBytes(int bits) {
+    return bits / 8 + (bits % 8 != 0 ? 1 : 0);
+}
+
+/// Whole bytes per pixel as readers report them; differs from wholeBytes for 0 bits, which give 1.
+inline int pixelBytes(int bits) {
+    return static_cast<int>((int64_t{bits} - 1) / 8 + 1);
+}
+
+/// width × height × bytesPerPixel; empty when a factor is negative or the product beyond 63 bits.
+inline boost::optional<int64_t> frameBytes(int width, int height, int bytesPerPixel) {
+    if (width < 0 || height < 0 || bytesPerPixel < 0) return boost::none;
+    int64_t bytes = 0;
+    if (__builtin_mul_overflow(int64_t{width} * height, int64_t{bytesPerPixel}, &bytes)) {
+        return boost::none;
+    }
+    return bytes;
+}
+
+}  // namespace mz

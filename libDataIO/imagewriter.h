@@ -1,0 +1,270 @@
+#pragma once
+
+// Records a movie, or changes a finished one: frames with their times and laser powers, the
+// positions of the fibres, and every header value as an attribute.
+//
+// Frames go to the file as they are added; nothing else does before close(), which appends what the
+// file needs to be opened: fibre positions, times, powers, and last of all the info chunk with the
+// index and the attributes. A recording that is never closed keeps its frames, but cannot be
+// opened.
+//
+// A writer is used by one thread at a time; several, each with its own file, may run in parallel.
+//
+// Failures are IOFileException with origin SOFTWARE, logged on "dataio.imagewriter" first, unless
+// an operation says otherwise. Those of the file itself come from below, on "dataio.fdchunkwriter"
+// and "dataio.chunkheader" with origin SYSCALL: "FDCW_AC_SEEK" (also logged here), "FDCW_AC_WRITE"
+// and "CHB_WFD_WRITE", a full disk for instance. After any failure nothing of the failed call stays
+// in the file or in memory, what was recorded before is whole, and the same call may be tried
+// again.
+
+#include <libCommon/export.h>
+#include <libCommon/mzpalette.h>
+#include <libDataIO/chunkinfo.h>
+#include <libDataIO/dataiocommon.h>
+#include <libDataIO/filewriter.h>
+#include <libDataIO/frametimer.h>
+
+#include <QString>
+#include <boost/optional.hpp>
+
+#include <sys/time.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace mz {
+
+class FrameEncoder;
+
+class DATAIO_EXPORT ImageWriter {
+public:
+    /// A closed writer. Attributes set before create() or modify() are lost.
+    ImageWriter();
+
+    /// Closes a file that is still open; a failure of that is neither thrown nor logged beyond the
+    /// failing operation's own record. Call close() to learn of it.
+    ~ImageWriter();
+    ImageWriter(ImageWriter const&) = delete;
+    ImageWriter& operator=(ImageWriter const&) = delete;
+
+    // --- recording
+    // -----------------------------------------------------------------------------------------
+
+    /// Starts a new movie. A file of that name is emptied, a new one is readable by its owner only.
+    /// All attributes, times, powers and fibres are forgotten and compression is None again, so
+    /// header values are set after create(). A file that is still open is dropped as it stands,
+    /// without its info chunk.
+    /// @param autotime true: the writer stamps each frame with the current time. false: the caller
+    /// gives
+    ///        the time of each frame, or frames have none
+    /// @throws IOFileException "FW_OF_OPEN", SYSCALL
+    void create(QString const& fileName, bool autotime);
+
+    /// Finishes the movie: appends fibre positions (if any), times (with autotime, or if any),
+    /// laser powers (if any) and the info chunk, and closes the file. "data_type" becomes "vec"
+    /// when the last frame has not the size of an image, and "imp" when it says "vec" but has. Does
+    /// nothing when closed.
+    /// @throws IOFileException "IW_ARFCI_INFO" when there are fibres but no positive "width" and
+    /// "height";
+    ///         what was appended is cut again, the file stays open and close() may be tried again.
+    ///         "FDCW_CF_CLOSE", SYSCALL, when the system reports a failure on closing: the writer
+    ///         is closed then
+    void close();
+
+    bool isOpen() const;
+
+    // --- frames
+    // --------------------------------------------------------------------------------------------
+    // A frame is an opaque buffer of the caller's, read during the call: pixels row by row from the
+    // top, or one sample a fibre (a vectorized frame, whose size must be given). A laser power is a
+    // fraction of full power; a negative one means none.
+    //
+    // Compression is meant for 16-bit pixels: readers hand compressed frames out as 16-bit samples,
+    // width × height of them, whatever the pixel type.
+    //
+    // addFrame writes at the writer's position: the end of the file, except after replaceFrame,
+    // where it would overwrite the next frame. addFrameAtEnd always appends.
+    //
+    // @throws IOFileException
+    //   "IW_AF_INFO1", "IW_AF_INFO2"  no size given, and "width", "height" or "pixbits" missing
+    //   "IW_AF_AUTOTIME1" to "…3"     a time given although the writer takes it itself
+    //   "IW_AF_SIZE"                  a size that is negative or above 2,147,483,647
+    //   "IW_AF_FULL"                  offsets in the file are 32-bit: with this frame, what close()
+    //   appends would
+    //                                 no longer end below 4 GiB. 4 MiB are kept free for attributes
+    //                                 and fibres set later. close() still finishes a whole file.
+    //   "FDCW_AC_BADFD"               the writer is closed
+    // and, when compressed, std::ios_base::failure for a stream longer than one and a half times
+    // the largest frame so far (a frame of very few bytes).
+
+    /// A frame of the size that the header says: width × height × whole bytes of "pixbits".
+    void addFrame(void const* data, float laserPower = -1.0F);
+    void addFrame(void const* data, double laserPower);
+    void addFrame(void const* data, int size, float laserPower = -1.0F);
+    void addFrame(void const* data, timeval time, float laserPower = -1.0F);
+    void addFrame(void const* data, int size, timeval time, float laserPower = -1.0F);
+    /// One of the four above; a laser power that is absent is -1.
+    void addFrame(void const* data, boost::optional<unsigned int> size,
+                  boost::optional<timeval> time, boost::optional<float> laserPower);
+
+    void addFrameAtEnd(void const* data, int size, float laserPower = -1.0F);
+    void addFrameAtEnd(void const* data, int size, timeval time, float laserPower = -1.0F);
+
+    /// Writes over frame `index` in place. `data` must hold as many bytes as that frame has. Its
+    /// time becomes the current one with autotime and `time` when given, else it stays. Powers
+    /// missing up to the last frame are filled up with "none" when `laserPower` is not negative.
+    /// @throws IOFileException, in this order, nothing written: "IW_RF_COMPRESS" while a
+    /// compression is
+    ///         set; "IW_RF_AUTOTIME" with a time although the writer takes it itself; "IW_RF_FIND",
+    ///         "IW_RF_FIND2" without any frame; "IW_RF_BOUND", "IW_RF_BOUND2" beyond the last
+    ///         frame; "IW_RF_TIMER" when it would set the time of a frame that has none
+    void replaceFrame(void const* data, unsigned int index, float laserPower = -1.0F);
+    void replaceFrame(void const* data, unsigned int index, timeval time, float laserPower = -1.0F);
+
+    // --- ring recordings: call before close()
+    // ---------------------------------------------------------------- Frames stay where they are
+    // in the file; their order in the index and that of their powers changes. Times stay in the
+    // order in which they were recorded.
+
+    /// Frames 0 to circularSize - 1 are a ring whose oldest frame is `firstFrame`; at least one
+    /// frame lies behind it. Does nothing for `firstFrame` 0 or without frames.
+    /// @throws IOFileException "IW_IO_INDEX" for other arguments, and when there is not one power a
+    ///         frame: the frames have then been reordered, the powers not
+    void organizeIndex(unsigned int firstFrame, unsigned int circularSize);
+
+    /// All frames are a ring whose oldest frame is `firstFrame`. Does nothing without frames.
+    /// @throws IOFileException "IW_SFF_BOUND" beyond the last frame, and when there is not one
+    /// power a
+    ///         frame: the frames have then been reordered, the powers not
+    void setFirstFrame(unsigned int firstFrame);
+
+    // --- changing a finished movie
+    // ---------------------------------------------------------------------------
+
+    /// Reopens a finished movie: frames can be added and replaced and attributes changed until
+    /// close() finishes it again. Without autotime. The compression of the movie is not taken over:
+    /// set it before adding frames. What stands behind the frames is cut from the file and kept in
+    /// memory; a process that ends without close() leaves a file that cannot be opened.
+    /// @throws IOFileException, the file closed and its bytes as they were: origin FILESYSTEM
+    /// "FDCW_MODIFY"
+    ///         when its last chunk is no info chunk, "FDCW_MODIFY1" for another byte order or none,
+    ///         "FDCW_MODIFY2", "…3", "…4" when laser powers, times or fibres are not where close()
+    ///         puts them; "IW_ARFCI_INFO2" for fibres without a positive size; "FW_OF_OPEN2",
+    ///         "CI_L_CHUNK", "CHB_…", "FDCW_PC_…" from below
+    void modify(QString const& fileName);
+
+    /// Replaces all attributes of a finished movie by `attributes`, which must therefore be
+    /// complete
+    /// ("endian", "width", "height", "pixbits" …), and closes it. The writer is closed afterwards.
+    /// @throws IOFileException "FDCW_MODIFY", "FW_OF_OPEN2", "CI_L_CHUNK" and failures of writing;
+    /// the file
+    ///         is closed and its bytes are as they were
+    void modifyAttribute(QString const& fileName, AttributeChunk const& attributes);
+
+    // --- header
+    // ------------------------------------------------------------------------------------------------
+    // Kept in memory until close(). Any later value replaces an earlier one.
+
+    void width(int pixels);
+    void height(int pixels);
+    /// Delay between frames; not interpreted by the library.
+    void frameDelay(int delay);
+    void dimension(int dimension);
+    /// Whether pixels are palette indexes.
+    void indexed(bool indexed);
+    /// Also sets "pixbits".
+    /// @throws IOFileException "IW_PT_INFO" for MZ_UNKNOWN and values outside the enumeration,
+    /// after
+    ///         "pixtype" was set
+    void pixType(MZImagePixelType type);
+    /// May have several lines. A BEL character becomes a space.
+    void setComment(QString const& comment);
+    void setSpecificComment(QString const& comment);
+    /// How the frames added from now on are compressed; set it once, before the first. None after
+    /// create().
+    void setCompression(CompressionType::e compression);
+    /// How much time that may take. Standard after create().
+    void setCompressionEffort(CompressionEffort::e effort);
+    /// Sets the palette's attributes; those of further nodes of an earlier palette stay.
+    void setPalette(MzPalette const& palette);
+
+    /// Any attribute, by its whole name.
+    void attribute(QString const& key, int value);
+    void attribute(QString const& key, float value);
+    void attribute(QString const& key, QString const& value);
+    /// Sets "plug_" + `key`.
+    void setPlugAttribute(QString const& key, int value);
+    void setPlugAttribute(QString const& key, float value);
+    void setPlugAttribute(QString const& key, QString const& value);
+    void removeAttribute(QString const& key);
+
+    /// Whole bytes per pixel by "pixbits", 0 when that is missing.
+    int pixBytes() const;
+    /// Line breaks restored; null when missing.
+    QString getComment() const;
+    /// All attributes. The reference is valid as long as the writer.
+    AttributeChunk& attributeChunk() { return _info; }
+
+    // --- fibres
+    // ------------------------------------------------------------------------------------------------
+
+    /// Replaces the positions of the fibres: x, y pairs in raster pixel coordinates, in the order
+    /// of the samples of vectorized frames. They are stored as fractions of the image, clamped into
+    /// it.
+    void addRasterFiberContinuousIndexes(std::vector<float> const& positions);
+    /// Edges of the bundle in raster pixel coordinates.
+    void addBundleBoundingBoxCoords(float minX, float minY, float maxX, float maxY);
+
+    /// Prints the state, the index and the attributes to standard output.
+    void dumpDebug() const;
+
+private:
+    void _forget();
+    void _seekEnd();
+    void _addOrReplaceChunk(MZImageChunkType type, void const* data, size_t size);
+    void _addChunkAtEnd(MZImageChunkType type, void const* data, size_t size);
+
+    void _reconcileDataType();
+    void _appendTrailingChunks();
+    void _dropTrailingChunks(qint64 endOfFrames);
+    void _saveFiberCenters();
+    void _saveFrameTimer();
+    void _saveLaserPower();
+    void _saveInfo();
+
+    bool _headerFrameSize(boost::optional<int64_t>& size) const;
+    unsigned int _checkedSize(boost::optional<int64_t> size) const;
+    void _addFrame(void const* data, unsigned int size, boost::optional<timeval> time,
+                   float laserPower);
+    void _addFrameChunk(void const* data, unsigned int size);
+    size_t _frameCount() const;
+    bool _fits(int64_t payloadSize) const;
+    void _checkReplaceable() const;
+    void _checkHasTime(unsigned int index) const;
+    void _replaceFrameChunk(void const* data, ChunkRecord const& record);
+    void _replaceLaserPower(unsigned int index, float laserPower);
+
+    template <class Action>
+    void _closingOnFailure(QString const& fileName, Action action);
+    void _openAtInfo(QString const& fileName);
+    void _checkByteOrder() const;
+    void _loadTrailingChunks();
+    void _loadFiberCenters(void const* data, unsigned int size);
+    void _replaceInfo();
+    void _restoreInfo(QString const& fileName, qint64 start, QByteArray const& payload);
+
+    ChunkInfo _info;
+    FileWriter _writer;
+    FrameTimer _ftimer;
+    bool _autotime = true;
+    std::vector<float> _laserPower;
+    std::vector<float> _fibercenters;
+    CompressionType::e _compression = CompressionType::None;
+    CompressionEffort::e _effort = CompressionEffort::Standard;
+    std::unique_ptr<FrameEncoder> _encoder;
+    unsigned int _frameSize = 0;
+    qint64 _fileEnd = 0;  ///< end of the last chunk in the file
+};
+
+}  // namespace mz

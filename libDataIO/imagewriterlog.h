@@ -1,0 +1,11 @@
+#pragma once
+
+// The one logger of the image writer, whose sources are several files.
+
+#include <libLog/failure.h>
+
+namespace mz {
+
+extern Logger* const imageWriterLogger;
+
+}  // namespace mz
