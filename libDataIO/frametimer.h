@@ -7,6 +7,7 @@
 
 #include <sys/time.h>
 
+#include <cstddef>
 #include <vector>
 
 namespace mz {

@@ -1,0 +1,99 @@
+#pragma once
+
+// Copies a movie into a new file with another compression and, where it pays off, turns images into
+// vectorized frames (one sample a fibre) or back.
+
+#include <libCommon/export.h>
+#include <libDataIO/dataiocommon.h>
+#include <libDataIO/ireconstructionservice.h>
+
+#include <QString>
+#include <boost/function.hpp>
+#include <boost/parameter.hpp>
+#include <boost/shared_ptr.hpp>
+
+namespace mz {
+
+// Names for the arguments of RSQCompress::compressFile.
+BOOST_PARAMETER_NAME(inputFilename)
+BOOST_PARAMETER_NAME(outputFilename)
+BOOST_PARAMETER_NAME(compression)
+BOOST_PARAMETER_NAME(vectorization)
+BOOST_PARAMETER_NAME(firstFrame)
+BOOST_PARAMETER_NAME(lastFrame)
+BOOST_PARAMETER_NAME(progress)
+BOOST_PARAMETER_NAME(reconstructionService)
+BOOST_PARAMETER_NAME(effort)
+
+/// Tells a caller how far a copy has come. The reports are coarse: the first one, at the first
+/// frame whose number is not a multiple of 50, covers the whole amount, and later ones add nothing.
+struct DATAIO_EXPORT ProgressReporter {
+    /// @param func called with the amount done since its last call; may be empty
+    /// @param total the amount of a complete run, in the caller's unit
+    ProgressReporter(boost::function<void(double)> func, double total);
+
+    boost::function<void(double)> _func;
+    double _total;
+    double _current = 0;  ///< fraction reported so far, from 0 to 1
+};
+
+class DATAIO_EXPORT RSQCompress {
+public:
+    enum Vectorization : int {
+        NoVectorization = 0,      ///< images; vectorized input is reconstructed
+        VectorizeIfPossible = 1,  ///< one sample a fibre
+        SameAsInput = 2           ///< frames as they are
+    };
+
+    /// Writes frames `firstFrame` to `lastFrame` of a movie, with their times, laser powers and
+    /// attributes, into a new file. Plug events ("plug_event_1", "plug_event_2" …: frame number,
+    /// BEL, text) are kept for those frames and renumbered.
+    ///
+    /// Other pixels than 16-bit ones are never converted. Movies without fibres, "raw" ones, ones
+    /// with a field of view above 700, with 35,001 fibres and more, or with fewer than four pixels
+    /// a fibre become or stay images.
+    ///
+    /// @param outputFilename overwritten; must not be the input
+    /// @param firstFrame from 0; negative means 0
+    /// @param lastFrame the last one copied; negative means the last of the movie
+    /// @param reporter may be null; belongs to the caller
+    /// @param reconstructionService needed to turn vectorized frames into images; may be null
+    /// otherwise
+    /// @param effort how much time zlib and gzip frames may take
+    /// @throws IOFileException, logged on "dataio.rsqcompressutil", origin SOFTWARE: before an
+    /// output is
+    ///         created "RC_CF_RANGE" when the range leaves the movie or ends before it begins (a
+    ///         movie without frames has the default range only), "RC_CF_SAME" when both names are
+    ///         the same file; "RC_CF_SIZE" for a frame that cannot be read or is too short for its
+    ///         image, and for a fibre outside the image. And what ImageReader, "IR_GF_SIZE" and
+    ///         "IR_UNSUPPORTED_FORMAT" among it, and ImageWriter throw. After a failure the output
+    ///         is closed with the frames copied so far.
+    static void compressFileImpl(QString const& inputFilename, QString const& outputFilename,
+                                 CompressionType::e comp, Vectorization vec, int firstFrame,
+                                 int lastFrame, ProgressReporter* reporter,
+                                 boost::shared_ptr<IReconstructionService> reconstructionService,
+                                 CompressionEffort::e effort = CompressionEffort::Standard);
+
+    /// The same with named arguments in any order:
+    ///
+    ///     RSQCompress::compressFile(_inputFilename = in, _outputFilename = out,
+    ///                               _compression = CompressionType::GZip);
+    ///
+    /// All but the two names are optional: no compression, SameAsInput, the whole movie, no
+    /// reporter, no service, Standard.
+    BOOST_PARAMETER_MEMBER_FUNCTION(
+        (void), static compressFile, tag,
+        (required(inputFilename, (QString const&))(outputFilename, (QString const&)))(optional(
+            compression, (CompressionType::e),
+            CompressionType::None)(vectorization, (Vectorization),
+                                   SameAsInput)(firstFrame, (int), -1)(lastFrame, (int), -1)(
+            progress, (ProgressReporter*),
+            nullptr)(reconstructionService, (boost::shared_ptr<IReconstructionService>),
+                     boost::shared_ptr<IReconstructionService>())(effort, (CompressionEffort::e),
+                                                                  CompressionEffort::Standard))) {
+        compressFileImpl(inputFilename, outputFilename, compression, vectorization, firstFrame,
+                         lastFrame, progress, reconstructionService, effort);
+    }
+};
+
+}  // namespace mz
