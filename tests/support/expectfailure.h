@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 #include <typeinfo>
 
@@ -20,6 +22,11 @@ struct Failure {
     const char* code;
     QString message;
 };
+
+/// A fixed text followed by the system's for an error number.
+inline QString systemError(const char* prefix, int error) {
+    return QString::fromUtf8(prefix) + QString::fromLocal8Bit(std::strerror(error));
+}
 
 /// Runs `action` and expects that it throws exactly `Exception` as described, after exactly one
 /// record at Error level which says the same.

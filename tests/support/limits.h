@@ -1,0 +1,60 @@
+#pragma once
+
+// Limits of the system put on the test while they live, for faults that are real.
+
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstdio>
+
+namespace mz::test {
+
+class SoftLimit {
+public:
+    SoftLimit(__rlimit_resource resource, rlim_t value) : _resource(resource) {
+        EXPECT_EQ(getrlimit(_resource, &_before), 0);
+        const rlimit now{value, _before.rlim_max};
+        EXPECT_EQ(setrlimit(_resource, &now), 0);
+    }
+    SoftLimit(SoftLimit const&) = delete;
+    SoftLimit& operator=(SoftLimit const&) = delete;
+    ~SoftLimit() { setrlimit(_resource, &_before); }
+
+private:
+    __rlimit_resource _resource;
+    rlimit _before{};
+};
+
+/// No file grows beyond so many bytes: a write across the limit is short, one behind it fails with
+/// EFBIG.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+        : _handler(std::signal(SIGXFSZ, SIG_IGN)), _limit(RLIMIT_FSIZE, bytes) {}
+    FileSizeLimit(FileSizeLimit const&) = delete;
+    FileSizeLimit& operator=(FileSizeLimit const&) = delete;
+    ~FileSizeLimit() { std::signal(SIGXFSZ, _handler); }
+
+private:
+    void (*_handler)(int);
+    SoftLimit _limit;
+};
+
+/// So many bytes of address space more than the process has now.
+class AddressSpaceLimit : SoftLimit {
+public:
+    explicit AddressSpaceLimit(rlim_t more) : SoftLimit(RLIMIT_AS, used() + more) {}
+
+private:
+    static rlim_t used() {
+        unsigned long pages = 0;
+        std::FILE* file = std::fopen("/proc/self/statm", "r");
+        EXPECT_EQ(std::fscanf(file, "%lu", &pages), 1);
+        std::fclose(file);
+        return pages * 4096;
+    }
+};
+
+}  // namespace mz::test
