@@ -1,0 +1,337 @@
+#include <libDataIO/fdchunkwriter.h>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+
+#include <tests/support/expectfailure.h>
+#include <tests/support/limits.h>
+#include <tests/support/scratchfile.h>
+#include <tests/support/systemfaults.h>
+
+using namespace mz;
+using namespace mz::test;
+
+// What the writer leaves behind when the system fails it.
+
+namespace {
+
+int add(ChunkWriter& writer, unsigned int type, QByteArray const& payload) {
+    return writer.addChunk(type, payload.constData(), static_cast<size_t>(payload.size()));
+}
+
+Failure writerFailure(const char* code, const char* prefix, int error) {
+    return {"dataio.fdchunkwriter", SYSCALL, code, systemError(prefix, error)};
+}
+
+Failure payloadWrite(int error) {
+    return writerFailure("FDCW_AC_WRITE", "Could not write all data: ", error);
+}
+
+Failure headerWrite(int error) {
+    return {"dataio.chunkheader", SYSCALL, "CHB_WFD_WRITE",
+            systemError("Could not write chunk start header: ", error)};
+}
+
+const Failure cannotSeek{"dataio.fdchunkwriter", SYSCALL, "FDCW_AC_SEEK",
+                         QStringLiteral("Cannot seek in file before writing data.")};
+
+class FailingWriter : public testing::Test {
+protected:
+    void openOver(QByteArray const& bytes) {
+        file.put(0, bytes);
+        writer = std::make_unique<FDChunkWriter>();
+        writer->fileDes(file.open());
+        ASSERT_TRUE(writer->seekEnd());
+    }
+    /// Writes a chunk of 100 bytes into a file with room for `room` bytes more.
+    void addWithRoomFor(qint64 room, Failure const& expected) {
+        const FileSizeLimit limit(static_cast<rlim_t>(file.size() + room));
+        expectFailure<IOFileException>(expected, [&] { add(*writer, 2, hundred); });
+    }
+
+    const QByteArray hundred = QByteArray(100, 'x');
+    const QByteArray sound = chunk(2, "aaaa");
+    ScratchFile file;
+    std::unique_ptr<FDChunkWriter> writer;
+};
+
+TEST_F(FailingWriter, AWriteThatStopsAnywhereLeavesNoByteOfTheChunk) {
+    openOver(sound);
+    for (qint64 room = 0; room < 132; ++room) {
+        const int reason = room == 0 ? EFBIG : ENOSPC;  // a short count gives no reason of its own
+        const bool inPayload = room >= 16 && room < 116;
+        addWithRoomFor(room, inPayload ? payloadWrite(reason) : headerWrite(reason));
+        EXPECT_EQ(file.bytes(), sound) << room;
+        EXPECT_EQ(writer->tell(), 36u) << room;
+    }
+    // The same call succeeds when there is room again.
+    EXPECT_EQ(add(*writer, 2, hundred), 36);
+    EXPECT_EQ(file.bytes(), sound + chunk(2, hundred));
+}
+
+TEST_F(FailingWriter, AnEmptyChunkFailsInItsHeadersOnly) {
+    openOver(sound);
+    for (qint64 room = 0; room < 32; ++room) {
+        const FileSizeLimit limit(static_cast<rlim_t>(36 + room));
+        expectFailure<IOFileException>(headerWrite(room == 0 ? EFBIG : ENOSPC),
+                                       [&] { add(*writer, 2, {}); });
+    }
+    EXPECT_EQ(file.bytes(), sound);
+}
+
+TEST_F(FailingWriter, AFullDeviceIsTheHeadersFailure) {
+    FDChunkWriter full;
+    full.fileDes(::open("/dev/full", O_RDWR));
+    for (int attempt = 0; attempt < 2; ++attempt)
+        expectFailure<IOFileException>(headerWrite(ENOSPC), [&] { add(full, 2, hundred); });
+    EXPECT_EQ(full.tell(), 0u);
+}
+
+TEST_F(FailingWriter, BytesThatStoodThereAreNotCut) {
+    const QByteArray tail = chunk(2, QByteArray(200, 'b'));
+    openOver(sound + tail);
+    ASSERT_TRUE(writer->seek(36));
+    addWithRoomFor(-150, payloadWrite(ENOSPC));
+    EXPECT_EQ(file.size(), 36 + tail.size());
+    EXPECT_EQ(file.bytes().left(36), sound);
+    EXPECT_EQ(writer->tell(), 36u);
+
+    // Partly over what stood there, partly beyond it.
+    ASSERT_TRUE(writer->seek(file.size() - 50));
+    addWithRoomFor(20, payloadWrite(ENOSPC));
+    EXPECT_EQ(file.size(), 36 + tail.size());
+}
+
+TEST_F(FailingWriter, AHoleInFrontOfATornChunkIsCutWithIt) {
+    openOver(sound);
+    ASSERT_TRUE(writer->seek(1000));
+    addWithRoomFor(1000, payloadWrite(ENOSPC));
+    EXPECT_EQ(file.bytes(), sound);
+}
+
+TEST_F(FailingWriter, ATornChunkThatCannotBeCutAtOnceIsCutBeforeTheNextWrite) {
+    openOver(sound);
+    {
+        const FailingCalls uncut(Call::Truncate, EIO);
+        addWithRoomFor(50, payloadWrite(ENOSPC));
+        EXPECT_EQ(uncut.hits(), 1);
+    }
+    EXPECT_EQ(file.size(), 86);
+    EXPECT_EQ(add(*writer, 5, "i"), 36);
+    EXPECT_EQ(file.bytes(), sound + chunk(5, "i"));
+}
+
+TEST_F(FailingWriter, WhileATornChunkCannotBeCutNothingIsWritten) {
+    openOver(sound);
+    const FailingCalls uncut(Call::Truncate, EIO, 0, 4);
+    addWithRoomFor(50, payloadWrite(ENOSPC));
+    expectFailure<IOFileException>(payloadWrite(EIO), [&] { add(*writer, 5, "i"); });
+    EXPECT_FALSE(writer->seekEnd());
+    EXPECT_EQ(writer->tell(), 36u);
+    expectFailure<IOFileException>(
+        writerFailure("FDCW_TRUNC", "Error while removing old index chunk:", EIO),
+        [&] { writer->truncateFile(); });
+    EXPECT_EQ(uncut.hits(), 4);
+    EXPECT_EQ(file.size(), 86);
+    EXPECT_TRUE(writer->seekEnd());
+    EXPECT_EQ(writer->tell(), 36u);
+    EXPECT_EQ(file.bytes(), sound);
+}
+
+TEST_F(FailingWriter, TruncateCutsATornChunkWhereverTheCursorIs) {
+    openOver(sound);
+    {
+        const FailingCalls uncut(Call::Truncate, EIO);
+        addWithRoomFor(50, payloadWrite(ENOSPC));
+    }
+    ASSERT_TRUE(writer->seek(60));
+    writer->truncateFile();
+    EXPECT_EQ(file.bytes(), sound + QByteArray(24, '\0'));
+}
+
+TEST_F(FailingWriter, ClosingAndDestructionCutATornChunk) {
+    for (const bool close : {true, false}) {
+        openOver(sound);
+        {
+            const FailingCalls uncut(Call::Truncate, EIO);
+            addWithRoomFor(50, payloadWrite(ENOSPC));
+        }
+        EXPECT_EQ(file.size(), 86);
+        if (close) writer->closeFile();
+        writer.reset();
+        EXPECT_EQ(file.bytes(), sound);
+    }
+}
+
+TEST_F(FailingWriter, AnotherFileIsNotCutForATornChunkOfThisOne) {
+    openOver(sound);
+    {
+        const FailingCalls uncut(Call::Truncate, EIO);
+        addWithRoomFor(50, payloadWrite(ENOSPC));
+    }
+    const ScratchFile other(QByteArray(500, 'o'));
+    writer->closeFile();
+    writer->fileDes(other.open());
+    ASSERT_TRUE(writer->seekEnd());
+    EXPECT_EQ(other.size(), 500);
+}
+
+TEST_F(FailingWriter, ALengthThatIsNotToldAfterAFailureIsAskedForAgain) {
+    openOver(sound);
+    {
+        const FailingCalls silent(Call::Stat, EIO, 1);
+        addWithRoomFor(50, payloadWrite(ENOSPC));
+        EXPECT_EQ(silent.hits(), 1);
+    }
+    EXPECT_TRUE(writer->seekEnd());
+    EXPECT_EQ(file.bytes(), sound);
+}
+
+TEST_F(FailingWriter, ACursorThatCannotBeReachedWritesNothing) {
+    openOver(sound);
+    for (const Call call : {Call::Seek, Call::Stat}) {
+        const FailingCalls failing(call, EIO);
+        expectFailure<IOFileException>(cannotSeek, [&] { add(*writer, 2, hundred); });
+        EXPECT_EQ(failing.hits(), 1);
+        EXPECT_EQ(file.bytes(), sound);
+        EXPECT_EQ(writer->tell(), 36u);
+    }
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    FDChunkWriter pipeWriter;
+    pipeWriter.fileDes(ends[1]);
+    expectFailure<IOFileException>(cannotSeek, [&] { add(pipeWriter, 2, hundred); });
+    ::close(ends[0]);
+}
+
+TEST_F(FailingWriter, AReadOnlyDescriptorCannotBeWritten) {
+    file.put(0, sound);
+    FDChunkWriter reading;
+    reading.fileDes(file.open(O_RDONLY));
+    expectFailure<IOFileException>(headerWrite(EBADF), [&] { add(reading, 2, hundred); });
+    EXPECT_EQ(file.bytes(), sound);
+}
+
+TEST_F(FailingWriter, InterruptedCallsAreMadeAgain) {
+    openOver(sound);
+    {
+        const FailingCalls interrupted(Call::Writev, EINTR, 0, 3);
+        EXPECT_EQ(add(*writer, 2, "bb"), 36);
+        EXPECT_EQ(interrupted.hits(), 3);
+    }
+    EXPECT_EQ(file.bytes(), sound + chunk(2, "bb"));
+    {
+        const FailingCalls interrupted(Call::Read, EINTR, 1, 3);
+        ASSERT_TRUE(writer->prevChunk(2));
+        EXPECT_EQ(interrupted.hits(), 3);
+    }
+    const FailingCalls interrupted(Call::Truncate, EINTR, 0, 3);
+    writer->truncateFile();
+    EXPECT_EQ(file.bytes(), sound);
+}
+
+TEST_F(FailingWriter, FailedStepsForwardLeaveTheCursor) {
+    openOver(sound + chunk(5, "bb"));
+    ASSERT_TRUE(writer->seek(0));
+    const char* const readPrefix = "Could not read next chunk data: ";
+    {
+        const FailingCalls seek(Call::Seek, EIO, 1);  // the first one goes to the header
+        expectFailure<IOFileException>(
+            writerFailure("FDCW_NC_SEEK", "Cannot perform a seek in file: ", EIO),
+            [&] { writer->nextChunk(5); });
+    }
+    {
+        const FailingCalls read(Call::Read, EIO, 1);  // the first one is the header's
+        expectFailure<IOFileException>(writerFailure("FDCW_NC_READ", readPrefix, EIO),
+                                       [&] { writer->nextChunk(2); });
+    }
+    EXPECT_EQ(writer->chunkSize(), 0u);
+    {
+        const FailingCalls silent(Call::Stat, EIO);
+        expectFailure<IOFileException>(writerFailure("FDCW_NC_READ", readPrefix, EIO),
+                                       [&] { writer->nextChunk(2); });
+    }
+    EXPECT_EQ(writer->tell(), 0u);
+    ASSERT_TRUE(writer->nextChunk(2));
+    EXPECT_EQ(std::memcmp(writer->data(), "aaaa", 4), 0);
+}
+
+TEST_F(FailingWriter, FailedStepsBackLeaveTheCursor) {
+    openOver(sound + chunk(5, "bb"));
+    {
+        const FailingCalls seek(Call::Seek, EIO, 1);
+        expectFailure<IOFileException>(
+            writerFailure("FDCW_PC_SEEK1", "Cannot perform a seek in file: ", EIO),
+            [&] { writer->prevChunk(2); });
+    }
+    const char* const readPrefix = "Could not read previous chunk data: ";
+    {
+        const FailingCalls seek(Call::Seek, EIO, 1);
+        expectFailure<IOFileException>(writerFailure("FDCW_PC_SEEK2", readPrefix, EIO),
+                                       [&] { writer->prevChunk(5); });
+    }
+    {
+        const FailingCalls read(Call::Read, EIO, 1);
+        expectFailure<IOFileException>(writerFailure("FDCW_PC_READ", readPrefix, EIO),
+                                       [&] { writer->prevChunk(5); });
+    }
+    EXPECT_EQ(writer->chunkSize(), 0u);
+    EXPECT_EQ(writer->tell(), 70u);
+    ASSERT_TRUE(writer->prevChunk(5));
+    EXPECT_EQ(std::memcmp(writer->data(), "bb", 2), 0);
+}
+
+TEST_F(FailingWriter, ABufferThatCannotBeHadLeavesThePayload) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer needs the address space itself";
+#endif
+    openOver(sound);
+    putSparseChunk(file, 36, 2, 0x7fffff00);
+    ASSERT_TRUE(writer->seek(0));
+    ASSERT_TRUE(writer->nextChunk(2));
+    ASSERT_TRUE(writer->seek(36));
+    const AddressSpaceLimit limit(rlim_t{256} << 20);
+    EXPECT_THROW(writer->nextChunk(2), std::bad_alloc);
+    EXPECT_EQ(writer->tell(), 36u);
+    ASSERT_EQ(writer->chunkSize(), 4u);
+    EXPECT_EQ(std::memcmp(writer->data(), "aaaa", 4), 0);
+}
+
+TEST_F(FailingWriter, AFailedCloseIsToldAndTheDescriptorGivenUp) {
+    openOver(sound);
+    {
+        const FailingCalls failing(Call::Close, EIO);
+        expectFailure<IOFileException>(
+            writerFailure("FDCW_CF_CLOSE", "Could not close file: ", EIO),
+            [&] { writer->closeFile(); });
+    }
+    EXPECT_FALSE(writer->openned());
+    writer->closeFile();
+
+    // A descriptor that somebody else has closed meanwhile.
+    const int fd = file.open();
+    writer->fileDes(fd);
+    ::close(fd);
+    expectFailure<IOFileException>(writerFailure("FDCW_CF_CLOSE", "Could not close file: ", EBADF),
+                                   [&] { writer->closeFile(); });
+}
+
+TEST_F(FailingWriter, AnInterruptedCloseHasClosed) {
+    openOver(sound);
+    const FailingCalls interrupted(Call::Close, EINTR, 0, 2);
+    writer->closeFile();
+    EXPECT_EQ(interrupted.hits(), 1) << "closed twice";
+}
+
+TEST_F(FailingWriter, TheDestructorIsSilent) {
+    openOver(sound);
+    LogCapture log;
+    const FailingCalls failing(Call::Close, EIO);
+    writer.reset();
+    EXPECT_EQ(failing.hits(), 1);
+    EXPECT_TRUE(log.records().empty());
+}
+
+}  // namespace
