@@ -7,11 +7,11 @@
 #include <boost/iostreams/filter/gzip.hpp>
 #include <boost/iostreams/filter/zlib.hpp>
 #include <boost/iostreams/filtering_streambuf.hpp>
-#include <boost/iostreams/stream_buffer.hpp>
 #include <boost/range/iterator_range.hpp>
-#include <boost/ref.hpp>
 
+#include <algorithm>
 #include <array>
+#include <ios>
 
 namespace io = boost::iostreams;
 
@@ -67,17 +67,37 @@ void pushDecompressor(io::filtering_istreambuf& chain, CompressionType::e type) 
     }
 }
 
+/// Takes a stream into a buffer of fixed size and tells how long it is.
+class BoundedSink {
+public:
+    using char_type = char;
+    using category = io::sink_tag;
+
+    BoundedSink(std::vector<char>& buffer, size_t& length) : _buffer(&buffer), _length(&length) {}
+
+    std::streamsize write(const char* bytes, std::streamsize count) {
+        if (static_cast<size_t>(count) > _buffer->size() - *_length) {
+            throw std::ios_base::failure("write area exhausted");
+        }
+        std::copy_n(bytes, count, _buffer->data() + *_length);
+        *_length += static_cast<size_t>(count);
+        return count;
+    }
+
+private:
+    std::vector<char>* _buffer;
+    size_t* _length;
+};
+
 /// @return the length of the stream
 size_t encodeThroughChain(CompressionType::e type, int level, void const* data, size_t size,
                           std::vector<char>& buffer) {
-    // A stream buffer over the array, not the array itself: it tells its position, and a stream
-    // that does not fit makes it throw.
-    io::stream_buffer<io::array_sink> sink(buffer.data(), buffer.size());
+    size_t length = 0;
     io::filtering_ostreambuf chain;
     pushCompressor(chain, type, level);
-    chain.push(boost::ref(sink));
+    chain.push(BoundedSink(buffer, length), 0);
     io::copy(io::array_source(static_cast<const char*>(data), size), chain, copyBuffer);
-    return static_cast<size_t>(sink.pubseekoff(0, std::ios_base::cur, std::ios_base::out));
+    return length;
 }
 
 void decodeThroughChain(CompressionType::e type, void const* payload, size_t size,
