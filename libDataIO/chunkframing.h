@@ -24,6 +24,10 @@ using ChunkHeaderBytes = std::array<char, chunkHeaderSize>;
 /// @param text the 16 bytes of its kind, ChunkStartHeader::_headerStr or ChunkEndHeader::_headerStr
 ChunkHeaderBytes encodeChunkHeader(const char* text, unsigned int type, unsigned int size);
 
+/// The reverse. @return false, the numbers untouched, when the fixed bytes are not those of `text`
+bool decodeChunkHeader(ChunkHeaderBytes const& bytes, const char* text, unsigned int& type,
+                       unsigned int& size);
+
 /// The message of every chunk that does not lie inside its file.
 inline QString chunkOutsideFile() {
     return QStringLiteral("Chunk exceeds file, file may be corrupted.");

@@ -33,6 +33,14 @@ ChunkHeaderBytes encodeChunkHeader(const char* text, unsigned int type, unsigned
     return bytes;
 }
 
+bool decodeChunkHeader(ChunkHeaderBytes const& bytes, const char* text, unsigned int& type,
+                       unsigned int& size) {
+    if (!isHeader(bytes, text)) return false;
+    type = qFromBigEndian<quint32>(&bytes[typeAt]);
+    size = qFromBigEndian<quint32>(&bytes[sizeAt]);
+    return true;
+}
+
 void failChunkHeaderWrite() {
     // The text names the start header for end headers as well; applications know it so.
     DATAIO_FAIL(IOFileException, logger, SYSCALL, "CHB_WFD_WRITE",
@@ -62,11 +70,9 @@ bool ChunkHeaderBase::loadFD(int fd) {
     if (count < chunkHeaderSize)
         DATAIO_FAIL(IOFileException, logger, SYSCALL, "CHB_LDF_READ",
                     withSystemError("Could not read chunk header data: "));
-    if (!isHeader(bytes, _header()))
+    if (!decodeChunkHeader(bytes, _header(), _type, _size))
         DATAIO_FAIL(IOFileException, logger, SOFTWARE, "CHB_LFD_PARSE",
                     QStringLiteral("Cannot read chunk header, file may be corrupted."));
-    _type = qFromBigEndian<quint32>(&bytes[typeAt]);
-    _size = qFromBigEndian<quint32>(&bytes[sizeAt]);
     return true;
 }
 

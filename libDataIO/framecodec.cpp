@@ -100,17 +100,43 @@ size_t encodeThroughChain(CompressionType::e type, int level, void const* data, 
     return length;
 }
 
+template <class Sink>
 void decodeThroughChain(CompressionType::e type, void const* payload, size_t size,
-                        std::vector<uint16_t>& samples) {
-    auto* bytes = reinterpret_cast<char*>(samples.data());
+                        Sink const& sink) {
     io::filtering_istreambuf chain;
     pushDecompressor(chain, type);
     chain.push(io::array_source(static_cast<const char*>(payload), size));
-    // Into a range, not an array_sink: a copy into the latter stops without a word when it is full
-    // and may never come to the checksum at the end of the stream.
-    boost::iterator_range<char*> sink(bytes, bytes + samples.size() * sizeof(uint16_t));
     io::copy(chain, sink, copyBuffer);
 }
+
+void decodeThroughChain(CompressionType::e type, void const* payload, size_t size,
+                        std::vector<uint16_t>& samples) {
+    // Into a range, not an array_sink: a copy into the latter stops without a word when it is full
+    // and may never come to the checksum at the end of the stream.
+    auto* bytes = reinterpret_cast<char*>(samples.data());
+    decodeThroughChain(
+        type, payload, size,
+        boost::iterator_range<char*>(bytes, bytes + samples.size() * sizeof(uint16_t)));
+}
+
+/// Only counts, up to a limit.
+class CountingSink {
+public:
+    using char_type = char;
+    using category = io::sink_tag;
+
+    CountingSink(uint64_t& count, uint64_t limit) : _count(&count), _limit(limit) {}
+
+    std::streamsize write(const char* /*bytes*/, std::streamsize count) {
+        *_count += static_cast<uint64_t>(count);
+        if (*_count > _limit) throw std::ios_base::failure("write area exhausted");
+        return count;
+    }
+
+private:
+    uint64_t* _count;
+    uint64_t _limit;
+};
 
 }  // namespace
 
@@ -155,6 +181,17 @@ size_t FrameEncoder::_encodeFast(CompressionType::e type, void const* data, size
 
 uint64_t plausibleDecodedSize(CompressionType::e type, uint64_t size) {
     return size * (type == CompressionType::BZip2 ? 50'000 : 1'100);
+}
+
+boost::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
+                                      uint64_t limit) {
+    uint64_t count = 0;
+    try {
+        decodeThroughChain(type, payload, size, CountingSink(count, limit));
+    } catch (std::exception const&) {
+        return boost::none;
+    }
+    return count;
 }
 
 void FrameDecoder::decode(CompressionType::e type, void const* payload, size_t size,

@@ -6,6 +6,8 @@
 #include <libDataIO/dataiocommon.h>
 #include <libDataIO/fastdeflate.h>
 
+#include <boost/optional.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -46,6 +48,11 @@ private:
 /// The most bytes that a stream of `size` bytes can be worth: zlib and gzip reach a ratio of 1,032,
 /// bzip2 about 45,000; anything above is no frame but an attack on the memory of the reader.
 uint64_t plausibleDecodedSize(CompressionType::e type, uint64_t size);
+
+/// How many bytes a stream of `type`, not None, is worth; empty when it is damaged or worth more
+/// than `limit`.
+boost::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
+                                      uint64_t limit);
 
 /// Turns streams into 16-bit samples. Keeps its working memory from frame to frame.
 class FrameDecoder {

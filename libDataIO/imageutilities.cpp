@@ -1,15 +1,28 @@
 #include <libDataIO/frametimer.h>
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imageutilities.h>
+#include <libDataIO/salvage.h>
 
 namespace mz {
 
 void ImageUtilities::copyRsqFileAttributes(ImageWriter& writer, QString const& fileName) {
-    ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
+    writer.attributeChunk().merge(attributesOf(fileName));
+}
+
+AttributeChunk ImageUtilities::attributesOf(QString const& fileName) {
+    const ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
     AttributeChunk attributes = reader.attributeChunk();
     FrameTimer::removeFromAttChunk(attributes);
-    writer.attributeChunk().merge(attributes);
-    reader.close();
+    return attributes;
+}
+
+SalvageReport ImageUtilities::salvage(QString const& fileName, AttributeChunk const& attributes) {
+    return salvageInPlace(fileName, attributes);
+}
+
+SalvageReport ImageUtilities::salvageTo(QString const& damaged, QString const& output,
+                                        AttributeChunk const& attributes) {
+    return salvageIntoCopy(damaged, output, attributes);
 }
 
 }  // namespace mz

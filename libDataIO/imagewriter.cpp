@@ -3,6 +3,7 @@
 
 #include <libDataIO/attributepaletteadaptor.h>
 #include <libDataIO/byteorder.h>
+#include <libDataIO/datatype.h>
 #include <libDataIO/fibergeometry.h>
 #include <libDataIO/framecodec.h>
 #include <libDataIO/framesize.h>
@@ -56,30 +57,9 @@ bool ImageWriter::isOpen() const {
 
 void ImageWriter::close() {
     if (!_writer.openned()) return;
-    _reconcileDataType();
+    reconcileDataType(_info, _frameSize);
     _appendTrailingChunks();
     _writer.closeFile();
-}
-
-/// Frames that have not exactly the size of an image can only be vectorized ones.
-void ImageWriter::_reconcileDataType() {
-    int width = 0;
-    int height = 0;
-    int bits = 0;
-    if (_frameSize == 0 || !_info.get(QStringLiteral("width"), width) ||
-        !_info.get(QStringLiteral("height"), height) ||
-        !_info.get(QStringLiteral("pixbits"), bits)) {
-        return;
-    }
-    QString type;
-    _info.get(QStringLiteral("data_type"), type);
-    const bool isVectorized = type == QLatin1String("vec");
-    const bool hasImageSize = frameBytes(width, height, wholeBytes(bits)) == int64_t{_frameSize};
-    if (hasImageSize && isVectorized) {
-        _info.set(QStringLiteral("data_type"), QStringLiteral("imp"));
-    } else if (!hasImageSize && !isVectorized) {
-        _info.set(QStringLiteral("data_type"), QStringLiteral("vec"));
-    }
 }
 
 void ImageWriter::_appendTrailingChunks() {

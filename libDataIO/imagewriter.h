@@ -225,7 +225,6 @@ private:
     void _addOrReplaceChunk(MZImageChunkType type, void const* data, size_t size);
     void _addChunkAtEnd(MZImageChunkType type, void const* data, size_t size);
 
-    void _reconcileDataType();
     void _appendTrailingChunks();
     void _dropTrailingChunks(qint64 endOfFrames);
     void _saveFiberCenters();

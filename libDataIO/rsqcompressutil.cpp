@@ -3,9 +3,8 @@
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
 #include <libDataIO/rsqcompressutil.h>
+#include <libDataIO/samefile.h>
 #include <libLog/failure.h>
-
-#include <QFileInfo>
 
 #include <algorithm>
 #include <cstring>
@@ -199,9 +198,7 @@ FrameRange checkedRange(ImageReader const& movie, int first, int last) {
 
 /// Emptying the output would destroy the recording that is to be copied.
 void checkDistinct(QString const& inputFilename, QString const& outputFilename) {
-    const QFileInfo input(inputFilename);
-    const QFileInfo output(outputFilename);
-    if (output.exists() && input.canonicalFilePath() == output.canonicalFilePath()) {
+    if (isSameFile(inputFilename, outputFilename)) {
         DATAIO_FAIL(IOFileException, logger, SOFTWARE, "RC_CF_SAME",
                     QStringLiteral("Input and output are the same file."));
     }

@@ -1,0 +1,13 @@
+#pragma once
+
+// Salvages damaged movies, in place or into a copy; see ImageUtilities for what is promised.
+
+#include <libDataIO/imageutilities.h>
+
+namespace mz {
+
+SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attributes);
+SalvageReport salvageIntoCopy(QString const& damaged, QString const& output,
+                              AttributeChunk const& attributes);
+
+}  // namespace mz
