@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 
+#include <tests/support/addchunk.h>
 #include <tests/support/expectfailure.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
@@ -16,10 +17,6 @@ using namespace mz::test;
 // What the writer leaves behind when the system fails it.
 
 namespace {
-
-int add(ChunkWriter& writer, unsigned int type, QByteArray const& payload) {
-    return writer.addChunk(type, payload.constData(), static_cast<size_t>(payload.size()));
-}
 
 Failure writerFailure(const char* code, const char* prefix, int error) {
     return {"dataio.fdchunkwriter", SYSCALL, code, systemError(prefix, error)};
@@ -166,16 +163,20 @@ TEST_F(FailingWriter, ClosingAndDestructionCutATornChunk) {
 }
 
 TEST_F(FailingWriter, AnotherFileIsNotCutForATornChunkOfThisOne) {
-    openOver(sound);
+    FDChunkWriter other;
+    const int first = file.open();
+    other.fileDes(first);
     {
         const FailingCalls uncut(Call::Truncate, EIO);
-        addWithRoomFor(50, payloadWrite(ENOSPC));
+        const FileSizeLimit limit(50);
+        expectFailure<IOFileException>(payloadWrite(ENOSPC), [&] { add(other, 2, hundred); });
     }
-    const ScratchFile other(QByteArray(500, 'o'));
-    writer->closeFile();
-    writer->fileDes(other.open());
-    ASSERT_TRUE(writer->seekEnd());
-    EXPECT_EQ(other.size(), 500);
+    const ScratchFile second(QByteArray(500, 'o'));
+    other.fileDes(second.open());
+    ASSERT_TRUE(other.seekEnd());
+    EXPECT_EQ(other.tell(), 500u);
+    EXPECT_EQ(second.size(), 500);
+    ::close(first);
 }
 
 TEST_F(FailingWriter, ALengthThatIsNotToldAfterAFailureIsAskedForAgain) {
@@ -234,6 +235,8 @@ TEST_F(FailingWriter, InterruptedCallsAreMadeAgain) {
 
 TEST_F(FailingWriter, FailedStepsForwardLeaveTheCursor) {
     openOver(sound + chunk(5, "bb"));
+    ASSERT_TRUE(writer->seek(0));
+    ASSERT_TRUE(writer->nextChunk(2));
     ASSERT_TRUE(writer->seek(0));
     const char* const readPrefix = "Could not read next chunk data: ";
     {

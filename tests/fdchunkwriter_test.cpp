@@ -8,6 +8,7 @@
 #include <limits>
 #include <type_traits>
 
+#include <tests/support/addchunk.h>
 #include <tests/support/expectfailure.h>
 #include <tests/support/scratchfile.h>
 
@@ -19,10 +20,6 @@ namespace {
 static_assert(std::is_abstract_v<ChunkWriter>);
 static_assert(std::has_virtual_destructor_v<ChunkWriter>);
 static_assert(!std::is_copy_constructible_v<FDChunkWriter>);
-
-int add(ChunkWriter& writer, unsigned int type, QByteArray const& payload) {
-    return writer.addChunk(type, payload.constData(), static_cast<size_t>(payload.size()));
-}
 
 QByteArray payload(ChunkWriter const& writer) {
     return QByteArray(static_cast<const char*>(writer.data()), writer.chunkSize());

@@ -53,6 +53,12 @@ qint64 residentFilePages() {
     return qint64{kilobytes} * 1024;
 }
 
+/// How many mappings of a file the process has.
+int mappingsOf(QString const& path) {
+    const QByteArray maps = readFile(QStringLiteral("/proc/self/maps"));
+    return static_cast<int>(maps.count(path.toUtf8()));
+}
+
 /// Looks at every page of the current payload and checks that it is all zeros.
 void look(MMapChunkReader const& reader) {
     const char* data = static_cast<const char*>(reader.data());
@@ -92,6 +98,20 @@ TEST_F(Mapping, PagesThatWereLookedAtAreGivenBack) {
         look(reader);
         EXPECT_LE(residentFilePages() - before, 66 * mebibyte);
     }
+}
+
+TEST_F(Mapping, PagesOfAFormerFileAreNotGivenBackInTheNext) {
+    putSparseChunk(file, 0, 2, 60 * mebibyte);
+    const ScratchFile small;
+    putSparseChunk(small, 0, 2, 8 * mebibyte);
+    reader.fileDes(file.open(O_RDONLY));
+    ASSERT_TRUE(reader.nextChunk(2));
+    reader.closeFile();
+
+    const FailingCalls advised(Call::Advise, EINVAL);
+    reader.fileDes(small.open(O_RDONLY));
+    ASSERT_TRUE(reader.nextChunk(2));
+    EXPECT_EQ(advised.hits(), 0) << "what lies behind the small file in memory is not ours to drop";
 }
 
 TEST_F(Mapping, OneMappingServesAllMoves) {
@@ -225,6 +245,13 @@ TEST_F(Mapping, AFileThatHasGrownIsReadThoughItsOldMappingStays) {
     ASSERT_TRUE(reader.nextChunk(2));
     EXPECT_EQ(stuck.hits(), 1);
     EXPECT_EQ(payload(), QByteArray(9000, 'b'));
+    EXPECT_EQ(mappingsOf(file.path()), 2);
+    ASSERT_TRUE(reader.rewind());
+    ASSERT_TRUE(reader.nextChunk(2));
+    ASSERT_TRUE(reader.nextChunk(2));
+    EXPECT_EQ(mappingsOf(file.path()), 1);
+    reader.closeFile();
+    EXPECT_EQ(mappingsOf(file.path()), 0);
 }
 
 TEST_F(Mapping, TheDestructorIsSilent) {

@@ -8,6 +8,7 @@
 
 #include <type_traits>
 
+#include <tests/support/addchunk.h>
 #include <tests/support/expectfailure.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
@@ -20,10 +21,6 @@ namespace {
 static_assert(!std::is_copy_constructible_v<FileWriter>);
 static_assert(!std::is_copy_assignable_v<FileWriter>);
 static_assert(FW_CREATE == 0 && FW_APPEND == 1);
-
-int add(FileWriter& writer, unsigned int type, QByteArray const& payload) {
-    return writer.addChunk(type, payload.constData(), static_cast<size_t>(payload.size()));
-}
 
 void expectWithoutFile(FileWriter& writer) {
     EXPECT_FALSE(writer.openned());

@@ -254,13 +254,12 @@ TEST_F(MappedReader, TheDestructorClosesTheDescriptor) {
 
 TEST_F(MappedReader, AnotherDescriptorIsLookedAtFromTheNextMoveOn) {
     const int first = file.open(O_RDONLY);
-    file.put(0, chunk(2, "aaaa"));
+    file.put(0, chunk(2, "aaaa") + chunk(2, "bbbb"));
     const ScratchFile otherFile(chunk(2, "AAAA") + chunk(2, "BBBB"));
     reader.fileDes(first);
     ASSERT_TRUE(reader.nextChunk(2));
-    const QByteArray before = payload(reader);
     reader.fileDes(otherFile.open(O_RDONLY));
-    EXPECT_EQ(payload(reader), before);
+    EXPECT_EQ(payload(reader), "aaaa");
     ASSERT_TRUE(reader.nextChunk(2));
     EXPECT_EQ(payload(reader), "BBBB");
     reader.seek(0);

@@ -14,7 +14,7 @@
 
 namespace mz::test {
 
-enum class Call { None, Read, Write, Writev, Seek, Truncate, Stat, Map, Unmap, Close };
+enum class Call { None, Read, Write, Writev, Seek, Truncate, Stat, Map, Unmap, Advise, Close };
 
 struct FaultState {
     Call call = Call::None;
@@ -83,6 +83,9 @@ int fstat(int fd, struct stat* result) noexcept {
 }
 int munmap(void* start, size_t length) noexcept {
     DATAIO_TEST_CALL(Unmap, munmap, start, length);
+}
+int madvise(void* start, size_t length, int advice) noexcept {
+    DATAIO_TEST_CALL(Advise, madvise, start, length, advice);
 }
 int close(int fd) {
     // The descriptor is closed all the same, as the system does it.
