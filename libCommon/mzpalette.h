@@ -36,6 +36,12 @@ enum PalTransfoType : int {
     PTSIGMOID = 2,  ///< logistic curve around 0.5 with steepness 10, scaled to run from 0 to 1
 };
 
+/// Clamped to [0, 1], 0 for a NaN: what positions and colours outside their range count as.
+inline float clampedToUnit(float value) {
+    if (!(value > 0.0f)) return 0.0f;
+    return value < 1.0f ? value : 1.0f;
+}
+
 /// Maps [0, 1) into [0, 1].
 using PalTransfer = float (*)(float);
 

@@ -7,12 +7,6 @@ namespace mz {
 
 namespace {
 
-/// Not std::clamp, which would let a NaN through.
-float clampedToUnit(float value) {
-    if (!(value > 0.0f)) return 0.0f;
-    return value < 1.0f ? value : 1.0f;
-}
-
 /// The keys of one palette.
 class PaletteKeys {
 public:

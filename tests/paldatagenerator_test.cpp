@@ -1,0 +1,428 @@
+#include <libDataIO/paldatagenerator.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <optional>
+#include <random>
+#include <vector>
+
+using namespace mz;
+
+namespace {
+
+static_assert(IdxSigned8 == 0 && IdxUnsigned8 == 1 && IdxSigned16 == 2 && IdxUnsigned16 == 3);
+static_assert(Default == 0 && MakeMinValueTransparent == 1 && MakeMinValueBlack == 2 &&
+              MakeSpecificValueTransparent == 4 && MakeSpecificValueBlack == 8);
+static_assert(IndexTypeInfo<IdxSigned16>::minLookupIdx == -32768 &&
+              IndexTypeInfo<IdxSigned16>::maxLookupIdx == 32767 &&
+              IndexTypeInfo<IdxSigned16>::maxVectorIdx == 65535);
+
+template <PalIndexType type>
+void generate(MzPalette const& palette, std::vector<QRgb>& table, int flags = Default,
+              int special = 0) {
+    using Special = typename IndexTypeInfo<type>::SpecialValue;
+    PalDataGenerator<LerpQRGB<type>>()(palette, table, flags, static_cast<Special>(special));
+}
+
+template <PalIndexType type>
+std::vector<QRgb> generated(MzPalette const& palette, int flags = Default, int special = 0) {
+    std::vector<QRgb> table;
+    generate<type>(palette, table, flags, special);
+    return table;
+}
+
+MzPalette grey(int cropMin, int cropMax) {
+    MzPalette palette;
+    palette.initDefault();
+    palette._cropMinInt = cropMin;
+    palette._cropMaxInt = cropMax;
+    return palette;
+}
+
+QRgb greyLevel(int level) {
+    return qRgb(level, level, level);
+}
+
+// The table once more, entry by entry and backwards: which step wrote this entry last?
+
+int64_t rounded(double x) {
+    if (std::isnan(x)) return 0;
+    if (x < -2147483648.0) return -2147483648LL;
+    if (x > 2147483647.0) return 2147483647LL;
+    return std::llrint(2 * x + 0.5) >> 1;
+}
+
+QRgb mixed(PalColor const& a, PalColor const& b, double k, double n) {
+    const auto channel = [&](double from, double to) {
+        return static_cast<int>(rounded(255 * (from + (to - from) * k / n)));
+    };
+    return qRgb(channel(a._r, b._r), channel(a._g, b._g), channel(a._b, b._b));
+}
+
+QRgb plain(PalColor const& color) {
+    return mixed(color, color, 0, 1);
+}
+
+/// The largest position from `from` to `to` that falls on `index` of a table of that size.
+std::optional<int64_t> lastOn(int64_t index, int64_t from, int64_t to, int64_t size) {
+    const int64_t back = (((to - index) % size) + size) % size;
+    if (to - back < from) return std::nullopt;
+    return to - back;
+}
+
+template <class PositionOf>
+std::optional<QRgb> segmentOn(int64_t index, int64_t size, std::list<PalNode> const& nodes,
+                              PositionOf positionOf) {
+    for (auto b = nodes.rbegin(); std::next(b) != nodes.rend(); ++b) {
+        PalNode const& a = *std::next(b);
+        const int64_t pa = positionOf(a._val);
+        const int64_t pb = positionOf(b->_val);
+        if (pb <= pa) continue;
+        if (auto p = lastOn(index, pa, pb, size))
+            return mixed(a._col, b->_col, static_cast<double>(*p - pa),
+                         static_cast<double>(pb - pa));
+    }
+    return std::nullopt;
+}
+
+class Naive {
+public:
+    Naive(MzPalette const& palette, int min, int max) : _palette(palette), _min(min), _max(max) {
+        _cropMin = palette._cropMinInt;
+        _cropMax = palette._cropMaxInt;
+        _first = positionOf(palette._nodes.front()._val);
+        _last = positionOf(palette._nodes.back()._val);
+        if (_first < min) {
+            _first = min;
+            _cropMin = min;
+        }
+        if (_last > max) {
+            _last = max;
+            _cropMax = max;
+        }
+    }
+
+    QRgb entry(int64_t index, QRgb before) const {
+        return _palette._transfo == PTID ? straight(index, before) : bent(index, before);
+    }
+
+private:
+    int64_t positionOf(float value) const {
+        return rounded(_cropMin + (_cropMax - _cropMin) * static_cast<double>(value));
+    }
+    int64_t size() const { return _max - _min + 1; }
+    QRgb low() const {
+        return plain(_palette._saturationSignal ? _palette._lowSignalCol
+                                                : _palette._nodes.front()._col);
+    }
+    QRgb high() const {
+        return plain(_palette._saturationSignal ? _palette._highSignalCol
+                                                : _palette._nodes.back()._col);
+    }
+
+    QRgb straight(int64_t index, QRgb before) const {
+        if (_last != _max && lastOn(index, _last, _max, size())) return high();
+        if (auto color = segmentOn(index, size(), _palette._nodes,
+                                   [this](float v) { return positionOf(v); }))
+            return *color;
+        if (_first != _min && lastOn(index, _min, _first, size())) return low();
+        return before;
+    }
+
+    QRgb bent(int64_t index, QRgb before) const {
+        if (auto at = lastOn(index, _first, _last - 1, size())) {
+            const auto x = static_cast<float>(static_cast<double>(*at - _first) /
+                                              static_cast<double>(_last - _first));
+            return fine(rounded(65535.0 * palTransfer(_palette._transfo)(x)));
+        }
+        if (lastOn(index, _last, _max, size())) return high();
+        if (lastOn(index, _min, _first - 1, size())) return low();
+        return before;
+    }
+
+    QRgb fine(int64_t index) const {
+        const double first = _palette._nodes.front()._val;
+        const double scale = 65535 / (_palette._nodes.back()._val - first);
+        return segmentOn(index, 65536, _palette._nodes,
+                         [&](float v) { return rounded((v - first) * scale); })
+            .value_or(0);
+    }
+
+    MzPalette const& _palette;
+    int64_t _min;
+    int64_t _max;
+    double _cropMin;
+    double _cropMax;
+    int64_t _first;
+    int64_t _last;
+};
+
+/// Compares every entry, those that are not written with what was there.
+template <PalIndexType type>
+void expectAsNaive(MzPalette const& palette) {
+    using Info = IndexTypeInfo<type>;
+    constexpr QRgb before = 0x12345678;
+    std::vector<QRgb> table(Info::maxVectorIdx + 1, before);
+    generate<type>(palette, table);
+    ASSERT_EQ(table.size(), static_cast<size_t>(Info::maxVectorIdx) + 1);
+    const Naive naive(palette, Info::minLookupIdx, Info::maxLookupIdx);
+    for (size_t i = 0; i < table.size(); ++i)
+        ASSERT_EQ(table[i], naive.entry(static_cast<int64_t>(i), before))
+            << "entry " << i << ", crop " << palette._cropMinInt << " to " << palette._cropMaxInt
+            << ", nodes " << palette._nodes.size();
+}
+
+class RandomPalettes {
+public:
+    MzPalette next(int min, int max) {
+        MzPalette palette;
+        const double width = max - min;
+        const double reach = std::vector<double>{0, 0.5, 20, 1e9}[_random() % 4];
+        palette._cropMinInt =
+            static_cast<int>(rounded(min + width * (unit() * (1 + reach) - reach)));
+        palette._cropMaxInt =
+            static_cast<int>(rounded(max - width * (unit() * (1 + reach) - reach)));
+        palette._saturationSignal = _random() % 2;
+        palette._highSignalCol = color();
+        palette._lowSignalCol = color();
+        palette._transfo = static_cast<PalTransfoType>(_random() % 4 % 3);
+        const auto count = 1 + _random() % 6;
+        for (unsigned int i = 0; i < count; ++i) {
+            const auto val =
+                static_cast<float>(_random() % 3 ? unit() : std::floor(unit() * 4) / 3);
+            palette._nodes.emplace_back(val, color());
+        }
+        if (_random() % 4)
+            palette._nodes.sort([](auto const& a, auto const& b) { return a._val < b._val; });
+        return palette;
+    }
+
+private:
+    double unit() { return static_cast<double>(_random() % 65537) / 65536; }
+    PalColor color() {
+        if (_random() % 2)
+            return PalColor(_random() % 2 ? 1.0f : 0.0f, _random() % 2 ? 1.0f : 0.0f, 0);
+        return PalColor(static_cast<float>(unit()), static_cast<float>(unit()),
+                        static_cast<float>(unit()));
+    }
+
+    std::mt19937 _random{5};
+};
+
+template <PalIndexType type>
+void expectRandomPalettesAsNaive(int rounds) {
+    RandomPalettes palettes;
+    for (int i = 0; i < rounds && !testing::Test::HasFatalFailure(); ++i)
+        expectAsNaive<type>(
+            palettes.next(IndexTypeInfo<type>::minLookupIdx, IndexTypeInfo<type>::maxLookupIdx));
+}
+
+TEST(PalDataGenerator, GivesTheNaiveTableForSigned8) {
+    expectRandomPalettesAsNaive<IdxSigned8>(800);
+}
+TEST(PalDataGenerator, GivesTheNaiveTableForUnsigned8) {
+    expectRandomPalettesAsNaive<IdxUnsigned8>(800);
+}
+TEST(PalDataGenerator, GivesTheNaiveTableForSigned16) {
+    expectRandomPalettesAsNaive<IdxSigned16>(40);
+}
+TEST(PalDataGenerator, GivesTheNaiveTableForUnsigned16) {
+    expectRandomPalettesAsNaive<IdxUnsigned16>(40);
+}
+
+TEST(PalDataGenerator, MapsTheDefaultPaletteOntoGreyLevels) {
+    for (MzPalette const& palette : {grey(0, 255), grey(-32768, 32767)}) {
+        const std::vector<QRgb> table = generated<IdxUnsigned8>(palette);
+        ASSERT_EQ(table.size(), 256u);
+        for (int i = 0; i < 256; ++i)
+            EXPECT_EQ(table[static_cast<size_t>(i)], greyLevel(i)) << i;
+    }
+}
+
+TEST(PalDataGenerator, LaysTheRampOverTheCropRange) {
+    const std::vector<QRgb> table = generated<IdxUnsigned8>(grey(50, 100));
+    for (size_t i = 0; i <= 50; ++i)
+        EXPECT_EQ(table[i], greyLevel(0));
+    EXPECT_EQ(table[51], greyLevel(5));    // 5.1
+    EXPECT_EQ(table[75], greyLevel(128));  // 127.5
+    EXPECT_EQ(table[99], greyLevel(250));  // 249.9
+    for (size_t i = 100; i < 256; ++i)
+        EXPECT_EQ(table[i], greyLevel(255));
+}
+
+TEST(PalDataGenerator, SqueezesARampThatBeginsBelowTheSamples) {
+    const std::vector<QRgb> table = generated<IdxUnsigned8>(grey(-100, 155));
+    EXPECT_EQ(table[0], greyLevel(0));
+    EXPECT_EQ(table[31], greyLevel(51));
+    EXPECT_EQ(table[154], greyLevel(253));
+    for (size_t i = 155; i < 256; ++i)
+        EXPECT_EQ(table[i], greyLevel(255));
+}
+
+TEST(PalDataGenerator, GivesTheLastPositionButNotTheFirstToTheSignalColour) {
+    MzPalette palette = grey(50, 100);
+    palette._saturationSignal = true;
+    for (const PalTransfoType transfo : {PTID, PTGAMMA, PTSIGMOID}) {
+        palette._transfo = transfo;
+        const std::vector<QRgb> table = generated<IdxUnsigned8>(palette);
+        EXPECT_EQ(table[49], qRgb(0, 0, 255));
+        EXPECT_EQ(table[50], greyLevel(0));
+        EXPECT_NE(table[99], qRgb(255, 0, 0));
+        EXPECT_EQ(table[100], qRgb(255, 0, 0));
+    }
+}
+
+TEST(PalDataGenerator, FindsSignedSamplesByTheirBitPattern) {
+    const std::vector<QRgb> table = generated<IdxSigned8>(grey(-128, 127));
+    EXPECT_EQ(table[128], greyLevel(0));
+    EXPECT_EQ(table[255], greyLevel(127));
+    EXPECT_EQ(table[0], greyLevel(128));
+    EXPECT_EQ(table[127], greyLevel(255));
+}
+
+TEST(PalDataGenerator, BendsTheRampByTheTransferFunction) {
+    MzPalette palette = grey(0, 255);
+    palette._transfo = PTGAMMA;
+    const std::vector<QRgb> table = generated<IdxUnsigned8>(palette);
+    for (const int i : {0, 1, 20, 128, 254}) {
+        const int expected = static_cast<int>(std::lround(255 * std::pow(i / 255.0, 1 / 2.2)));
+        EXPECT_NEAR(qRed(table[static_cast<size_t>(i)]), expected, 1) << i;
+    }
+    EXPECT_GT(qRed(table[20]), 70);
+}
+
+TEST(PalDataGenerator, LeavesTheTableAloneWithoutNodes) {
+    std::vector<QRgb> table{1, 2, 3};
+    generate<IdxUnsigned8>(MzPalette(), table, MakeMinValueBlack | MakeSpecificValueBlack, 1);
+    EXPECT_EQ(table, (std::vector<QRgb>{1, 2, 3}));
+}
+
+TEST(PalDataGenerator, ResizesTheTable) {
+    for (const size_t size : {0, 3, 70000}) {
+        std::vector<QRgb> table(size, 7);
+        generate<IdxUnsigned8>(grey(0, 255), table);
+        EXPECT_EQ(table.size(), 256u);
+        generate<IdxUnsigned16>(grey(0, 255), table);
+        EXPECT_EQ(table.size(), 65536u);
+    }
+}
+
+/// Begins left of the samples, so that it is squeezed to begin at 31: nothing writes 0 to 30.
+MzPalette squeezedAwayFromZero() {
+    MzPalette palette = grey(-1000, 155);
+    palette._nodes.front()._val = 0.2f;
+    return palette;
+}
+
+TEST(PalDataGenerator, KeepsEntriesThatNoStepWrites) {
+    std::vector<QRgb> table{1, 2, 3};
+    generate<IdxUnsigned8>(squeezedAwayFromZero(), table);
+    EXPECT_EQ((std::vector<QRgb>{table[0], table[1], table[2], table[3], table[30]}),
+              (std::vector<QRgb>{1, 2, 3, 0, 0}));
+    EXPECT_EQ(table[31], greyLevel(0));
+    EXPECT_EQ(table[155], greyLevel(255));
+}
+
+TEST(PalDataGenerator, WritesNothingForNodesInFallingOrder) {
+    MzPalette palette = grey(0, 200);
+    palette._nodes.reverse();
+    // The low fill runs up to 200, then the high fill from 0 on.
+    for (QRgb const& color : generated<IdxUnsigned8>(palette))
+        EXPECT_EQ(color, greyLevel(0));
+}
+
+TEST(PalDataGenerator, BlackensTheSmallestValue) {
+    const auto blackened = [](auto const& table, auto const& before, size_t index) {
+        for (size_t i = 0; i < table.size(); ++i)
+            if (table[i] != (i == index ? 0xff000000u : before[i])) return false;
+        return before[index] != 0xff000000u;
+    };
+    MzPalette white = grey(0, 100);
+    for (PalNode& node : white._nodes)
+        node._col = PalColor(1, 1, 1);
+    EXPECT_TRUE(blackened(generated<IdxUnsigned8>(white, MakeMinValueBlack),
+                          generated<IdxUnsigned8>(white), 0));
+    EXPECT_TRUE(blackened(generated<IdxSigned8>(white, MakeMinValueBlack),
+                          generated<IdxSigned8>(white), 128));
+    EXPECT_TRUE(blackened(generated<IdxSigned16>(white, MakeMinValueBlack),
+                          generated<IdxSigned16>(white), 32768));
+    EXPECT_TRUE(blackened(generated<IdxUnsigned16>(white, MakeMinValueBlack),
+                          generated<IdxUnsigned16>(white), 0));
+    EXPECT_TRUE(blackened(generated<IdxSigned16>(white, MakeSpecificValueBlack, 0x8000),
+                          generated<IdxSigned16>(white), 32768));
+    EXPECT_TRUE(blackened(generated<IdxSigned8>(white, MakeSpecificValueBlack, 255),
+                          generated<IdxSigned8>(white), 255));
+}
+
+TEST(PalDataGenerator, DoesNotActOnTransparency) {
+    const int flags = MakeMinValueTransparent | MakeSpecificValueTransparent;
+    EXPECT_EQ(generated<IdxUnsigned8>(grey(0, 255), flags, 9),
+              generated<IdxUnsigned8>(grey(0, 255)));
+}
+
+TEST(PalDataGenerator, KeepsTheAlphaOfAnEntryThatItBlackens) {
+    std::vector<QRgb> table(256, 0x40ffffffu);
+    generate<IdxUnsigned8>(squeezedAwayFromZero(), table,
+                           MakeMinValueBlack | MakeSpecificValueBlack, 5);
+    EXPECT_EQ(table[0], 0x40000000u);
+    EXPECT_EQ(table[5], 0x40000000u);
+    EXPECT_EQ(table[6], 0x40ffffffu);
+}
+
+TEST(PalDataGenerator, TakesColoursAndPositionsThatAreNoNumbers) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float infinity = std::numeric_limits<float>::infinity();
+    MzPalette palette = grey(0, 255);
+    palette._nodes = {PalNode(nan, PalColor(nan, -4, 7)), PalNode(1, PalColor(2, 1, infinity))};
+    const std::vector<QRgb> table = generated<IdxUnsigned8>(palette);
+    EXPECT_EQ(table[0], qRgb(0, 0, 255));
+    EXPECT_EQ(table[255], qRgb(255, 255, 255));
+
+    for (const float value : {nan, infinity, -infinity, 3e38f, -3e38f}) {
+        for (const PalTransfoType transfo : {PTID, PTSIGMOID}) {
+            palette = grey(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
+            palette._transfo = transfo;
+            palette._nodes.insert(std::next(palette._nodes.begin()), PalNode(value, PalColor()));
+            expectAsNaive<IdxSigned16>(palette);
+            palette._nodes.emplace_back(value, PalColor(1, 1, 1));
+            expectAsNaive<IdxUnsigned8>(palette);
+        }
+    }
+}
+
+/// Nodes that rise over and over again, so that segments lie on top of each other.
+MzPalette sawTooth(int count, int cropMin, int cropMax) {
+    MzPalette palette = grey(cropMin, cropMax);
+    palette._nodes.clear();
+    for (int i = 0; i < count; ++i)
+        palette._nodes.emplace_back(
+            i % 2 ? 1.0f - 0.3f / static_cast<float>(i) : 0.1f,
+            PalColor(i % 2 ? 1.0f : 0.0f, static_cast<float>(i % 7) / 7, 0));
+    return palette;
+}
+
+TEST(PalDataGenerator, LetsTheLastOfManySegmentsWin) {
+    for (const int count : {2, 3, 4, 7, 8, 9, 40, 5000}) {
+        expectAsNaive<IdxUnsigned8>(sawTooth(count, 20, 200));
+        expectAsNaive<IdxUnsigned8>(sawTooth(count, 300, 800));
+        expectAsNaive<IdxSigned8>(sawTooth(count, -60, 60));
+        expectAsNaive<IdxUnsigned8>(sawTooth(count, std::numeric_limits<int>::min(), 255));
+        MzPalette bent = sawTooth(count, -60, 60);
+        bent._transfo = PTGAMMA;
+        expectAsNaive<IdxSigned8>(bent);
+    }
+    expectAsNaive<IdxSigned16>(sawTooth(50, -20000, 20000));
+}
+
+TEST(PalDataGenerator, CostsNoMoreForMoreNodesThanForATable) {
+    // Written segment by segment this would be 3e10 entries.
+    const std::vector<QRgb> many = generated<IdxUnsigned16>(sawTooth(1000000, 0, 60000));
+    EXPECT_EQ(many.size(), 65536u);
+    EXPECT_EQ(many[6000], qRgb(0, static_cast<int>(rounded(255 * (999998 % 7 / 7.0))), 0));
+}
+
+}  // namespace
