@@ -30,7 +30,7 @@ public:
     void clear();
 
     /// Prints index and attributes to standard output.
-    void dumpDebug() const;
+    virtual void dumpDebug() const;
     using AttributeChunk::erase;
 
 private:
