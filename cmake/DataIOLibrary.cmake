@@ -11,4 +11,4 @@ target_include_directories(DataIO INTERFACE
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(DataIO
     PUBLIC Qt6::Core Qt6::Gui Boost::headers
-    PRIVATE Boost::iostreams ZLIB::ZLIB BZip2::BZip2)
+    PRIVATE ${DATAIO_PRIVATE_LIBRARIES})

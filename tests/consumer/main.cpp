@@ -1,0 +1,106 @@
+// What an application does with the installed library: implement its two interfaces, record and
+// read a movie, and catch a failure that was thrown on the other side of the library's border.
+
+#include <libCommon/exceptions.h>
+#include <libDataIO/imagereader.h>
+#include <libDataIO/imagewriter.h>
+#include <libDataIO/ireconstructionservice.h>
+#include <libLog/logger.h>
+
+#include <boost/smart_ptr/make_shared.hpp>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+namespace {
+
+void require(bool condition, const char* what) {
+    if (condition) return;
+    std::fprintf(stderr, "consumer: %s\n", what);
+    std::exit(1);
+}
+
+struct CountingStream : mz::LogStream {
+    int records = 0;
+    void write(mz::LogRecord const&) override { ++records; }
+};
+
+// Shows every pixel as bright as the first fibre.
+struct FirstFibre : mz::IReconstructionService {
+    bool prepare(boost::iterator_range<float const*> fibers, int, int, float, float, float, float,
+                 float, float) override {
+        return !fibers.empty();
+    }
+    bool reconstruct(boost::iterator_range<std::uint16_t const*> input,
+                     boost::iterator_range<std::uint16_t*> output) override {
+        std::fill(output.begin(), output.end(), input.front());
+        return true;
+    }
+    mz::IReconstructionService* clone() const override { return new FirstFibre(*this); }
+};
+
+void recordAndReadImages(QString const& name) {
+    const std::vector<std::uint16_t> frame{1, 2, 3, 4, 5, 6};
+    mz::ImageWriter writer;
+    writer.create(name, true);
+    writer.width(3);
+    writer.height(2);
+    writer.pixType(mz::MZ_USHORT);
+    writer.setCompression(mz::CompressionType::GZip);
+    writer.addFrame(frame.data(), 0.5f);
+    writer.addFrame(frame.data(), 1.0f);
+    writer.close();
+
+    mz::ImageReader reader(name, nullptr);
+    require(reader.nbFrames() == 2, "the movie has not two frames");
+    void const* data = nullptr;
+    require(reader.getFrame(data, 1), "the second frame is missing");
+    require(std::equal(frame.begin(), frame.end(), static_cast<std::uint16_t const*>(data)),
+            "the frame came back different");
+}
+
+void recordAndReconstructFibres(QString const& name) {
+    const std::vector<std::uint16_t> samples{700, 800};
+    mz::ImageWriter writer;
+    writer.create(name, true);
+    writer.width(8);
+    writer.height(4);
+    writer.pixType(mz::MZ_USHORT);
+    writer.addRasterFiberContinuousIndexes({1.0f, 1.0f, 6.0f, 2.0f});
+    writer.addFrame(samples.data(), 4, -1.0f);
+    writer.close();
+
+    mz::ImageReader reader(name, boost::make_shared<FirstFibre>());
+    void const* data = nullptr;
+    require(reader.getFrame(data, 0), "the vectorized frame is missing");
+    require(static_cast<std::uint16_t const*>(data)[31] == 700, "the service was not asked");
+}
+
+void catchFailure(QString const& name) {
+    auto stream = boost::make_shared<CountingStream>();
+    mz::Logger* logger = mz::Logger::logger(QStringLiteral("dataio"));
+    logger->inheritLogStreams(false);
+    logger->addLogStream(stream);
+    bool caught = false;
+    try {
+        mz::ImageReader reader(name, nullptr);
+    } catch (mz::IOFileException const& failure) {
+        caught = !failure.code().isEmpty() && !failure.message().isEmpty();
+    }
+    require(caught, "the exception did not cross the library's border");
+    require(stream->records == 1, "the failure was not logged once");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    require(argc == 2, "give the name of a movie to write");
+    const QString name = QString::fromLocal8Bit(argv[1]);
+    require(GetPixBits(mz::MZ_USHORT) == 16, "pixel types are wrong");
+    recordAndReadImages(name);
+    recordAndReconstructFibres(name);
+    catchFailure(name + QStringLiteral(".that.does.not.exist"));
+}
