@@ -48,8 +48,9 @@ void extract(QCommandLineParser const& parser) {
             QStringLiteral("%1-%2.png").arg(name).arg(index, 6, 10, QLatin1Char('0')));
         examples::refuseToOverwrite(file, force);
         const auto frame = examples::greyFrame(reader, static_cast<unsigned int>(index));
-        savePng(greyPicture(frame.samples, size.width(), size.height(), frame.bits, contrast),
-                file);
+        examples::savePng(
+            examples::greyPicture(frame.samples, size.width(), size.height(), frame.bits, contrast),
+            file);
         progress.advance();
     }
 }

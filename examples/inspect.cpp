@@ -171,7 +171,7 @@ void printOverview(mz::ImageReader& reader, QString const& movie, bool withDiges
     if (!reader.getSpecificComment().isEmpty())
         facts.emplace_back(QStringLiteral("second comment"), reader.getSpecificComment());
     if (withDigest) facts.emplace_back(QStringLiteral("digest"), digest(reader));
-    printFacts(facts);
+    examples::printFacts(facts);
 }
 
 void printIndex(mz::ChunkInfo& info) {
@@ -180,7 +180,7 @@ void printIndex(mz::ChunkInfo& info) {
                                         "fibre centres", "frame timers", "laser powers"};
     Table table({QStringLiteral("index"), QStringLiteral("chunks"), QStringLiteral("payload bytes"),
                  QStringLiteral("first offset")});
-    for (int type = mz::MZ_CT_HEADER; type <= mz::MZ_CT_LASERPOWER; ++type) {
+    for (int type = 0; type < static_cast<int>(std::size(names)); ++type) {
         if (!info.has(type)) continue;
         auto const& records = info[type];
         qint64 bytes = 0;
@@ -202,7 +202,7 @@ void printAttributes(mz::AttributeChunk const& attributes) {
         facts.emplace_back(key, text.replace(QChar(7), QLatin1Char('\n')));
     }
     examples::print(QStringLiteral("  %1 attributes").arg(facts.size()));
-    printFacts(facts);
+    examples::printFacts(facts);
 }
 
 void printFrames(mz::ImageReader const& reader, mz::ChunkInfo& info) {
