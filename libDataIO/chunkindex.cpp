@@ -15,7 +15,7 @@ Logger* const logger = Logger::logger(QStringLiteral("dataio.chunkindex"));
 
 constexpr size_t countSize = sizeof(int32_t);
 constexpr size_t typeSize = sizeof(uint32_t);
-constexpr size_t storedSize = typeSize + sizeof(ChunkRecord);
+constexpr size_t recordSize = typeSize + sizeof(ChunkRecord);
 // Offset and length are copied as one between the record and its stored form.
 static_assert(sizeof(ChunkRecord) == 8 && offsetof(ChunkRecord, length) == 4);
 
@@ -43,7 +43,7 @@ public:
         return record;
     }
     StoredRecordIterator& operator++() {
-        _stored += storedSize;
+        _stored += recordSize;
         return *this;
     }
     bool operator==(StoredRecordIterator other) const { return _stored == other._stored; }
@@ -56,7 +56,7 @@ private:
 const char* endOfRun(const char* stored, const char* end) {
     const uint32_t type = storedType(stored);
     while (stored != end && storedType(stored) == type)
-        stored += storedSize;
+        stored += recordSize;
     return stored;
 }
 
@@ -85,7 +85,7 @@ char* ChunkIndex::save(int& len) {
     size_t count = 0;
     for (auto const& [type, records] : _recordMap)
         count += records.size();
-    const size_t size = countSize + count * storedSize;
+    const auto size = static_cast<size_t>(storedSize(static_cast<qint64>(count)));
     std::unique_ptr<char[]> buffer(new char[size]);
 
     const auto storedCount = static_cast<int32_t>(count);
@@ -95,7 +95,7 @@ char* ChunkIndex::save(int& len) {
         for (ChunkRecord const& record : records) {
             std::memcpy(out, &type, typeSize);
             std::memcpy(out + typeSize, &record, sizeof record);
-            out += storedSize;
+            out += recordSize;
         }
     }
     len = static_cast<int>(size);
@@ -105,7 +105,7 @@ char* ChunkIndex::save(int& len) {
 int ChunkIndex::load(void const* buf, unsigned int len) {
     int32_t count = -1;
     if (len >= countSize) std::memcpy(&count, buf, countSize);
-    const int64_t size = int64_t{countSize} + int64_t{count} * int64_t{storedSize};
+    const qint64 size = storedSize(count);
     if (count < 0 || size > len)
         DATAIO_FAIL(IOFileException, logger, SOFTWARE, "CI_L_CHUNK",
                     QStringLiteral("Cannot read header index, chunk too small."));

@@ -31,6 +31,7 @@
 
 #include <sys/time.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -42,6 +43,7 @@ namespace mz {
 class FrameDecoder;
 struct BundleBox;
 struct ImageSize;
+struct ThumbnailGrid;
 
 class DATAIO_EXPORT ImageReader {
 public:
@@ -254,6 +256,10 @@ private:
     void _decompress(void const*& data, unsigned int size);
     void _sizeDecompressionBuffer(unsigned int payloadSize);
     void _reconstruct(void const*& data, unsigned int size);
+    boost::optional<size_t> _getSizedFrame(void const*& data, unsigned int idx);
+    bool _thumbnail16(QImage& image, ThumbnailGrid const& grid, const char* frame,
+                      size_t size) const;
+    MzPalette _contrastPalette(const char* frame, ThumbnailGrid const& grid) const;
     bool _fiberImageSize(ImageSize& size) const;
     boost::optional<BundleBox> _bundleBox() const;
 

@@ -90,10 +90,15 @@ void const* ImageReader::_swapDataBytes() {
 }
 
 bool ImageReader::getFrame(void const*& data, unsigned int idx) {
+    return _getSizedFrame(data, idx).has_value();
+}
+
+boost::optional<size_t> ImageReader::_getSizedFrame(void const*& data, unsigned int idx) {
     const boost::optional<unsigned int> size = getRawFrame(data, idx);
-    if (!size) return false;
-    if (_vectorizedData) _reconstruct(data, *size);
-    return true;
+    if (!size) return boost::none;
+    if (!_vectorizedData) return size_t{*size};
+    _reconstruct(data, *size);
+    return _tmpData.size() * sizeof(uint16_t);
 }
 
 void ImageReader::_prepareReconstruction(std::vector<float> const& fibers) {

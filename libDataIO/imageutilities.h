@@ -44,8 +44,9 @@ struct SalvageReport {
 /// @throws IOFileException, origin SOFTWARE, logged on "dataio.imageutilities": "IU_S_FORMAT" when
 /// a file
 ///         that is not empty holds no trace of a chunk; "IU_S_FRAMES" when there are frames and
-///         none can be read with these attributes; "IU_S_SAME" when both names are the same file; with origin SYSCALL or FILESYSTEM "IU_S_READ", "IU_S_COPY".
-///         And what reading and writing files throws ("FR_OF_…", "FW_OF_…", "FDCW_…").
+///         none can be read with these attributes; "IU_S_SAME" when both names are the same file;
+///         with origin SYSCALL or FILESYSTEM "IU_S_READ", "IU_S_COPY". And what reading and writing
+///         files throws ("FR_OF_…", "FW_OF_…", "FDCW_…").
 class DATAIO_EXPORT ImageUtilities {
 public:
     /// Takes the attributes of a finished movie, its times apart, into a writer that records a new

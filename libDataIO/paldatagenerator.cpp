@@ -1,4 +1,5 @@
 #include <libDataIO/paldatagenerator.h>
+#include <libDataIO/rounding.h>
 
 #include <algorithm>
 #include <cmath>
@@ -10,14 +11,6 @@
 namespace mz {
 
 namespace {
-
-/// The nearest integer, halves upwards, clamped to what 32 bits hold; 0 for a NaN.
-int64_t position(double x) {
-    if (std::isnan(x)) return 0;
-    constexpr double lowest = std::numeric_limits<int32_t>::min();
-    constexpr double highest = std::numeric_limits<int32_t>::max();
-    return static_cast<int64_t>(std::clamp(std::floor(x + 0.5), lowest, highest));
-}
 
 /// Once a node, so that nothing needs it once an entry.
 PalColor clampedColor(PalColor const& color) {
@@ -184,7 +177,7 @@ struct Placement {
     }
 
     int64_t positionOf(float value) const {
-        return position(cropMin + (cropMax - cropMin) * double{value});
+        return roundHalfUp(cropMin + (cropMax - cropMin) * double{value});
     }
 };
 
@@ -194,7 +187,7 @@ std::vector<QRgb> fineRamp(std::list<PalNode> const& nodes) {
     const double first = nodes.front()._val;
     const double scale = 65535.0 / (nodes.back()._val - first);
     WrappedTable(ramp).write(
-        segmentsOf(nodes, [&](float value) { return position((value - first) * scale); }));
+        segmentsOf(nodes, [&](float value) { return roundHalfUp((value - first) * scale); }));
     return ramp;
 }
 
@@ -203,7 +196,7 @@ void writeTransferred(WrappedTable& table, Placement const& placed, std::vector<
     const auto width = static_cast<double>(placed.lastPos - placed.firstPos);
     for (int64_t at = placed.firstPos; at < placed.lastPos; ++at) {
         const auto x = static_cast<float>(static_cast<double>(at - placed.firstPos) / width);
-        table[at] = ramp[static_cast<size_t>(position(65535.0 * transfer(x))) & 0xffff];
+        table[at] = ramp[static_cast<size_t>(roundHalfUp(65535.0 * transfer(x))) & 0xffff];
     }
 }
 
