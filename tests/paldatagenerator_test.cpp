@@ -10,7 +10,10 @@
 #include <random>
 #include <vector>
 
+#include <tests/support/palettes.h>
+
 using namespace mz;
+using namespace mz::test;
 
 namespace {
 
@@ -33,14 +36,6 @@ std::vector<QRgb> generated(MzPalette const& palette, int flags = Default, int s
     std::vector<QRgb> table;
     generate<type>(palette, table, flags, special);
     return table;
-}
-
-MzPalette grey(int cropMin, int cropMax) {
-    MzPalette palette;
-    palette.initDefault();
-    palette._cropMinInt = cropMin;
-    palette._cropMaxInt = cropMax;
-    return palette;
 }
 
 QRgb greyLevel(int level) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include <tests/support/bytes.h>
+#include <tests/support/palettes.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -67,14 +68,6 @@ Frame16 randomFrame(int width, int height, unsigned int seed) {
     for (int& sample : samples)
         sample = static_cast<int>(random() % 65536);
     return Frame16(width, height, samples);
-}
-
-MzPalette grey(int cropMin, int cropMax) {
-    MzPalette palette;
-    palette.initDefault();
-    palette._cropMinInt = cropMin;
-    palette._cropMaxInt = cropMax;
-    return palette;
 }
 
 TEST(ThumbnailGrid, KeepsTheProportions) {
