@@ -183,13 +183,13 @@ uint64_t plausibleDecodedSize(CompressionType::e type, uint64_t size) {
     return size * (type == CompressionType::BZip2 ? 50'000 : 1'100);
 }
 
-boost::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
+std::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
                                       uint64_t limit) {
     uint64_t count = 0;
     try {
         decodeThroughChain(type, payload, size, CountingSink(count, limit));
     } catch (std::exception const&) {
-        return boost::none;
+        return std::nullopt;
     }
     return count;
 }

@@ -6,10 +6,9 @@
 #include <libDataIO/dataiocommon.h>
 #include <libDataIO/fastdeflate.h>
 
-#include <boost/optional.hpp>
-
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 class QString;
@@ -51,7 +50,7 @@ uint64_t plausibleDecodedSize(CompressionType::e type, uint64_t size);
 
 /// How many bytes a stream of `type`, not None, is worth; empty when it is damaged or worth more
 /// than `limit`.
-boost::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
+std::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
                                       uint64_t limit);
 
 /// Turns streams into 16-bit samples. Keeps its working memory from frame to frame.

@@ -2,9 +2,8 @@
 
 // How many bytes a frame has, from header values that may say anything.
 
-#include <boost/optional.hpp>
-
 #include <cstdint>
+#include <optional>
 
 namespace mz {
 
@@ -19,11 +18,11 @@ inline int pixelBytes(int bits) {
 }
 
 /// width × height × bytesPerPixel; empty when a factor is negative or the product beyond 63 bits.
-inline boost::optional<int64_t> frameBytes(int width, int height, int bytesPerPixel) {
-    if (width < 0 || height < 0 || bytesPerPixel < 0) return boost::none;
+inline std::optional<int64_t> frameBytes(int width, int height, int bytesPerPixel) {
+    if (width < 0 || height < 0 || bytesPerPixel < 0) return std::nullopt;
     int64_t bytes = 0;
     if (__builtin_mul_overflow(int64_t{width} * height, int64_t{bytesPerPixel}, &bytes)) {
-        return boost::none;
+        return std::nullopt;
     }
     return bytes;
 }

@@ -22,7 +22,7 @@ constexpr int64_t maxPixelsPerFiber = 4096;
 
 /// Sets `samples` to `count` zeros, unless that is more memory than `plausibleBytes` of source
 /// justify or than there is.
-bool resizeWithin(std::vector<uint16_t>& samples, boost::optional<int64_t> count,
+bool resizeWithin(std::vector<uint16_t>& samples, std::optional<int64_t> count,
                   uint64_t plausibleBytes) {
     if (!count || *count > static_cast<int64_t>(samples.max_size())) return false;
     const int64_t bytes = *count * 2;
@@ -63,7 +63,7 @@ void ImageReader::_decompress(void const*& data, unsigned int size) {
 }
 
 void ImageReader::_sizeDecompressionBuffer(unsigned int payloadSize) {
-    boost::optional<int64_t> samples = int64_t{_fiberCount};
+    std::optional<int64_t> samples = int64_t{_fiberCount};
     if (dataType() != QLatin1String("vec")) {
         samples = frameBytes(_intOr("width", 0), _intOr("height", 0), 1);
     }

@@ -31,6 +31,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace mz {
@@ -232,8 +233,8 @@ private:
     void _saveLaserPower();
     void _saveInfo();
 
-    bool _headerFrameSize(boost::optional<int64_t>& size) const;
-    unsigned int _checkedSize(boost::optional<int64_t> size) const;
+    bool _headerFrameSize(std::optional<int64_t>& size) const;
+    unsigned int _checkedSize(std::optional<int64_t> size) const;
     void _addFrame(void const* data, unsigned int size, boost::optional<timeval> time,
                    float laserPower);
     void _addFrameChunk(void const* data, unsigned int size);

@@ -47,7 +47,7 @@ QString timeIsAutomatic() {
 // -----------------------------------------------------------------------------------------------
 
 void ImageWriter::addFrame(void const* data, float laserPower) {
-    boost::optional<int64_t> size;
+    std::optional<int64_t> size;
     if (!_headerFrameSize(size)) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_INFO1",
                     headerIncomplete());
@@ -64,7 +64,7 @@ void ImageWriter::addFrame(void const* data, int size, float laserPower) {
 }
 
 void ImageWriter::addFrame(void const* data, timeval time, float laserPower) {
-    boost::optional<int64_t> size;
+    std::optional<int64_t> size;
     if (!_headerFrameSize(size)) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_INFO2",
                     headerIncomplete());
@@ -118,7 +118,7 @@ void ImageWriter::addFrameAtEnd(void const* data, int size, timeval time, float 
 /// @return false when the header lacks a value; otherwise `size` is that of a frame, or empty when
 /// the
 ///         values make none
-bool ImageWriter::_headerFrameSize(boost::optional<int64_t>& size) const {
+bool ImageWriter::_headerFrameSize(std::optional<int64_t>& size) const {
     int width = 0;
     int height = 0;
     int bits = 0;
@@ -131,7 +131,7 @@ bool ImageWriter::_headerFrameSize(boost::optional<int64_t>& size) const {
     return true;
 }
 
-unsigned int ImageWriter::_checkedSize(boost::optional<int64_t> size) const {
+unsigned int ImageWriter::_checkedSize(std::optional<int64_t> size) const {
     if (!size || *size < 0 || *size > std::numeric_limits<int>::max()) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_SIZE",
                     QStringLiteral("Frame size is invalid."));

@@ -171,8 +171,8 @@ private:
     std::vector<unsigned int> _offsets;
     std::vector<uint16_t> _samples;
     int64_t _pixels = 0;
-    boost::optional<int64_t> _imageBytes;
-    boost::optional<int64_t> _headerBytes;
+    std::optional<int64_t> _imageBytes;
+    std::optional<int64_t> _headerBytes;
     bool _isCompressedImage = false;
 };
 
