@@ -67,7 +67,9 @@ void pushDecompressor(io::filtering_istreambuf& chain, CompressionType::e type) 
     }
 }
 
-/// Takes a stream into a buffer of fixed size and tells how long it is.
+/// Takes a stream into a buffer of fixed size and tells how long it is, be it longer than the
+/// buffer. It never throws: what a chain holds back reaches it when the chain is closed, and
+/// exceptions are dropped then.
 class BoundedSink {
 public:
     using char_type = char;
@@ -76,10 +78,9 @@ public:
     BoundedSink(std::vector<char>& buffer, size_t& length) : _buffer(&buffer), _length(&length) {}
 
     std::streamsize write(const char* bytes, std::streamsize count) {
-        if (static_cast<size_t>(count) > _buffer->size() - *_length) {
-            throw std::ios_base::failure("write area exhausted");
-        }
-        std::copy_n(bytes, count, _buffer->data() + *_length);
+        const size_t at = std::min(*_length, _buffer->size());
+        std::copy_n(bytes, std::min(static_cast<size_t>(count), _buffer->size() - at),
+                    _buffer->data() + at);
         *_length += static_cast<size_t>(count);
         return count;
     }
@@ -95,12 +96,12 @@ size_t encodeThroughChain(CompressionType::e type, int level, void const* data, 
     size_t length = 0;
     io::filtering_ostreambuf chain;
     pushCompressor(chain, type, level);
-    chain.push(BoundedSink(buffer, length), 0);
+    chain.push(BoundedSink(buffer, length), chainBuffer);
     io::copy(io::array_source(static_cast<const char*>(data), size), chain, copyBuffer);
+    if (length > buffer.size()) throw std::ios_base::failure("write area exhausted");
     return length;
 }
 
-template <class Sink>
 void decodeThroughChain(CompressionType::e type, void const* payload, size_t size,
                         Sink const& sink) {
     io::filtering_istreambuf chain;
@@ -184,7 +185,7 @@ uint64_t plausibleDecodedSize(CompressionType::e type, uint64_t size) {
 }
 
 std::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
-                                      uint64_t limit) {
+                                    uint64_t limit) {
     uint64_t count = 0;
     try {
         decodeThroughChain(type, payload, size, CountingSink(count, limit));

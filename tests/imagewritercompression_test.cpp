@@ -1,0 +1,297 @@
+// Compressed frames: their bytes are those of the compression libraries called directly.
+
+#include <libDataIO/imagewriter.h>
+
+#include <gtest/gtest.h>
+
+#include <bzlib.h>
+#include <zlib.h>
+
+#include <ios>
+#include <vector>
+
+#include <tests/support/movieparser.h>
+#include <tests/support/recording.h>
+#include <tests/support/scratchfile.h>
+
+using namespace mz;
+using namespace mz::test;
+
+namespace {
+
+constexpr int zlibFormat = 15;
+constexpr int gzipFormat = 15 + 16;
+
+/// A zlib or gzip stream at the default level, the latter of an unknown system and time.
+QByteArray deflated(QByteArray input, int format) {
+    z_stream stream{};
+    EXPECT_EQ(
+        deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, format, 8, Z_DEFAULT_STRATEGY),
+        Z_OK);
+    gz_header header{};
+    header.os = 255;
+    if (format == gzipFormat) {
+        EXPECT_EQ(deflateSetHeader(&stream, &header), Z_OK);
+    }
+    QByteArray out(input.size() * 2 + 100, '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(input.data());
+    stream.avail_in = static_cast<uInt>(input.size());
+    stream.next_out = reinterpret_cast<Bytef*>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
+    out.truncate(static_cast<qsizetype>(stream.total_out));
+    deflateEnd(&stream);
+    return out;
+}
+
+QByteArray bzipped(QByteArray input) {
+    QByteArray out(input.size() * 2 + 1000, '\0');
+    auto size = static_cast<unsigned int>(out.size());
+    EXPECT_EQ(BZ2_bzBuffToBuffCompress(out.data(), &size, input.data(),
+                                       static_cast<unsigned int>(input.size()), 9, 0, 30),
+              BZ_OK);
+    out.truncate(static_cast<qsizetype>(size));
+    return out;
+}
+
+QByteArray inflated(QByteArray stream, int format, qsizetype size) {
+    QByteArray out(size, '\0');
+    z_stream state{};
+    EXPECT_EQ(inflateInit2(&state, format), Z_OK);
+    state.next_in = reinterpret_cast<Bytef*>(stream.data());
+    state.avail_in = static_cast<uInt>(stream.size());
+    state.next_out = reinterpret_cast<Bytef*>(out.data());
+    state.avail_out = static_cast<uInt>(out.size());
+    EXPECT_EQ(inflate(&state, Z_FINISH), Z_STREAM_END);
+    EXPECT_EQ(state.avail_in, 0u);
+    out.truncate(static_cast<qsizetype>(state.total_out));
+    inflateEnd(&state);
+    return out;
+}
+
+struct Codec {
+    CompressionType::e type;
+    const char* name;
+    QByteArray (*reference)(QByteArray const&);
+};
+
+std::ostream& operator<<(std::ostream& out, Codec const& codec) {
+    return out << codec.name;
+}
+
+class CompressedFrames : public testing::TestWithParam<Codec> {
+protected:
+    CompressedFrames() {
+        _writer.create(_file.path(), false);
+        _writer.setCompression(GetParam().type);
+    }
+
+    void expectExhausted(QByteArray const& frame) {
+        const QByteArray before = _file.bytes();
+        try {
+            add(_writer, frame, timeOf(1), 0.5F);
+            ADD_FAILURE() << "a frame of " << frame.size() << " bytes was taken";
+        } catch (std::ios_base::failure const& failure) {
+            EXPECT_NE(std::string(failure.what()).find("write area exhausted"), std::string::npos)
+                << failure.what();
+        }
+        EXPECT_EQ(_file.bytes(), before);
+    }
+
+    QByteArray reference(QByteArray const& frame) const { return GetParam().reference(frame); }
+
+    const ScratchFile _file;
+    ImageWriter _writer;
+};
+
+/// A frame as the instrument makes them: smooth, with noise in its lower bits.
+QByteArray smoothFrame(int samples) {
+    QByteArray frame = frame16(samples);
+    for (int i = 0; i < samples; ++i) {
+        const int value = 800 + 3 * (i % 640) / 4 + (static_cast<unsigned char>(frame[2 * i]) & 15);
+        frame[2 * i] = static_cast<char>(value & 0xff);
+        frame[2 * i + 1] = static_cast<char>(value >> 8);
+    }
+    return frame;
+}
+
+TEST_P(CompressedFrames, AreTheStreamsOfTheLibrary) {
+    const std::vector<QByteArray> frames = {smoothFrame(640 * 480), smoothFrame(2000),
+                                            frame16(50000), QByteArray(300000, '\0'),
+                                            smoothFrame(640 * 480)};
+    for (QByteArray const& frame : frames)
+        add(_writer, frame, timeOf(1), 0.5F);
+    _writer.close();
+    const Movie movie = soundMovie(_file.path());
+    ASSERT_EQ(movie.frames.size(), frames.size());
+    for (size_t i = 0; i < frames.size(); ++i)
+        EXPECT_TRUE(movie.frames[i] == reference(frames[i])) << i;
+    EXPECT_EQ(movie.attribute("compression_type"), GetParam().name);
+    EXPECT_EQ(movie.powers, std::vector<int>(5, 127));
+}
+
+TEST_P(CompressedFrames, OnlyFramesAreCompressed) {
+    setSize(_writer, 10, 10);
+    _writer.addRasterFiberContinuousIndexes(std::vector<float>(200, 0.0F));
+    add(_writer, smoothFrame(100), timeOf(1), 0.0F);
+    _writer.close();
+    const Movie movie = soundMovie(_file.path());
+    EXPECT_EQ(movie.fiberWords, std::vector<uint32_t>(200, 0));
+    EXPECT_EQ(movie.times, (std::vector<MovieTime>{{1, 0}}));
+    EXPECT_EQ(movie.powers, (std::vector<int>{0}));
+}
+
+TEST_P(CompressedFrames, DataTypeFollowsTheUncompressedSize) {
+    setSize(_writer, 20, 10);
+    add(_writer, smoothFrame(200));
+    _writer.close();
+    EXPECT_FALSE(soundMovie(_file.path()).has("data_type"));
+}
+
+TEST_P(CompressedFrames, EachAddOperationCompresses) {
+    setSize(_writer, 20, 10);
+    const QByteArray frame = smoothFrame(200);
+    const int size = static_cast<int>(frame.size());
+    _writer.addFrame(frame.constData());
+    _writer.addFrame(frame.constData(), timeOf(1));
+    _writer.addFrame(frame.constData(), size, timeOf(1));
+    _writer.addFrameAtEnd(frame.constData(), size);
+    _writer.addFrameAtEnd(frame.constData(), size, timeOf(1));
+    _writer.close();
+    EXPECT_EQ(soundMovie(_file.path()).frames, std::vector<QByteArray>(5, reference(frame)));
+}
+
+TEST_P(CompressedFrames, TinyFirstFrameExhaustsTheWriteArea) {
+    expectExhausted("a");
+    expectExhausted("");
+    _writer.close();
+    EXPECT_EQ(soundMovie(_file.path()).types(), (std::vector<uint32_t>{5}));
+}
+
+TEST_P(CompressedFrames, TinyFrameFitsBehindALargeOne) {
+    expectExhausted("a");
+    const QByteArray large = frame16(100);
+    add(_writer, large, timeOf(1), 0.5F);
+    add(_writer, "a", timeOf(2), 0.5F);
+    add(_writer, "", timeOf(3), 0.5F);
+    _writer.close();
+    const Movie movie = soundMovie(_file.path());
+    EXPECT_EQ(movie.frames,
+              (std::vector<QByteArray>{reference(large), reference("a"), reference("")}));
+    EXPECT_EQ(movie.times.size(), 3u);
+    EXPECT_EQ(movie.powers, (std::vector<int>{127, 127, 127}));
+}
+
+TEST_P(CompressedFrames, WriteAreaOutlivesTheMovie) {
+    add(_writer, frame16(100));
+    _writer.create(_file.path(), false);
+    _writer.setCompression(GetParam().type);
+    add(_writer, "a");
+    _writer.close();
+    EXPECT_EQ(soundMovie(_file.path()).frames, (std::vector<QByteArray>{reference("a")}));
+}
+
+TEST_P(CompressedFrames, SizeOfARefusedFrameDecidesTheDataType) {
+    setSize(_writer, 20, 10);
+    expectExhausted("a");
+    _writer.close();
+    EXPECT_EQ(soundMovie(_file.path()).attribute("data_type"), "vec");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ImageWriter, CompressedFrames,
+    testing::Values(Codec{CompressionType::ZLib, "z",
+                          [](QByteArray const& in) { return deflated(in, zlibFormat); }},
+                    Codec{CompressionType::GZip, "gz",
+                          [](QByteArray const& in) { return deflated(in, gzipFormat); }},
+                    Codec{CompressionType::BZip2, "bz2",
+                          [](QByteArray const& in) { return bzipped(in); }}),
+    testing::PrintToStringParamName());
+
+TEST(CompressedFrameBytes, GZipHeaderTellsNothingOfTheMachine) {
+    const ScratchFile file;
+    ImageWriter writer;
+    writer.create(file.path(), false);
+    writer.setCompression(CompressionType::GZip);
+    add(writer, frame16(100));
+    const QByteArray header("\x1f\x8b\x08\0\0\0\0\0\0\xff", 10);
+    EXPECT_EQ(file.bytes().mid(16, 10), header);
+}
+
+/// One and a half times the frame, rounded down: of 22 bytes that cannot be compressed the stream
+/// takes all 33, of 21 it takes one more than there are.
+TEST(CompressedFrameBytes, WriteAreaIsOneAndAHalfTimesTheFrame) {
+    QByteArray noise;
+    for (int i = 0; i < 22; ++i)
+        noise.append(static_cast<char>(0x90 + 5 * i));
+    ASSERT_EQ(deflated(noise, zlibFormat).size(), 33);
+    ASSERT_EQ(deflated(noise.left(21), zlibFormat).size(), 32);
+
+    const ScratchFile file;
+    ImageWriter writer;
+    writer.create(file.path(), false);
+    writer.setCompression(CompressionType::ZLib);
+    EXPECT_THROW(add(writer, noise.left(21)), std::ios_base::failure);
+    EXPECT_EQ(file.bytes(), "");
+    add(writer, noise);
+    add(writer, noise.left(21));
+    EXPECT_EQ(file.bytes(), chunk(2, deflated(noise, zlibFormat)) +
+                                chunk(2, deflated(noise.left(21), zlibFormat)));
+}
+
+// --- effort ---
+
+TEST(CompressionEffortFast, GivesStreamsThatAnyReaderReads) {
+    const std::vector<QByteArray> frames = {smoothFrame(640 * 480), frame16(5000),
+                                            QByteArray(100000, '\0'), "a", ""};
+    for (const auto type : {CompressionType::ZLib, CompressionType::GZip}) {
+        const ScratchFile file;
+        ImageWriter writer;
+        writer.create(file.path(), false);
+        writer.setCompression(type);
+        writer.setCompressionEffort(CompressionEffort::Fast);
+        for (QByteArray const& frame : frames)
+            add(writer, frame);
+        writer.close();
+        const Movie movie = soundMovie(file.path());
+        ASSERT_EQ(movie.frames.size(), frames.size());
+        const int format = type == CompressionType::ZLib ? zlibFormat : gzipFormat;
+        for (size_t i = 0; i < frames.size(); ++i)
+            EXPECT_TRUE(inflated(movie.frames[i], format, frames[i].size() + 1) == frames[i]) << i;
+    }
+}
+
+TEST(CompressionEffortFast, ChangesNothingOfBZip2) {
+    const ScratchFile file;
+    ImageWriter writer;
+    writer.create(file.path(), false);
+    writer.setCompression(CompressionType::BZip2);
+    writer.setCompressionEffort(CompressionEffort::Fast);
+    add(writer, smoothFrame(5000));
+    EXPECT_TRUE(file.bytes() == chunk(2, bzipped(smoothFrame(5000))));
+}
+
+TEST(CompressionEffortFast, EndsWithTheNextMovie) {
+    const ScratchFile file;
+    ImageWriter writer;
+    writer.create(file.path(), false);
+    writer.setCompressionEffort(CompressionEffort::Fast);
+    writer.create(file.path(), false);
+    writer.setCompression(CompressionType::ZLib);
+    add(writer, smoothFrame(5000));
+    EXPECT_TRUE(file.bytes() == chunk(2, deflated(smoothFrame(5000), zlibFormat)));
+}
+
+TEST(CompressionEffortFast, TinyFirstFrameExhaustsTheWriteAreaAsWell) {
+    for (const auto type : {CompressionType::ZLib, CompressionType::GZip}) {
+        const ScratchFile file;
+        ImageWriter writer;
+        writer.create(file.path(), false);
+        writer.setCompression(type);
+        writer.setCompressionEffort(CompressionEffort::Fast);
+        EXPECT_THROW(add(writer, "a"), std::ios_base::failure);
+        EXPECT_EQ(file.bytes(), "");
+    }
+}
+
+}  // namespace
