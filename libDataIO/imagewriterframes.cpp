@@ -171,13 +171,13 @@ size_t ImageWriter::_frameCount() const {
 bool ImageWriter::_fits(int64_t payloadSize) const {
     const int64_t endOfFrames =
         std::max<int64_t>(_fileEnd, _writer.tell() + payloadSize + chunkFraming);
-    if (endOfFrames + farFromFull <= maxFileSize) return true;
-
     const auto frames = static_cast<int64_t>(_frameCount()) + 1;
     int64_t needed = chunkFraming * 4 + ChunkIndex::storedSize(frames + 3) + reservedForLater;
     needed += static_cast<int64_t>(_fibercenters.size() * sizeof(uint32_t));
     needed +=
         frames * static_cast<int64_t>(FrameTimer::rawRecordSize + 1);  // a time and a power each
+    if (endOfFrames + needed + farFromFull <= maxFileSize) return true;
+
     for (auto const& [key, value] : _info.attributes()) {
         needed += key.size() + value._val.size() + 2;
     }
