@@ -40,8 +40,16 @@ void ImageReader::open(QString const& fileName) {
     _clean();
     _fileName = fileName;
     _reader.openFile(fileName);
-    _loadInfo();
+    try {
+        _load();
+    } catch (...) {
+        _forget();
+        throw;
+    }
+}
 
+void ImageReader::_load() {
+    _loadInfo();
     _currFrame = 0;
     const std::vector<ChunkRecord>* frames = _info.find(MZ_CT_FRAME);
     _nbFrames = frames != nullptr ? static_cast<unsigned int>(frames->size()) : 0;
@@ -86,6 +94,10 @@ void ImageReader::close() {
 
 void ImageReader::_clean() {
     close();
+    _forget();
+}
+
+void ImageReader::_forget() {
     _info.clear();
     _ftimer.clear();
     _laserPower.clear();

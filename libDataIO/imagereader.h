@@ -88,7 +88,8 @@ public:
     ///         "IR_MISSINFO" when its last chunk is not an info chunk; "CI_L_CHUNK" when that holds
     ///         no whole index; for vectorized movies "IR_GRFI_NOSIZE" when there are fibres but no
     ///         size, and "IR_GRF_SIZE" when the image is negative, or above 16 MiB and more than
-    ///         4,096 pixels a fibre. After a failure the next open() or the destructor cleans up.
+    ///         4,096 pixels a fibre. After a failure getFilename() is the name that was given, and
+    ///         header, frames, times and powers are those of an empty movie.
     void open(QString const& fileName);
 
     /// Reads index and attributes again from the last info chunk of the open file. The number of
@@ -242,6 +243,8 @@ public:
 
 private:
     void _clean();
+    void _forget();
+    void _load();
     void _loadInfo();
     void _loadFrameTimer();
     void _loadFrameTimerChunk();
