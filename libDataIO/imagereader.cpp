@@ -69,13 +69,17 @@ void ImageReader::reloadHeader() {
 }
 
 void ImageReader::_loadInfo() {
+    _findInfo();
+    _info.clear();
+    _info.load(_reader.data(), _reader.chunkSize());
+}
+
+void ImageReader::_findInfo() const {
     _reader.seekEnd();
     if (!_reader.prevChunk(MZ_CT_INFO)) {
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_MISSINFO",
                     QStringLiteral("File %1: missing info, bad file format.").arg(_fileName));
     }
-    _info.clear();
-    _info.load(_reader.data(), _reader.chunkSize());
 }
 
 void ImageReader::_loadDataType() {
@@ -120,7 +124,10 @@ bool ImageReader::_readChunk(MZImageChunkType type, unsigned int n) const {
                     QStringLiteral("Chunk number out of bounds."));
     }
     if (records->size() == n) return false;
-    return _reader.seek((*records)[n].offset) && _reader.nextChunk(type);
+    if (!_reader.seek((*records)[n].offset)) return false;
+    if (_reader.nextChunk(type)) return true;
+    _findInfo();  // the index is wrong, unless the file was cut since it was read
+    return false;
 }
 
 // --- header

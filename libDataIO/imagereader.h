@@ -130,7 +130,8 @@ public:
     /// are
     ///         untouched then
     /// @throws IOFileException "IR_RC_BOUND" when reloadHeader() has left fewer frames than `idx`;
-    ///         "IR_GRF_SIZE" when the header asks for a frame that is negative, or above 16 MiB and
+    ///         "IR_MISSINFO" when the frame is gone because the file was cut; "IR_GRF_SIZE" when
+    ///         the header asks for a frame that is negative, of 4 GiB or more, or above 16 MiB and
     ///         more than its stream can hold; for a damaged stream or one longer than the frame the
     ///         exception of the compression library, derived from std::exception. A stream that is
     ///         too short leaves the rest of the frame as the previous frame left it, zeros at
@@ -246,6 +247,7 @@ private:
     void _forget();
     void _load();
     void _loadInfo();
+    void _findInfo() const;
     void _loadFrameTimer();
     void _loadFrameTimerChunk();
     void _loadLaserPowerChunk();

@@ -6,7 +6,9 @@
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagereaderlog.h>
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <new>
 
 namespace mz {
@@ -19,6 +21,9 @@ constexpr int64_t unquestionedBytes = 16 << 20;
 /// A bundle samples an image with some ten pixels a fibre; thousands are no reconstruction any
 /// more.
 constexpr int64_t maxPixelsPerFiber = 4096;
+
+/// The most samples whose bytes getRawFrame can return.
+constexpr int64_t maxSamples = std::numeric_limits<unsigned int>::max() / sizeof(uint16_t);
 
 /// Sets `samples` to `count` zeros, unless that is more memory than `plausibleBytes` of source
 /// justify or than there is.
@@ -67,26 +72,26 @@ void ImageReader::_sizeDecompressionBuffer(unsigned int payloadSize) {
     if (dataType() != QLatin1String("vec")) {
         samples = frameBytes(_intOr("width", 0), _intOr("height", 0), 1);
     }
+    if (samples && *samples > maxSamples) samples = boost::none;
     if (!resizeWithin(_decompData, samples, plausibleDecodedSize(_compression, payloadSize))) {
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE", invalidSize());
     }
 }
 
 void const* ImageReader::_swapDataBytes() {
-    const void* payload = _reader.data();
+    const auto* payload = static_cast<const unsigned char*>(_reader.data());
     const size_t size = _reader.chunkSize();
     const int bytes = pixBytes();
-    if (bytes == 2) {
-        _dataSwapped.resize(size / 2 * 2);
+    if (bytes != 2 && bytes != 4) return payload;
+    _dataSwapped.resize(size);
+    if (bytes == 2)
         copySwapped16(payload, _dataSwapped.data(), size / 2);
-        return _dataSwapped.data();
-    }
-    if (bytes == 4) {
-        _dataSwapped.resize(size / 4 * 4);
+    else
         copySwapped32(payload, _dataSwapped.data(), size / 4);
-        return _dataSwapped.data();
-    }
-    return payload;
+    // A damaged payload may end inside a sample, and its size is what getRawFrame returns.
+    const auto rest = static_cast<ptrdiff_t>(size % static_cast<size_t>(bytes));
+    std::copy(payload + size - rest, payload + size, _dataSwapped.end() - rest);
+    return _dataSwapped.data();
 }
 
 bool ImageReader::getFrame(void const*& data, unsigned int idx) {

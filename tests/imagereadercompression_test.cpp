@@ -1,0 +1,259 @@
+#include <sys/resource.h>
+
+#include <ios>
+
+#include <tests/support/moviereader.h>
+#include <tests/support/streams.h>
+
+using namespace mz;
+using namespace mz::test;
+
+namespace {
+
+const char* attributeOf(CompressionType::e type) {
+    constexpr const char* names[] = {"none", "z", "gz", "bz2"};
+    return names[type];
+}
+
+QByteArray samples(uint16_t first, int count) {
+    QByteArray out;
+    for (int i = 0; i < count; ++i)
+        out += le16(static_cast<uint16_t>(first + i));
+    return out;
+}
+
+class CompressedMovie : public MovieReader, public testing::WithParamInterface<CompressionType::e> {
+protected:
+    /// An image of 4 × 2 samples.
+    MovieBytes movie() const {
+        MovieBytes out;
+        out.size(4, 2).attribute("compression_type", attributeOf(GetParam()));
+        return out;
+    }
+    QByteArray stream(QByteArray const& plain) const { return compressed(GetParam(), plain); }
+};
+
+/// The stream library's own exceptions are no BaseException.
+template <class Action>
+void expectStreamFailure(Action&& action) {
+    LogCapture log;
+    try {
+        action();
+        ADD_FAILURE() << "nothing thrown";
+    } catch (BaseException const& thrown) {
+        ADD_FAILURE() << thrown.what();
+    } catch (std::ios_base::failure const&) {
+        EXPECT_TRUE(log.records().empty());
+    }
+}
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Types, CompressedMovie,
+                         testing::Values(CompressionType::ZLib, CompressionType::GZip,
+                                         CompressionType::BZip2),
+                         [](auto const& type) { return attributeOf(type.param); });
+
+TEST_P(CompressedMovie, GivesSamples) {
+    open(movie().frame(stream(samples(1, 8))).frame(stream(samples(500, 8))));
+    EXPECT_EQ(rawFrame(1), samples(500, 8));
+    EXPECT_EQ(frame(0, 16), samples(1, 8));
+    EXPECT_EQ(reader.currFrameIdx(), 0u);
+}
+
+TEST_P(CompressedMovie, HasTwoBytesASampleWhateverItsPixels) {
+    open(movie().attribute("pixbits", 8).frame(stream("eight px")));
+    EXPECT_EQ(rawFrame(0), "eight px" + QByteArray(8, '\0'));
+    open(movie().attribute("pixbits", 32).frame(stream(samples(1, 8))));
+    EXPECT_EQ(rawFrame(0), samples(1, 8));
+}
+
+TEST_P(CompressedMovie, AShortStreamLeavesTheTailAsItWas) {
+    open(movie()
+             .frame(stream(samples(1, 3)))
+             .frame(stream(samples(100, 8)))
+             .frame(stream(samples(200, 2) + 'x')));
+    EXPECT_EQ(rawFrame(0), samples(1, 3) + QByteArray(10, '\0'));
+    EXPECT_EQ(rawFrame(1), samples(100, 8));
+    EXPECT_EQ(rawFrame(2), samples(200, 2) + 'x' + samples(100, 8).mid(5));
+    EXPECT_EQ(rawFrame(1), samples(100, 8));
+    EXPECT_EQ(rawFrame(0), samples(1, 3) + samples(100, 8).mid(6));
+}
+
+TEST_P(CompressedMovie, AStreamThatIsTooLongFails) {
+    open(movie()
+             .frame(stream(samples(1, 10)))
+             .frame(stream(samples(1, 8) + 'x'))
+             .frame(stream(samples(7, 8))));
+    void const* data = nullptr;
+    expectStreamFailure([&] { reader.getFrame(data, 0); });
+    expectStreamFailure([&] { reader.getFrame(data, 1); });
+    EXPECT_EQ(reader.currFrameIdx(), 1u);
+    EXPECT_EQ(rawFrame(2), samples(7, 8)) << "the reader goes on";
+}
+
+TEST_P(CompressedMovie, ADamagedStreamFails) {
+    const QByteArray sound = stream(samples(1, 8));
+    // The checksum stands at the end; of gzip in front of the size, of bzip2 in front of padding.
+    for (const qsizetype at : {qsizetype{0}, sound.size() / 2, sound.size() - 5}) {
+        QByteArray damaged = sound;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
+        open(movie().frame(damaged).frame(sound));
+        expectStreamFailure([&] { rawFrame(0); });
+        EXPECT_EQ(rawFrame(1), samples(1, 8));
+    }
+}
+
+TEST_P(CompressedMovie, ACutStreamFails) {
+    const QByteArray sound = stream(samples(1, 8));
+    for (qsizetype length = 0; length < sound.size(); ++length) {
+        open(movie().frame(sound.left(length)));
+        expectStreamFailure([&] { rawFrame(0); });
+    }
+}
+
+TEST_P(CompressedMovie, SamplesAreSwappedAfterDecompression) {
+    const QByteArray big = bytes16({1, 2, 3, 4, 5, 6, 7, 0xff00}, Order::Big);
+    open(movie().endian(Order::Big).frame(stream(big)));
+    EXPECT_EQ(rawFrame(0), bytes16({1, 2, 3, 4, 5, 6, 7, 0xff00}));
+    EXPECT_EQ(rawFrame(0), bytes16({1, 2, 3, 4, 5, 6, 7, 0xff00}));
+}
+
+TEST_P(CompressedMovie, TheTailOfAShortStreamIsSwappedWithTheRest) {
+    open(movie()
+             .endian(Order::Big)
+             .frame(stream(bytes16({1, 2, 3, 4, 5, 6, 7, 8}, Order::Big)))
+             .frame(stream(bytes16({9}, Order::Big))));
+    ASSERT_TRUE(rawFrame(0));
+    EXPECT_EQ(rawFrame(1), bytes16({9}) + bytes16({2, 3, 4, 5, 6, 7, 8}, Order::Big));
+}
+
+TEST_P(CompressedMovie, AVectorizedFrameHasOneSampleAFiber) {
+    open(MovieBytes()
+             .size(100, 100)
+             .attribute("data_type", "vec")
+             .attribute("compression_type", attributeOf(GetParam()))
+             .fibers({0, 0, 1, 1, 2, 2})
+             .frame(stream(samples(40, 3))));
+    EXPECT_EQ(rawFrame(0), samples(40, 3));
+}
+
+TEST_P(CompressedMovie, TheBufferIsSizedOnceAnOpen) {
+    open(movie().frame(stream(samples(1, 8))));
+    ASSERT_TRUE(rawFrame(0));
+    reader.attributeChunk().set(QStringLiteral("width"), 400);
+    EXPECT_EQ(rawFrame(0), samples(1, 8));
+    open(MovieBytes()
+             .size(2, 2)
+             .attribute("compression_type", attributeOf(GetParam()))
+             .frame(stream(samples(1, 4))));
+    EXPECT_EQ(rawFrame(0), samples(1, 4));
+}
+
+TEST_P(CompressedMovie, WithoutAnImageSizeAFrameHasNoSamples) {
+    open(MovieBytes()
+             .attribute("compression_type", attributeOf(GetParam()))
+             .frame(stream(""))
+             .frame(stream("xx")));
+    EXPECT_EQ(rawFrame(0), QByteArray(""));
+    expectStreamFailure([&] { rawFrame(1); });
+}
+
+TEST_F(MovieReader, OtherCompressionTextsMeanNone) {
+    for (const char* text : {"none", "Z", "GZ", "gzip", " z", "zz"}) {
+        open(MovieBytes().size(4, 2).attribute("compression_type", text).frame("as it is"));
+        EXPECT_EQ(rawFrame(0), QByteArray("as it is")) << text;
+    }
+}
+
+// --- sizes that no frame has -----------------------------------------------------------------
+
+namespace {
+
+/// Peak memory of the process in bytes.
+int64_t peakMemory() {
+    struct rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return int64_t{usage.ru_maxrss} * 1024;
+}
+
+struct LimitCase {
+    CompressionType::e type;
+    int payload;  ///< bytes that 17,600,000 bytes of samples just need
+};
+
+class LargeFrames : public MovieReader, public testing::WithParamInterface<LimitCase> {
+protected:
+    /// A payload that is no stream: it fails in its own way once the size is believed.
+    void openWith(int width, int height, int payload) {
+        open(MovieBytes()
+                 .size(width, height)
+                 .attribute("compression_type", attributeOf(GetParam().type))
+                 .frame(QByteArray(payload, '\0')));
+    }
+};
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Types, LargeFrames,
+                         testing::Values(LimitCase{CompressionType::ZLib, 16000},
+                                         LimitCase{CompressionType::GZip, 16000},
+                                         LimitCase{CompressionType::BZip2, 352}),
+                         [](auto const& type) { return attributeOf(type.param.type); });
+
+TEST_P(LargeFrames, NegativeAndOverflowingSizesAreRefused) {
+    constexpr int most = 2147483647;
+    for (auto const& [width, height] :
+         std::initializer_list<std::pair<int, int>>{{-1, 2}, {2, -1}, {-3, -3}, {most, most}}) {
+        openWith(width, height, 100);
+        expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"), [&] { rawFrame(0); });
+    }
+}
+
+TEST_P(LargeFrames, SixteenMebibytesAreBelieved) {
+    openWith(4096, 2048, 10);
+    expectStreamFailure([&] { rawFrame(0); });
+    openWith(2049, 4096, 10);
+    expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"), [&] { rawFrame(0); });
+}
+
+TEST_P(LargeFrames, MoreMustBeBackedByThePayload) {
+    openWith(4400, 2000, GetParam().payload);
+    expectStreamFailure([&] { rawFrame(0); });
+    openWith(4400, 2000, GetParam().payload - 1);
+    expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"), [&] { rawFrame(0); });
+}
+
+TEST_P(LargeFrames, ARefusedSizeTakesNoMemory) {
+    openWith(32768, 16384, 100);
+    const int64_t before = peakMemory();
+    expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"), [&] { rawFrame(0); });
+    EXPECT_LT(peakMemory() - before, 64 << 20);
+}
+
+TEST_F(MovieReader, AFrameWhoseSizeCannotBeReturnedIsRefused) {
+    open(MovieBytes()
+             .size(65536, 32768)  // 4 GiB, one more than an unsigned int holds
+             .attribute("compression_type", "bz2")
+             .frame(QByteArray(100000, '\0')));
+    const int64_t before = peakMemory();
+    expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"), [&] { rawFrame(0); });
+    EXPECT_LT(peakMemory() - before, 64 << 20);
+}
+
+TEST_F(MovieReader, AFiberCountIsQuestionedLikeAnImageSize) {
+    const uint32_t fibers = (8 << 20) + 1;
+    const auto end =
+        static_cast<uint32_t>(putSparseChunk(file, 0, MovieBytes::FiberCenter, fibers * 8));
+    const QByteArray stream = compressed(CompressionType::ZLib, samples(1, 3));
+    const QByteArray info = MovieBytes()
+                                .record(MovieBytes::FiberCenter, 0, fibers * 8)
+                                .record(MovieBytes::Frame, end, 0)
+                                .size(10, 10)
+                                .attribute("data_type", "vec")
+                                .attribute("compression_type", "z")
+                                .info();
+    file.put(end, chunk(MovieBytes::Frame, stream) + chunk(MovieBytes::Info, info));
+    reader.open(file.path());
+    expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"), [&] { rawFrame(0); });
+}

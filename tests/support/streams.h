@@ -1,0 +1,82 @@
+#pragma once
+
+// Compressed streams made and undone by zlib and bzip2 themselves, without the library.
+
+#include <libDataIO/dataiocommon.h>
+
+#include <QByteArray>
+#include <gtest/gtest.h>
+
+#include <bzlib.h>
+#include <zlib.h>
+
+namespace mz::test {
+
+/// zlib's window bits; 16 more ask for the gzip format.
+constexpr int zlibFormat = 15;
+constexpr int gzipFormat = 15 + 16;
+
+inline QByteArray deflated(QByteArray const& plain, int format) {
+    z_stream stream{};
+    EXPECT_EQ(
+        deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, format, 8, Z_DEFAULT_STRATEGY),
+        Z_OK);
+    QByteArray out(static_cast<qsizetype>(deflateBound(&stream, static_cast<uLong>(plain.size()))),
+                   '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(plain.constData()));
+    stream.avail_in = static_cast<uInt>(plain.size());
+    stream.next_out = reinterpret_cast<Bytef*>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
+    out.resize(static_cast<qsizetype>(stream.total_out));
+    deflateEnd(&stream);
+    return out;
+}
+
+inline QByteArray bzipped(QByteArray const& plain) {
+    auto size = static_cast<unsigned int>(plain.size() + plain.size() / 100 + 600);
+    QByteArray out(static_cast<qsizetype>(size), '\0');
+    EXPECT_EQ(BZ2_bzBuffToBuffCompress(out.data(), &size, const_cast<char*>(plain.constData()),
+                                       static_cast<unsigned int>(plain.size()), 9, 0, 30),
+              BZ_OK);
+    out.resize(static_cast<qsizetype>(size));
+    return out;
+}
+
+inline QByteArray compressed(CompressionType::e type, QByteArray const& plain) {
+    if (type == CompressionType::BZip2) return bzipped(plain);
+    return deflated(plain, type == CompressionType::GZip ? gzipFormat : zlibFormat);
+}
+
+inline QByteArray inflated(QByteArray const& stream, int format, qsizetype size) {
+    QByteArray out(size, '\0');
+    z_stream state{};
+    EXPECT_EQ(inflateInit2(&state, format), Z_OK);
+    state.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(stream.constData()));
+    state.avail_in = static_cast<uInt>(stream.size());
+    state.next_out = reinterpret_cast<Bytef*>(out.data());
+    state.avail_out = static_cast<uInt>(out.size());
+    EXPECT_EQ(inflate(&state, Z_FINISH), Z_STREAM_END);
+    EXPECT_EQ(state.avail_in, 0u);
+    out.resize(static_cast<qsizetype>(state.total_out));
+    inflateEnd(&state);
+    return out;
+}
+
+inline QByteArray unbzipped(QByteArray const& stream, qsizetype size) {
+    QByteArray out(size, '\0');
+    auto length = static_cast<unsigned int>(size);
+    EXPECT_EQ(BZ2_bzBuffToBuffDecompress(out.data(), &length, const_cast<char*>(stream.constData()),
+                                         static_cast<unsigned int>(stream.size()), 0, 0),
+              BZ_OK);
+    out.resize(static_cast<qsizetype>(length));
+    return out;
+}
+
+/// What a whole stream holds, at most `size` bytes.
+inline QByteArray decompressed(CompressionType::e type, QByteArray const& stream, qsizetype size) {
+    if (type == CompressionType::BZip2) return unbzipped(stream, size);
+    return inflated(stream, type == CompressionType::GZip ? gzipFormat : zlibFormat, size);
+}
+
+}  // namespace mz::test
