@@ -102,6 +102,7 @@ size_t encodeThroughChain(CompressionType::e type, int level, void const* data, 
     return length;
 }
 
+template <class Sink>
 void decodeThroughChain(CompressionType::e type, void const* payload, size_t size,
                         Sink const& sink) {
     io::filtering_istreambuf chain;

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <optional>
 
 namespace mz {
 
@@ -27,13 +28,12 @@ constexpr int64_t maxSamples = std::numeric_limits<unsigned int>::max() / sizeof
 
 /// Sets `samples` to `count` zeros, unless that is more memory than `plausibleBytes` of source
 /// justify or than there is.
-bool resizeWithin(std::vector<uint16_t>& samples, std::optional<int64_t> count,
-                  uint64_t plausibleBytes) {
-    if (!count || *count > static_cast<int64_t>(samples.max_size())) return false;
-    const int64_t bytes = *count * 2;
+bool resizeWithin(std::vector<uint16_t>& samples, int64_t count, uint64_t plausibleBytes) {
+    if (count > static_cast<int64_t>(samples.max_size())) return false;
+    const int64_t bytes = count * 2;
     if (bytes > unquestionedBytes && static_cast<uint64_t>(bytes) > plausibleBytes) return false;
     try {
-        samples.assign(static_cast<size_t>(*count), 0);
+        samples.assign(static_cast<size_t>(count), 0);
     } catch (std::bad_alloc const&) {
         return false;
     }
@@ -68,12 +68,11 @@ void ImageReader::_decompress(void const*& data, unsigned int size) {
 }
 
 void ImageReader::_sizeDecompressionBuffer(unsigned int payloadSize) {
-    std::optional<int64_t> samples = int64_t{_fiberCount};
-    if (dataType() != QLatin1String("vec")) {
-        samples = frameBytes(_intOr("width", 0), _intOr("height", 0), 1);
-    }
-    if (samples && *samples > maxSamples) samples = boost::none;
-    if (!resizeWithin(_decompData, samples, plausibleDecodedSize(_compression, payloadSize))) {
+    const std::optional<int64_t> samples =
+        dataType() == QLatin1String("vec") ? std::make_optional(int64_t{_fiberCount})
+                                           : frameBytes(_intOr("width", 0), _intOr("height", 0), 1);
+    if (!samples || *samples > maxSamples ||
+        !resizeWithin(_decompData, *samples, plausibleDecodedSize(_compression, payloadSize))) {
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE", invalidSize());
     }
 }
@@ -109,8 +108,9 @@ boost::optional<size_t> ImageReader::_getSizedFrame(void const*& data, unsigned 
 void ImageReader::_prepareReconstruction(std::vector<float> const& fibers) {
     const int width = _intOr("width", 0);
     const int height = _intOr("height", 0);
+    const std::optional<int64_t> samples = frameBytes(width, height, 1);
     const auto plausibleBytes = static_cast<uint64_t>(_fiberCount * maxPixelsPerFiber * 2);
-    if (!resizeWithin(_tmpData, frameBytes(width, height, 1), plausibleBytes)) {
+    if (!samples || !resizeWithin(_tmpData, *samples, plausibleBytes)) {
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE", invalidSize());
     }
     _reconstructionService->prepare({fibers.data(), fibers.data() + fibers.size()}, width, height,
