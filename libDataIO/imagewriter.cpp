@@ -141,9 +141,18 @@ void ImageWriter::_addChunkAtEnd(MZImageChunkType type, void const* data, size_t
     _addOrReplaceChunk(type, data, size);
 }
 
+/// To the end of what belongs to the movie, which is that of the file unless a failed close() could
+/// not cut what it had appended.
 void ImageWriter::_seekEnd() {
     // Without an open file, writing is what fails.
-    if (!_writer.openned() || _writer.seekEnd()) return;
+    if (!_writer.openned()) return;
+    if (!_writer.seekEnd()) _failSeek();
+    if (_writer.tell() <= _fileEnd) return;
+    if (!_writer.seek(_fileEnd)) _failSeek();
+    _writer.truncate();
+}
+
+void ImageWriter::_failSeek() {
     DATAIO_FAIL(IOFileException, imageWriterLogger, SYSCALL, "FDCW_AC_SEEK",
                 QStringLiteral("Cannot seek in file before writing data."));
 }

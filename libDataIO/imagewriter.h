@@ -223,6 +223,7 @@ public:
 private:
     void _forget();
     void _seekEnd();
+    [[noreturn]] static void _failSeek();
     void _addOrReplaceChunk(MZImageChunkType type, void const* data, size_t size);
     void _addChunkAtEnd(MZImageChunkType type, void const* data, size_t size);
 

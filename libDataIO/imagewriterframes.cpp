@@ -243,10 +243,7 @@ void ImageWriter::_checkHasTime(unsigned int index) const {
 
 void ImageWriter::_replaceFrameChunk(void const* data, ChunkRecord const& record) {
     _laserPower.reserve(_frameCount());
-    if (_writer.openned() && !_writer.seek(record.offset)) {
-        DATAIO_FAIL(IOFileException, imageWriterLogger, SYSCALL, "FDCW_AC_SEEK",
-                    QStringLiteral("Cannot seek in file before writing data."));
-    }
+    if (_writer.openned() && !_writer.seek(record.offset)) _failSeek();
     _writer.addChunk(MZ_CT_FRAME, data, record.length);
 }
 

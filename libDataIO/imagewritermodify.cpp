@@ -67,7 +67,7 @@ void ImageWriter::_closingOnFailure(QString const& fileName, Action action) {
 /// Opens a finished movie, loads its info chunk and leaves the cursor in front of it.
 void ImageWriter::_openAtInfo(QString const& fileName) {
     _writer.openFile(fileName, FW_APPEND);
-    _seekEnd();
+    if (!_writer.seekEnd()) _failSeek();
     if (!_writer.prevChunk(MZ_CT_INFO)) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, FILESYSTEM, "FDCW_MODIFY",
                     QObject::tr("This is not a RQS file."));
@@ -134,7 +134,7 @@ void ImageWriter::_replaceInfo() {
     int size = 0;
     const std::unique_ptr<char[]> payload(_info.save(size));
     _addOrReplaceChunk(MZ_CT_INFO, payload.get(), static_cast<unsigned int>(size));
-    if (_writer.tell() < _writer.fileSize()) _writer.truncate();
+    _writer.truncate();
 }
 
 /// Makes the end of the file what it was before. Opens the file anew, since closing may be what
@@ -144,7 +144,7 @@ void ImageWriter::_restoreInfo(QString const& fileName, qint64 start, QByteArray
         _writer.openFile(fileName, FW_APPEND);
         if (!_writer.seek(start)) return;
         _writer.addChunk(MZ_CT_INFO, payload.constData(), static_cast<size_t>(payload.size()));
-        if (_writer.tell() < _writer.fileSize()) _writer.truncate();
+        _writer.truncate();
     } catch (IOFileException const&) {
         // Logged; the failure that led here is the one to report.
     }

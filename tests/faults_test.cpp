@@ -1,0 +1,355 @@
+#include <libCommon/exceptions.h>
+#include <libDataIO/imagewriter.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+
+#include <tests/support/faultlayer.h>
+#include <tests/support/logcapture.h>
+#include <tests/support/movieparser.h>
+#include <tests/support/writerscenarios.h>
+
+using namespace mz;
+using namespace mz::test;
+
+// Every call to the system that a recording or a change of a movie makes fails once, in every way.
+// The file on the disk is then compared with what it was after the last step that went well, and
+// after the fault the writer goes on, closes, or ends, and the file is whole.
+
+namespace {
+
+// --- what may go wrong, and what the library says of it
+// ----------------------------------------------
+
+std::vector<Effect> effectsOn(Call call) {
+    switch (call) {
+        case Call::Open:
+            return {{EACCES, 0}, {ENOSPC, 0}, {EMFILE, 0}, {EINTR, 0}};
+        case Call::Close:
+            return {{EIO, 0}, {ENOSPC, 0}, {EINTR, 0}};
+        case Call::Read:
+            // A read that gives nothing says that the file has lost its end: not a failing call.
+            return {{EIO, 0}, {EBADF, 0}, {EINTR, 0}, {0, 8}, {0, Effect::half}};
+        case Call::Write:
+            return {{ENOSPC, 0}, {EIO, 0}, {EFBIG, 0}, {EBADF, 0},        {EINTR, 0},
+                    {0, 0},      {0, 8},   {0, 16},    {0, Effect::half}, {0, Effect::allButOne}};
+        case Call::Seek:
+            return {{EIO, 0}, {EBADF, 0}, {EINTR, 0}};
+        default:
+            return {{EIO, 0}, {EINTR, 0}};
+    }
+}
+
+using Codes = std::set<std::string>;
+
+Codes writeCodes(Effect const& effect) {
+    const bool inPayload =
+        effect.error == 0 && (effect.bytes == 16 || effect.bytes == Effect::half);
+    return {inPayload ? "FDCW_AC_WRITE" : "CHB_WFD_WRITE"};
+}
+
+/// The codes that a step may fail with; none when it must not notice.
+Codes codesOf(Step const& step, Fault const& fault) {
+    if (fault.effect.error == EINTR || step.kind == Step::Destroy) return {};
+    const bool reopens = step.kind == Step::Reopen;
+    switch (fault.call) {
+        case Call::Open:
+            return {reopens ? "FW_OF_OPEN2" : "FW_OF_OPEN"};
+        case Call::Close:
+            return {"FDCW_CF_CLOSE"};
+        case Call::Read:
+            return {"CHB_LDF_READ", "FDCW_PC_READ"};
+        case Call::Write:
+            return writeCodes(fault.effect);
+        case Call::Seek:
+            if (reopens) return {"FDCW_AC_SEEK", "CHB_LFD_SEEK", "FDCW_PC_SEEK1", "FDCW_PC_SEEK2"};
+            return {"FDCW_AC_SEEK"};
+        case Call::Truncate:
+            return {"FDCW_TRUNC"};
+        case Call::Stat:
+            return {"FDCW_AC_SEEK"};
+        default:
+            return {};
+    }
+}
+
+// --- the run
+// ---------------------------------------------------------------------------------------------
+
+const std::vector<std::string> noProblems;
+
+/// The file's bytes; null when there is none.
+QByteArray bytesOf(QString const& path) {
+    return QFile::exists(path) ? readFile(path) : QByteArray();
+}
+
+/// The state of the file after nothing, the first step, the second …
+using States = std::vector<QByteArray>;
+
+enum class Afterwards { TryAgain, Close, Destroy };
+
+class Faults : public testing::TestWithParam<Scenario> {
+protected:
+    void SetUp() override {
+        path = dir.filePath(QStringLiteral("movie"));
+        undisturbed = undisturbedRun();
+    }
+
+    void placeInitialFile() const {
+        QFile::remove(path);
+        if (!GetParam().initial.isNull()) writeFile(path, GetParam().initial);
+    }
+
+    States undisturbedRun() {
+        placeInitialFile();
+        States states{bytesOf(path)};
+        FaultLayer layer(path);
+        auto writer = std::make_unique<ImageWriter>();
+        for (size_t i = 0; i < GetParam().steps.size(); ++i) {
+            setClock(1000 + static_cast<long>(i));
+            layer.during([&] { GetParam().steps[i].run(writer, path); });
+            states.push_back(bytesOf(path));
+        }
+        for (Call call : allCalls)
+            calls.push_back(layer.calls(call));
+        return states;
+    }
+
+    int callsOf(Call call) const { return calls[static_cast<size_t>(call)]; }
+
+    static std::string textOf(std::vector<Fault> const& faults) {
+        std::string text;
+        for (Fault const& fault : faults)
+            text += fault.text() + "; ";
+        return text;
+    }
+
+    /// Runs the scenario with faults in it, the first of which makes a step fail. Others make it
+    /// worse as long as they last.
+    /// @return how often calls failed
+    int disturb(std::vector<Fault> const& faults, Afterwards afterwards) {
+        SCOPED_TRACE(textOf(faults));
+        placeInitialFile();
+        const int descriptors = openDescriptors();
+        int hits = 0;
+        {
+            LogCapture log(LogLevel::Error);
+            FaultLayer layer(path, faults);
+            auto writer = std::make_unique<ImageWriter>();
+            runSteps(writer, layer, log, faults, afterwards);
+            hits = layer.hits();
+        }
+        setClock(0);
+        EXPECT_EQ(openDescriptors(), descriptors);
+        EXPECT_GT(hits, 0) << "the fault was never met";
+        injected += hits;
+        return hits;
+    }
+
+    void runSteps(std::unique_ptr<ImageWriter>& writer, FaultLayer& layer, LogCapture& log,
+                  std::vector<Fault> const& faults, Afterwards afterwards) {
+        Fault const& fault = faults.front();
+        std::vector<Step> const& steps = GetParam().steps;
+        for (size_t i = 0; i < steps.size(); ++i) {
+            SCOPED_TRACE(steps[i].name);
+            setClock(1000 + static_cast<long>(i));
+            const int hits = layer.hits();
+            try {
+                layer.during([&] { steps[i].run(writer, path); });
+                if (layer.hits() > hits && steps[i].kind == Step::Destroy)
+                    return expectAfterDestruction(i, fault);
+                if (layer.hits() > hits) expectUnnoticed(steps[i], fault);
+                EXPECT_EQ(bytesOf(path), undisturbed[i + 1]);
+                continue;
+            } catch (IOFileException const& thrown) {
+                ASSERT_GT(layer.hits(), hits) << thrown.what();
+                expectStated(thrown, log, codesOf(steps[i], fault));
+            }
+            if (faults.size() == 1) {
+                EXPECT_EQ(log.records().size(), 1u);
+                expectStateAfterFailure(i, fault);
+            } else {
+                EXPECT_TRUE(bytesOf(path).startsWith(undisturbed[i]));
+            }
+            layer.lift();
+            if (afterwards != Afterwards::TryAgain) return finish(writer, afterwards);
+            steps[i].run(writer, path);
+            EXPECT_EQ(bytesOf(path), undisturbed[i + 1]) << "second try";
+        }
+    }
+
+    static void expectUnnoticed(Step const& step, Fault const& fault) {
+        if (fault.call == Call::Read && fault.effect.error == 0) return;  // the rest is read next
+        EXPECT_TRUE(codesOf(step, fault).empty()) << "not noticed";
+    }
+
+    static void expectStated(IOFileException const& thrown, LogCapture const& log,
+                             Codes const& codes) {
+        EXPECT_EQ(codes.count(thrown.code().toStdString()), 1u) << thrown.what();
+        EXPECT_EQ(thrown.origin(), SYSCALL);
+        ASSERT_FALSE(log.records().empty());
+        EXPECT_EQ(log.records().front().code, thrown.code());
+        EXPECT_EQ(log.records().front().message, thrown.message());
+    }
+
+    void expectStateAfterFailure(size_t step, Fault const& fault) const {
+        const bool reopens = GetParam().steps[step].kind == Step::Reopen;
+        QByteArray const& before = undisturbed[step];
+        QByteArray const& after = undisturbed[step + 1];
+        const QByteArray now = bytesOf(path);
+        if (GetParam().steps[step].kind == Step::Overwrite) {
+            // The frame may be a mixture of both; nothing around it has changed.
+            ASSERT_EQ(now.size(), before.size());
+            for (qint64 i = 0; i < now.size(); ++i)
+                ASSERT_TRUE(now[i] == before[i] || now[i] == after[i]) << "byte " << i;
+        } else {
+            // A descriptor that fails on closing has all its data in the file.
+            EXPECT_EQ(now, fault.call == Call::Close && !reopens ? after : before);
+        }
+        EXPECT_EQ(soundLength(now), now.size());
+    }
+
+    void expectAfterDestruction(size_t step, Fault const& fault) const {
+        const bool unnoticed = fault.effect.error == EINTR || fault.call == Call::Close;
+        EXPECT_EQ(bytesOf(path), undisturbed[unnoticed ? step + 1 : step]);
+    }
+
+    /// Whatever was left out, what was recorded makes a whole movie.
+    void finish(std::unique_ptr<ImageWriter>& writer, Afterwards how) const {
+        const QByteArray before = bytesOf(path);
+        const bool wasOpen = writer->isOpen();
+        if (how == Afterwards::Close) writer->close();
+        writer.reset();
+        const QByteArray now = bytesOf(path);
+        if (!wasOpen) {
+            EXPECT_EQ(now, before);
+            return;
+        }
+        EXPECT_EQ(parseMovie(now).problems, noProblems);
+        EXPECT_EQ(framesIn(now), framesIn(before));
+    }
+
+    /// In the order of the file.
+    static std::vector<QByteArray> framesIn(QByteArray const& bytes) {
+        std::vector<QByteArray> out;
+        for (MovieChunk const& chunk : parseMovie(bytes).chunks)
+            if (chunk.type == MZ_CT_FRAME) out.push_back(chunk.payload);
+        return out;
+    }
+
+    /// The end of the last whole chunk.
+    static qint64 soundLength(QByteArray const& bytes) {
+        const Movie movie = parseMovie(bytes);
+        if (movie.chunks.empty()) return 0;
+        return static_cast<qint64>(movie.chunks.back().offset) + movie.chunks.back().size + 32;
+    }
+
+    QTemporaryDir dir;
+    QString path;
+    States undisturbed;
+    std::vector<int> calls;
+    int injected = 0;
+};
+
+/// For scenarios that only append: what was written over cannot be had back while nothing works.
+class FaultsTogether : public Faults {};
+
+TEST_P(Faults, EachCallFailsOnceInEveryWay) {
+    for (Call call : allCalls) {
+        for (int position = 1; position <= callsOf(call); ++position) {
+            for (Effect const& effect : effectsOn(call)) {
+                for (Afterwards afterwards :
+                     {Afterwards::TryAgain, Afterwards::Close, Afterwards::Destroy}) {
+                    disturb({{call, position, effect}}, afterwards);
+                    if (HasFatalFailure()) return;
+                }
+            }
+        }
+    }
+    RecordProperty("faults", injected);
+    std::printf("%d faults injected\n", injected);
+    EXPECT_GT(injected, 100);
+}
+
+// A disk that fills up may also fail to cut what was begun, a bad one to do anything at all.
+TEST_P(FaultsTogether, AWriteFailsAndWhatCleansUpBehindItToo) {
+    for (Call other : {Call::Truncate, Call::Seek, Call::Stat}) {
+        int others = 0;
+        for (int position = 1; position <= callsOf(Call::Write); ++position) {
+            const Fault torn{Call::Write, position, {0, Effect::half}};
+            for (Afterwards afterwards :
+                 {Afterwards::TryAgain, Afterwards::Close, Afterwards::Destroy})
+                others +=
+                    disturb({torn, {other, 1, {EIO, 0}, Fault::always, true}}, afterwards) - 1;
+        }
+        EXPECT_GT(others, 0) << nameOf(other);
+    }
+}
+
+TEST_P(Faults, TheUndisturbedRunLeavesAWholeMovie) {
+    EXPECT_EQ(parseMovie(undisturbed.back()).problems, noProblems);
+    EXPECT_GT(callsOf(Call::Open), 0);
+    EXPECT_GT(callsOf(Call::Write), 0);
+    EXPECT_GT(callsOf(Call::Seek), 0);
+    EXPECT_GT(callsOf(Call::Stat), 0);
+    EXPECT_GT(callsOf(Call::Close), 0);
+}
+
+std::vector<Scenario> recordings() {
+    const Recording plain;
+    Recording autotime;
+    autotime.autotime = true;
+    Recording compressed;
+    compressed.compression = CompressionType::GZip;
+    compressed.fibers = true;
+    Recording bare;
+    bare.powers = false;
+    bare.frames = 1;
+    const std::vector<Step> close{closeStep()};
+    return {{"Raw", {}, recordingSteps(plain) + close},
+            {"Autotime", {}, recordingSteps(autotime) + close},
+            {"CompressedWithFibers", {}, recordingSteps(compressed) + close},
+            {"OverAnOlderFile", movieOf(plain), recordingSteps(bare) + close}};
+}
+
+std::vector<Scenario> otherScenarios() {
+    const Recording plain;
+    Recording autotime;
+    autotime.autotime = true;
+    Recording fibers;
+    fibers.fibers = true;
+    const QByteArray finished = movieOf(plain);
+    const std::vector<Step> ring{createStep(autotime),
+                                 addStep(autotime, 0),
+                                 addStep(autotime, 1),
+                                 addStep(autotime, 2),
+                                 replaceStep(0, 10),
+                                 replaceStep(1, 11),
+                                 addAtEndStep(3),
+                                 step("order", Step::Ordinary, [](ImageWriter& w) { w.organizeIndex(2, 3); }),
+                                 closeStep()};
+    return {
+        {"EndedByTheDestructor", {}, recordingSteps(plain) + std::vector<Step>{destroyStep()}},
+        {"Ring", {}, ring},
+        {"Modify", finished, {modifyStep(), replaceStep(1, 20), addAtEndStep(21), closeStep()}},
+        {"ModifyWithFibers", movieOf(fibers), {modifyStep(), addAtEndStep(21), closeStep()}},
+        {"ShorterAttributes", finished, {modifyAttributeStep(QStringLiteral("short"))}},
+        {"LongerAttributes", finished, {modifyAttributeStep(QString(400, QLatin1Char('x')))}},
+    };
+}
+
+std::string nameOfScenario(testing::TestParamInfo<Scenario> const& scenario) {
+    return scenario.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Recording, Faults, testing::ValuesIn(recordings()), nameOfScenario);
+INSTANTIATE_TEST_SUITE_P(Other, Faults, testing::ValuesIn(otherScenarios()), nameOfScenario);
+INSTANTIATE_TEST_SUITE_P(Recording, FaultsTogether, testing::ValuesIn(recordings()),
+                         nameOfScenario);
+
+}  // namespace

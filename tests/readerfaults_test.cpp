@@ -1,0 +1,221 @@
+#include <libCommon/exceptions.h>
+#include <libDataIO/imagereader.h>
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include <tests/support/faultlayer.h>
+#include <tests/support/logcapture.h>
+#include <tests/support/writerscenarios.h>
+
+using namespace mz;
+using namespace mz::test;
+
+// Every call to the system that reading a movie makes fails once, in every way: the reader says so
+// or gives the right answer, never a wrong one, and afterwards it gives the right one.
+
+namespace {
+
+/// What a request gave, as bytes; null when it found nothing.
+using Answer = QByteArray;
+
+struct Request {
+    std::string name;
+    std::function<Answer(ImageReader&, QString const& path)> run;
+};
+
+template <class Value>
+Answer answerOf(std::vector<Value> const& values) {
+    return QByteArray(reinterpret_cast<const char*>(values.data()),
+                      static_cast<qsizetype>(values.size() * sizeof(Value)));
+}
+
+Answer answerOf(void const* data, qsizetype size) {
+    return QByteArray(static_cast<const char*>(data), size);
+}
+
+Request frame(unsigned int index) {
+    return {"frame " + std::to_string(index), [index](ImageReader& reader, QString const&) {
+                void const* data = nullptr;
+                return reader.getFrame(data, index) ? answerOf(data, scenarioFrameBytes) : Answer();
+            }};
+}
+
+Request rawFrame(unsigned int index) {
+    return {"raw frame " + std::to_string(index), [index](ImageReader& reader, QString const&) {
+                void const* data = nullptr;
+                const auto size = reader.getRawFrame(data, index);
+                return size ? answerOf(data, *size) : Answer();
+            }};
+}
+
+std::vector<Request> requests() {
+    return {
+        {"open",
+         [](ImageReader& reader, QString const& path) {
+             reader.open(path);
+             Answer found = QByteArray::number(reader.nbFrames()) + reader.getComment().toUtf8();
+             for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
+                 found += QByteArray::number(double{reader.getLaserPower(i).value_or(-1)}) + ' ';
+                 found += QByteArray::number(reader.getFrameTiming(i).value_or(timeval{}).tv_sec);
+             }
+             return found;
+         }},
+        frame(0),
+        rawFrame(2),
+        {"fibres",
+         [](ImageReader& reader, QString const&) {
+             std::vector<float> positions;
+             reader.getWorldFiberCenters(positions, ImageReader::NoFiberFiltering);
+             return answerOf(positions);
+         }},
+        {"header again",
+         [](ImageReader& reader, QString const&) {
+             reader.reloadHeader();
+             return reader.getComment().toUtf8();
+         }},
+        frame(3),
+        {"close", [](ImageReader& reader, QString const&) {
+             reader.close();
+             return Answer("closed");
+         }}};
+}
+
+std::vector<Effect> effectsOn(Call call) {
+    switch (call) {
+        case Call::Read:
+            return {{EIO, 0}, {EBADF, 0}, {EINTR, 0}, {0, 0}, {0, 8}, {0, Effect::allButOne}};
+        case Call::Map:
+        case Call::Unmap:
+            return {{ENOMEM, 0}};
+        default:
+            return {{EIO, 0}, {EACCES, 0}, {EINTR, 0}};
+    }
+}
+
+using Codes = std::set<std::string>;
+
+/// What may be said of a fault; nothing when it must not be noticed.
+Codes codesOf(Fault const& fault) {
+    if (fault.effect.error == EINTR) return {};
+    switch (fault.call) {
+        case Call::Open:
+            return {"FR_OF_OPEN"};
+        case Call::Stat:
+            return {"FR_OF_STAT", "MM_NC_MMAP", "MM_CR_MMAP"};
+        case Call::Read:
+            // A read that gives nothing is the end of the file.
+            if (fault.effect.error == 0 && fault.effect.bytes == 0)
+                return {"IR_MISSINFO", "nothing found"};
+            return {"CHB_LDF_READ"};
+        case Call::Seek:
+            return {"CHB_LFD_SEEK", "MM_SE_SEEK"};
+        case Call::Map:
+            // Without a map of the whole file one of the chunk serves.
+            return fault.times == 1 ? Codes{} : Codes{"MM_NC_MMAP", "MM_CR_MMAP"};
+        case Call::Unmap:
+            return {"MM_UNMAP"};
+        default:
+            return {};
+    }
+}
+
+class ReaderFaults : public testing::TestWithParam<Recording> {
+protected:
+    void SetUp() override {
+        path = dir.filePath(QStringLiteral("movie"));
+        writeFile(path, movieOf(GetParam()));
+        FaultLayer layer(path);
+        ImageReader reader;
+        for (Request const& request : requests()) {
+            layer.during([&] { answers.push_back(request.run(reader, path)); });
+            ASSERT_FALSE(answers.back().isNull()) << request.name;
+        }
+        for (Call call : allCalls)
+            calls.push_back(layer.calls(call));
+    }
+
+    void disturb(Fault const& fault) {
+        SCOPED_TRACE(fault.text());
+        const int descriptors = openDescriptors();
+        {
+            LogCapture log(LogLevel::Error);
+            FaultLayer layer(path, {fault});
+            ImageReader reader;
+            const std::vector<Request> all = requests();
+            for (size_t i = 0; i < all.size(); ++i) {
+                SCOPED_TRACE(all[i].name);
+                const int hits = layer.hits();
+                const std::string said = askDisturbed(all[i], i, reader, layer, log);
+                if (layer.hits() == hits) {
+                    EXPECT_EQ(said, "the right answer");
+                    continue;
+                }
+                expectSaid(said, codesOf(fault));
+                layer.lift();
+                // Opening without powers, say, was no failure; what follows would miss them.
+                if (said == "nothing found") all.front().run(reader, path);
+                EXPECT_EQ(all[i].run(reader, path), answers[i]) << "second try";
+            }
+            EXPECT_EQ(layer.hits(), fault.times) << "the fault was never met";
+        }
+        EXPECT_EQ(openDescriptors(), descriptors);
+    }
+
+    std::string askDisturbed(Request const& request, size_t number, ImageReader& reader,
+                             FaultLayer& layer, LogCapture const& log) const {
+        Answer answer;
+        try {
+            layer.during([&] { answer = request.run(reader, path); });
+        } catch (BaseException const& thrown) {
+            if (log.records().empty()) return "thrown without a record";
+            EXPECT_EQ(log.records().back().code, thrown.code());
+            return thrown.code().toStdString();
+        }
+        if (answer == answers[number]) return "the right answer";
+        return answer.isEmpty() || number == 0 ? "nothing found" : "a wrong answer";
+    }
+
+    static void expectSaid(std::string const& said, Codes const& codes) {
+        // Some calls only save time or memory: the right answer is always right.
+        EXPECT_TRUE(said == "the right answer" || codes.count(said) == 1) << said;
+    }
+
+    QTemporaryDir dir;
+    QString path;
+    std::vector<Answer> answers;
+    std::vector<int> calls;
+};
+
+TEST_P(ReaderFaults, EachCallFailsOnceInEveryWay) {
+    for (Call call : {Call::Open, Call::Read, Call::Seek, Call::Stat, Call::Map, Call::Unmap}) {
+        const int count = calls[static_cast<size_t>(call)];
+        EXPECT_GT(count, 0) << nameOf(call);
+        for (int position = 1; position <= count; ++position)
+            for (Effect const& effect : effectsOn(call))
+                disturb({call, position, effect});
+    }
+}
+
+TEST_P(ReaderFaults, AMapThatCannotBeHadEvenOfOneChunkIsTold) {
+    for (int position = 1; position <= calls[static_cast<size_t>(Call::Map)]; ++position)
+        disturb({Call::Map, position, {ENOMEM, 0}, 2});
+}
+
+std::vector<Recording> recordings() {
+    Recording raw;
+    raw.fibers = true;
+    Recording compressed = raw;
+    compressed.compression = CompressionType::ZLib;
+    return {raw, compressed};
+}
+
+INSTANTIATE_TEST_SUITE_P(Reader, ReaderFaults, testing::ValuesIn(recordings()),
+                         [](auto const& recording) {
+                             const bool raw = recording.param.compression == CompressionType::None;
+                             return std::string(raw ? "Raw" : "Compressed");
+                         });
+
+}  // namespace

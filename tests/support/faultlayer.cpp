@@ -1,0 +1,307 @@
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdint>
+#include <cstring>
+
+#include <tests/support/faultlayer.h>
+
+namespace mz::test {
+
+namespace {
+
+constexpr int maxDescriptors = 1024;
+
+/// Plain storage: calls arrive before and after the objects of the program live.
+struct State {
+    bool active;
+    char path[512];
+    std::array<bool, maxDescriptors> ours;
+    std::array<void*, 16> maps;
+    std::array<int, std::size(allCalls)> counts;
+    std::array<Fault, 4> faults;
+    size_t faultCount;
+    int hits;
+    long clock;
+};
+State state{};
+
+int& countOf(Call call) {
+    return state.counts[static_cast<size_t>(call)];
+}
+
+bool isOurs(int fd) {
+    return state.active && fd >= 0 && fd < maxDescriptors && state.ours[static_cast<size_t>(fd)];
+}
+
+bool isOurs(const char* path) {
+    return state.active && std::strcmp(path, state.path) == 0;
+}
+
+/// Counts a call for the file; the fault that strikes it, or null.
+const Fault* strike(Call call) {
+    const int number = ++countOf(call);
+    for (size_t i = 0; i < state.faultCount; ++i) {
+        const Fault& fault = state.faults[i];
+        if (fault.call != call || number < fault.position) continue;
+        if (number >= fault.position + fault.times) continue;
+        if (fault.onlyAfterAnother && state.hits == 0) continue;
+        ++state.hits;
+        errno = fault.effect.error;
+        return &fault;
+    }
+    return nullptr;
+}
+
+const Fault* strike(Call call, int fd) {
+    return isOurs(fd) ? strike(call) : nullptr;
+}
+
+void note(int fd, bool ours) {
+    if (fd >= 0 && fd < maxDescriptors) state.ours[static_cast<size_t>(fd)] = ours;
+}
+
+ssize_t result(long value) {
+    return static_cast<ssize_t>(value);
+}
+
+// The system's own calls are made directly: what the C library's names lead to may be a sanitizer's
+// that is not ready yet when the first call comes.
+
+ssize_t transfer(Call call, long number, int fd, void* data, size_t size) {
+    const Fault* fault = strike(call, fd);
+    if (fault != nullptr) {
+        if (fault->effect.error != 0) return -1;
+        size = fault->effect.of(size);
+    }
+    return result(syscall(number, fd, data, size));
+}
+
+ssize_t positioned(Call call, long number, int fd, void* data, size_t size, off_t offset) {
+    const Fault* fault = strike(call, fd);
+    if (fault != nullptr) {
+        if (fault->effect.error != 0) return -1;
+        size = fault->effect.of(size);
+    }
+    return result(syscall(number, fd, data, size, offset));
+}
+
+/// Writes the first bytes of a gathered write.
+ssize_t writeFirst(int fd, const iovec* parts, int count, size_t bytes) {
+    std::vector<char> all;
+    for (int i = 0; i < count; ++i) {
+        const char* part = static_cast<const char*>(parts[i].iov_base);
+        all.insert(all.end(), part, part + parts[i].iov_len);
+    }
+    return result(syscall(SYS_write, fd, all.data(), bytes));
+}
+
+size_t totalOf(const iovec* parts, int count) {
+    size_t total = 0;
+    for (int i = 0; i < count; ++i)
+        total += parts[i].iov_len;
+    return total;
+}
+
+int opened(int directory, const char* path, int flags, unsigned mode) {
+    const bool ours = isOurs(path);
+    if (ours && strike(Call::Open) != nullptr) return -1;
+    const auto fd = static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
+    if (ours) note(fd, true);
+    return fd;
+}
+
+}  // namespace
+
+const char* nameOf(Call call) {
+    constexpr const char* names[] = {"open",     "close", "read", "write", "seek",
+                                     "truncate", "stat",  "map",  "unmap"};
+    return names[static_cast<size_t>(call)];
+}
+
+size_t Effect::of(size_t asked) const {
+    if (asked == 0) return 0;
+    if (bytes == half) return asked / 2;
+    if (bytes == allButOne) return asked - 1;
+    return std::min(static_cast<size_t>(bytes), asked - 1);
+}
+
+std::string Fault::text() const {
+    const std::string how = effect.error != 0 ? std::strerror(effect.error)
+                            : effect.bytes == Effect::half
+                                ? "half of the bytes"
+                                : std::to_string(effect.bytes) + " bytes";
+    return std::string(nameOf(call)) + " " + std::to_string(position) + ": " + how;
+}
+
+FaultLayer::FaultLayer(QString const& path, std::vector<Fault> faults) {
+    state.counts = {};
+    state.ours = {};
+    state.maps = {};
+    state.hits = 0;
+    state.faultCount = faults.size();
+    std::copy(faults.begin(), faults.end(), state.faults.begin());
+    const QByteArray name = path.toLocal8Bit();
+    std::memset(state.path, 0, sizeof state.path);
+    std::memcpy(state.path, name.constData(),
+                std::min(sizeof state.path - 1, static_cast<size_t>(name.size())));
+}
+
+FaultLayer::~FaultLayer() {
+    state.faultCount = 0;
+}
+
+FaultLayer::Watch::Watch() {
+    state.active = true;
+}
+
+FaultLayer::Watch::~Watch() {
+    state.active = false;
+}
+
+int FaultLayer::hits() const {
+    return state.hits;
+}
+
+void FaultLayer::lift() {
+    state.faultCount = 0;
+}
+
+int FaultLayer::calls(Call call) const {
+    return countOf(call);
+}
+
+void setClock(long seconds) {
+    state.clock = seconds;
+}
+
+int openDescriptors() {
+    int count = 0;
+    for (int fd = 0; fd < maxDescriptors; ++fd)
+        count += fcntl(fd, F_GETFD) != -1 ? 1 : 0;
+    return count;
+}
+
+}  // namespace mz::test
+
+using namespace mz::test;
+
+// Exported, so that the shared library finds them before the C library's.
+#define DATAIO_TEST_CALL extern "C" __attribute__((visibility("default")))
+
+DATAIO_TEST_CALL int open(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const unsigned mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, unsigned) : 0;
+    va_end(arguments);
+    return opened(AT_FDCWD, path, flags, mode);
+}
+
+DATAIO_TEST_CALL int open64(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const unsigned mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, unsigned) : 0;
+    va_end(arguments);
+    return opened(AT_FDCWD, path, flags, mode);
+}
+
+DATAIO_TEST_CALL int openat(int directory, const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const unsigned mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, unsigned) : 0;
+    va_end(arguments);
+    return opened(directory, path, flags, mode);
+}
+
+DATAIO_TEST_CALL int close(int fd) {
+    const Fault* fault = strike(Call::Close, fd);
+    note(fd, false);
+    const auto closed = static_cast<int>(syscall(SYS_close, fd));
+    if (fault == nullptr) return closed;
+    errno = fault->effect.error;  // the descriptor is gone all the same
+    return -1;
+}
+
+DATAIO_TEST_CALL ssize_t read(int fd, void* data, size_t size) {
+    return transfer(Call::Read, SYS_read, fd, data, size);
+}
+
+DATAIO_TEST_CALL ssize_t pread(int fd, void* data, size_t size, off_t offset) {
+    return positioned(Call::Read, SYS_pread64, fd, data, size, offset);
+}
+
+DATAIO_TEST_CALL ssize_t write(int fd, const void* data, size_t size) {
+    return transfer(Call::Write, SYS_write, fd, const_cast<void*>(data), size);
+}
+
+DATAIO_TEST_CALL ssize_t pwrite(int fd, const void* data, size_t size, off_t offset) {
+    return positioned(Call::Write, SYS_pwrite64, fd, const_cast<void*>(data), size, offset);
+}
+
+DATAIO_TEST_CALL ssize_t writev(int fd, const iovec* parts, int count) {
+    const Fault* fault = strike(Call::Write, fd);
+    if (fault == nullptr) return result(syscall(SYS_writev, fd, parts, count));
+    if (fault->effect.error != 0) return -1;
+    return writeFirst(fd, parts, count, fault->effect.of(totalOf(parts, count)));
+}
+
+DATAIO_TEST_CALL off_t lseek(int fd, off_t offset, int whence) noexcept {
+    if (strike(Call::Seek, fd) != nullptr) return -1;
+    return syscall(SYS_lseek, fd, offset, whence);
+}
+
+DATAIO_TEST_CALL int ftruncate(int fd, off_t length) noexcept {
+    if (strike(Call::Truncate, fd) != nullptr) return -1;
+    return static_cast<int>(syscall(SYS_ftruncate, fd, length));
+}
+
+DATAIO_TEST_CALL int fstat(int fd, struct stat* status) noexcept {
+    if (strike(Call::Stat, fd) != nullptr) return -1;
+    return static_cast<int>(syscall(SYS_fstat, fd, status));
+}
+
+DATAIO_TEST_CALL int stat(const char* path, struct stat* status) noexcept {
+    if (isOurs(path) && strike(Call::Stat) != nullptr) return -1;
+    return static_cast<int>(syscall(SYS_newfstatat, AT_FDCWD, path, status, 0));
+}
+
+DATAIO_TEST_CALL void* mmap(void* start, size_t length, int protection, int flags, int fd,
+                            off_t offset) noexcept {
+    const bool ours = isOurs(fd);
+    if (ours && strike(Call::Map) != nullptr) return MAP_FAILED;
+    const long address = syscall(SYS_mmap, start, length, protection, flags, fd, offset);
+    auto* const mapped = reinterpret_cast<void*>(address);
+    if (ours && mapped != MAP_FAILED)
+        *std::find(state.maps.begin(), state.maps.end(), nullptr) = mapped;
+    return mapped;
+}
+
+DATAIO_TEST_CALL int munmap(void* start, size_t length) noexcept {
+    if (state.active) {
+        const auto found = std::find(state.maps.begin(), state.maps.end(), start);
+        if (start != nullptr && found != state.maps.end()) {
+            if (strike(Call::Unmap) != nullptr) return -1;
+            *found = nullptr;
+        }
+    }
+    return static_cast<int>(syscall(SYS_munmap, start, length));
+}
+
+DATAIO_TEST_CALL int gettimeofday(struct timeval* time, void* /*zone*/) noexcept {
+    if (state.clock == 0) {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        *time = {now.tv_sec, now.tv_nsec / 1000};
+        return 0;
+    }
+    *time = {state.clock, 0};
+    return 0;
+}

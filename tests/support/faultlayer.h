@@ -1,0 +1,83 @@
+#pragma once
+
+// Stands between the library and the system: the calls of one file are counted, and chosen ones
+// fail. faultlayer.cpp defines these calls in the test program, whose symbols a shared library
+// calls in place of the C library's, so that the product needs no hook. Calls for other files pass
+// through: Qt and the test runner make them too.
+
+#include <QString>
+
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace mz::test {
+
+enum class Call { Open, Close, Read, Write, Seek, Truncate, Stat, Map, Unmap };
+constexpr Call allCalls[] = {Call::Open,     Call::Close, Call::Read, Call::Write, Call::Seek,
+                             Call::Truncate, Call::Stat,  Call::Map,  Call::Unmap};
+const char* nameOf(Call call);
+
+/// How a call goes wrong: with an error and no other effect than that a close has closed, or, for
+/// error 0, by moving fewer bytes than asked for.
+struct Effect {
+    int error;
+    int bytes;  ///< of a short call; half: that part of them
+
+    static constexpr int half = -1;
+    static constexpr int allButOne = -2;
+    size_t of(size_t asked) const;
+};
+
+/// The `position`-th call of a kind, from 1, and the `times` - 1 behind it.
+struct Fault {
+    Call call;
+    int position;
+    Effect effect;
+    int times = 1;
+    bool onlyAfterAnother = false;  ///< not before another fault has happened
+
+    static constexpr int always = 1 << 20;
+
+    std::string text() const;
+};
+
+/// Counts the calls for one file and lets the faults happen, during the actions that it is given.
+/// Only one at a time.
+class FaultLayer {
+public:
+    explicit FaultLayer(QString const& path, std::vector<Fault> faults = {});
+    FaultLayer(FaultLayer const&) = delete;
+    FaultLayer& operator=(FaultLayer const&) = delete;
+    ~FaultLayer();
+
+    template <class Action>
+    void during(Action action) {
+        const Watch watch;
+        action();
+    }
+
+    /// Calls that failed so far.
+    int hits() const;
+    /// From now on nothing fails.
+    void lift();
+    /// Calls of a kind so far, failed ones included.
+    int calls(Call call) const;
+
+private:
+    struct Watch {
+        Watch();
+        Watch(Watch const&) = delete;
+        Watch& operator=(Watch const&) = delete;
+        ~Watch();
+    };
+};
+
+/// What the clock tells the library from now on.
+void setClock(long seconds);
+
+/// Descriptors that this process has open.
+int openDescriptors();
+
+}  // namespace mz::test
