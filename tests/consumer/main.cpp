@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <numeric>
 #include <vector>
 
 namespace {
@@ -43,18 +44,19 @@ struct FirstFibre : mz::IReconstructionService {
 };
 
 void recordAndReadImages(QString const& name) {
-    const std::vector<std::uint16_t> frame{1, 2, 3, 4, 5, 6};
+    std::vector<std::uint16_t> frame(60 * 40);
+    std::iota(frame.begin(), frame.end(), std::uint16_t{1});
     mz::ImageWriter writer;
     writer.create(name, true);
-    writer.width(3);
-    writer.height(2);
+    writer.width(60);
+    writer.height(40);
     writer.pixType(mz::MZ_USHORT);
     writer.setCompression(mz::CompressionType::GZip);
     writer.addFrame(frame.data(), 0.5f);
     writer.addFrame(frame.data(), 1.0f);
     writer.close();
 
-    mz::ImageReader reader(name, nullptr);
+    mz::ImageReader reader(name);
     require(reader.nbFrames() == 2, "the movie has not two frames");
     void const* data = nullptr;
     require(reader.getFrame(data, 1), "the second frame is missing");
@@ -86,7 +88,7 @@ void catchFailure(QString const& name) {
     logger->addLogStream(stream);
     bool caught = false;
     try {
-        mz::ImageReader reader(name, nullptr);
+        mz::ImageReader reader(name);
     } catch (mz::IOFileException const& failure) {
         caught = !failure.code().isEmpty() && !failure.message().isEmpty();
     }
