@@ -1,5 +1,5 @@
-// demo [FOLDER-OF-PICTURES]: records one movie in three forms and lets other processes read them
-// back.
+// demo [FOLDER-OF-PICTURES]: records one movie in several forms and lets other processes read
+// them back.
 
 #include <libDataIO/imagewriter.h>
 
@@ -14,6 +14,8 @@
 #include <memory>
 
 #include <examples/support/console.h>
+#include <examples/support/contactsheet.h>
+#include <examples/support/options.h>
 #include <examples/support/pictures.h>
 #include <examples/support/source.h>
 
@@ -22,7 +24,7 @@ using examples::FrameSource;
 
 namespace {
 
-// The same recording, three times.
+// The same acquisition, recorded three times.
 struct Form {
     const char* name;
     const char* description;
@@ -35,9 +37,9 @@ constexpr Form forms[] = {
     {"vectorized", "one sample a fibre, reconstructed when read", mz::CompressionType::None, true}};
 
 struct Movie {
-    Form form;
+    QString name;
     QString file;
-    QString digest;  // of the samples that were given to the writer
+    QString digest;  // of the samples that were recorded
     qint64 milliseconds = 0;
     bool readBack = false;
 };
@@ -45,6 +47,7 @@ struct Movie {
 void writeHeader(mz::ImageWriter& writer, FrameSource const& source, Form const& form) {
     writer.width(source.width());
     writer.height(source.height());
+    writer.dimension(2);
     writer.pixType(source.bits() == 8 ? mz::MZ_UCHAR : mz::MZ_USHORT);
     writer.frameDelay(1000 / FrameSource::framesPerSecond);
     writer.setCompression(form.compression);
@@ -67,7 +70,7 @@ QByteArray fibreSamples(FrameSource const& source, QByteArray const& image) {
 }
 
 Movie recordMovie(FrameSource& source, Form const& form, QString const& file) {
-    Movie movie{form, file, {}, 0, false};
+    Movie movie{QLatin1String(form.name), file, {}, 0, false};
     QElapsedTimer clock;
     clock.start();
     // Compressed and vectorized frames are 16-bit samples.
@@ -122,15 +125,27 @@ void extractPictures(Movie const& movie, int frames, QString const& folder) {
                     QString::number(frame), movie.file, folder});
 }
 
+// The other compressions, made of the gzip movie.
+Movie recompressMovie(Movie const& original, QString const& name, QString const& compression,
+                      QString const& file) {
+    examples::print(QStringLiteral("Recompressing to %1").arg(name));
+    QElapsedTimer clock;
+    clock.start();
+    runExample(QStringLiteral("recompress"),
+               {QStringLiteral("--force"), QStringLiteral("--compression"), compression,
+                original.file, file});
+    return {name, file, original.digest, clock.elapsed(), false};
+}
+
 void printComparison(std::vector<Movie> const& movies) {
     const qint64 raw = QFileInfo(movies.front().file).size();
     examples::Table table({QStringLiteral("movie"), QStringLiteral("file"),
-                           QStringLiteral("of raw"), QStringLiteral("recorded in"),
+                           QStringLiteral("of raw"), QStringLiteral("written in"),
                            QStringLiteral("read back")});
     for (Movie const& movie : movies) {
         const qint64 size = QFileInfo(movie.file).size();
         const double share = 100.0 * static_cast<double>(size) / static_cast<double>(raw);
-        table.addRow({QLatin1String(movie.form.name), examples::bytesText(size),
+        table.addRow({movie.name, examples::bytesText(size),
                       QString::number(share, 'f', 1) + QStringLiteral(" %"),
                       QString::number(1e-3 * static_cast<double>(movie.milliseconds), 'f', 1) +
                           QStringLiteral(" s"),
@@ -149,6 +164,33 @@ std::unique_ptr<FrameSource> sourceOf(QCommandLineParser const& parser) {
         examples::numberOption(parser, QStringLiteral("frames"), 1, 5000));
 }
 
+std::vector<Movie> makeMovies(FrameSource& source, QDir const& folder, bool force) {
+    const auto fileOf = [&](const char* name) {
+        const QString file =
+            folder.absoluteFilePath(QLatin1String(name) + QStringLiteral(".movie"));
+        examples::refuseToOverwrite(file, force);
+        return file;
+    };
+    std::vector<Movie> movies;
+    for (Form const& form : forms)
+        movies.push_back(recordMovie(source, form, fileOf(form.name)));
+    const Movie gzip = movies[1];
+    movies.push_back(
+        recompressMovie(gzip, QStringLiteral("zlib"), QStringLiteral("z"), fileOf("zlib")));
+    movies.push_back(
+        recompressMovie(gzip, QStringLiteral("bzip2"), QStringLiteral("bz2"), fileOf("bzip2")));
+    return movies;
+}
+
+QString saveContactSheet(std::vector<Movie> const& movies, QDir const& folder) {
+    QList<examples::ContactRow> rows;
+    for (Movie const& movie : movies)
+        rows.append({movie.name, movie.file});
+    const QString file = folder.absoluteFilePath(QStringLiteral("contact-sheet.png"));
+    examples::savePng(examples::contactSheet(rows), file);
+    return file;
+}
+
 void demo(QCommandLineParser const& parser) {
     const auto source = sourceOf(parser);
     const QDir folder(parser.value(QStringLiteral("output")));
@@ -157,21 +199,15 @@ void demo(QCommandLineParser const& parser) {
         throw Error(QStringLiteral("the folder %1 cannot be made").arg(pictures));
 
     examples::print(source->description());
-    std::vector<Movie> movies;
-    for (Form const& form : forms) {
-        const QString file =
-            folder.absoluteFilePath(QLatin1String(form.name) + QStringLiteral(".movie"));
-        examples::refuseToOverwrite(file, parser.isSet(QStringLiteral("force")));
-        movies.push_back(recordMovie(*source, form, file));
-    }
+    std::vector<Movie> movies = makeMovies(*source, folder, examples::forceOf(parser));
     for (Movie& movie : movies) {
         readBack(movie);
         extractPictures(movie, source->count(), pictures);
     }
     printComparison(movies);
-    examples::print(QStringLiteral("\nThe movies are in %1,\nthe first, middle and last frame of "
-                                   "each in %2")
-                        .arg(folder.absolutePath(), pictures));
+    const QString sheet = saveContactSheet(movies, folder);
+    examples::print(QStringLiteral("\nMovies:         %1\nSome frames:    %2\nContact sheet:  %3")
+                        .arg(folder.absolutePath(), pictures, sheet));
     for (Movie const& movie : movies)
         if (!movie.readBack)
             throw Error(QStringLiteral("%1 did not come back as it was recorded").arg(movie.file));
@@ -196,7 +232,7 @@ int main(int argc, char** argv) {
           QStringLiteral("folder"), QStringLiteral("movies")},
          {QStringLiteral("frames"), QStringLiteral("Frames to simulate, 120 by default."),
           QStringLiteral("number"), QStringLiteral("120")},
-         {QStringLiteral("force"), QStringLiteral("Overwrite movies that exist already.")}});
+         examples::forceOption(QStringLiteral("Overwrite movies that exist already."))});
     parser.process(app);
     return examples::runProgram("demo", [&] { demo(parser); });
 }

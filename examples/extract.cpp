@@ -7,7 +7,8 @@
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include <examples/support/console.h>
-#include <examples/support/frames.h>
+#include <examples/support/movie.h>
+#include <examples/support/options.h>
 #include <examples/support/pictures.h>
 #include <examples/support/reconstruction.h>
 
@@ -41,7 +42,7 @@ void extract(QCommandLineParser const& parser) {
                                                                   : examples::Contrast::Exact;
     const QSize size = examples::pictureSize(reader);
     const QString name = QFileInfo(arguments[0]).completeBaseName();
-    const bool force = parser.isSet(QStringLiteral("force"));
+    const bool force = examples::forceOf(parser);
     examples::Progress progress(QStringLiteral("Extracting"), last - first + 1);
     for (int index = first; index <= last; ++index) {
         const QString file = folder.filePath(
@@ -75,7 +76,7 @@ int main(int argc, char** argv) {
           QStringLiteral(
               "Stretch the contrast to be seen on a screen; without it the pictures hold "
               "exactly the movie's samples.")},
-         {QStringLiteral("force"), QStringLiteral("Overwrite pictures that exist already.")}});
+         examples::forceOption(QStringLiteral("Overwrite pictures that exist already."))});
     parser.process(app);
     return examples::runProgram("extract", [&] { extract(parser); });
 }

@@ -14,6 +14,7 @@
 #include <algorithm>
 
 #include <examples/support/console.h>
+#include <examples/support/movie.h>
 
 using examples::Error;
 using examples::Facts;
@@ -194,15 +195,8 @@ void printIndex(mz::ChunkInfo& info) {
 }
 
 void printAttributes(mz::AttributeChunk const& attributes) {
-    Facts facts;
-    for (auto const& [key, value] : attributes.attributes()) {
-        Q_UNUSED(value)
-        QString text;
-        attributes.get(key, text);
-        facts.emplace_back(key, text.replace(QChar(7), QLatin1Char('\n')));
-    }
-    examples::print(QStringLiteral("  %1 attributes").arg(facts.size()));
-    examples::printFacts(facts);
+    examples::print(QStringLiteral("  %1 attributes").arg(attributes.attributes().size()));
+    examples::printFacts(examples::attributeFacts(attributes));
 }
 
 void printFrames(mz::ImageReader const& reader, mz::ChunkInfo& info) {

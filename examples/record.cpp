@@ -7,28 +7,14 @@
 #include <QFileInfo>
 #include <QImageReader>
 
-#include <map>
-
 #include <examples/support/console.h>
+#include <examples/support/options.h>
 #include <examples/support/output.h>
 #include <examples/support/pictures.h>
 
 using examples::Error;
 
 namespace {
-
-mz::CompressionType::e compressionOption(QCommandLineParser const& parser) {
-    static const std::map<QString, mz::CompressionType::e> names{
-        {QStringLiteral("none"), mz::CompressionType::None},
-        {QStringLiteral("z"), mz::CompressionType::ZLib},
-        {QStringLiteral("gz"), mz::CompressionType::GZip},
-        {QStringLiteral("bz2"), mz::CompressionType::BZip2}};
-    const auto found = names.find(parser.value(QStringLiteral("compression")));
-    if (found == names.end())
-        throw Error(QStringLiteral("--compression takes none, z, gz or bz2, not \"%1\"")
-                        .arg(parser.value(QStringLiteral("compression"))));
-    return found->second;
-}
 
 int bitsOption(QCommandLineParser const& parser, examples::PictureSeries const& series) {
     const QString bits = parser.value(QStringLiteral("bits"));
@@ -62,7 +48,7 @@ void record(QCommandLineParser const& parser) {
     if (arguments.size() < 2)
         throw Error(QStringLiteral("give a movie to write and at least one picture (see --help)"));
     const QString movie = arguments.takeFirst();
-    const auto compression = compressionOption(parser);
+    const auto compression = examples::compressionOf(parser);
     const int period = examples::numberOption(parser, QStringLiteral("period"), 1, 3600000);
     const examples::PictureSeries series = examples::surveyPictures(picturesNamed(arguments));
     const int bits = bitsOption(parser, series);
@@ -74,16 +60,16 @@ void record(QCommandLineParser const& parser) {
     if (!QImageReader::imageFormat(movie).isEmpty())
         throw Error(QStringLiteral("%1 is a picture; name the movie to write first").arg(movie));
 
-    examples::Output output(movie, parser.isSet(QStringLiteral("force")));
+    examples::Output output(movie, examples::forceOf(parser));
     mz::ImageWriter writer;
-    writer.create(movie, false);
+    writer.create(output.path(), false);
     writer.width(series.width);
     writer.height(series.height);
     writer.pixType(bits == 16 ? mz::MZ_USHORT : mz::MZ_UCHAR);
+    writer.dimension(2);
     writer.frameDelay(period);
     writer.setCompression(compression);
-    if (parser.isSet(QStringLiteral("fast")))
-        writer.setCompressionEffort(mz::CompressionEffort::Fast);
+    writer.setCompressionEffort(examples::effortOf(parser));
     if (parser.isSet(QStringLiteral("comment")))
         writer.setComment(parser.value(QStringLiteral("comment")));
 
@@ -123,10 +109,9 @@ int main(int argc, char** argv) {
         QStringLiteral("Pictures, or folders of pictures (taken in the order of their names)."),
         QStringLiteral("pictures..."));
     parser.addOptions(
-        {{QStringLiteral("compression"),
-          QStringLiteral("none (default), z, gz or bz2; 16-bit pictures only."),
-          QStringLiteral("kind"), QStringLiteral("none")},
-         {QStringLiteral("fast"), QStringLiteral("Compress z and gz quickly rather than well.")},
+        {examples::compressionOption(
+             QStringLiteral("none (default), z, gz or bz2; 16-bit pictures only.")),
+         examples::fastOption(),
          {QStringLiteral("bits"),
           QStringLiteral("8 or 16; by default what the pictures have. 16 widens 8-bit pictures."),
           QStringLiteral("number")},
@@ -135,7 +120,7 @@ int main(int argc, char** argv) {
          {QStringLiteral("period"),
           QStringLiteral("Time from frame to frame in milliseconds, 83 by default."),
           QStringLiteral("ms"), QStringLiteral("83")},
-         {QStringLiteral("force"), QStringLiteral("Overwrite a movie that exists already.")}});
+         examples::forceOption(QStringLiteral("Overwrite a movie that exists already."))});
     parser.process(app);
     return examples::runProgram("record", [&] { record(parser); });
 }

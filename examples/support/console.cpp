@@ -80,8 +80,8 @@ void Table::print() const {
 
 Progress::Progress(QString const& what, int total) : _what(what), _total(total) {}
 
-void Progress::advance() {
-    ++_done;
+void Progress::advanceTo(int done) {
+    _done = done;
     const bool last = _done == _total;
     const int percent = static_cast<int>(100LL * _done / std::max(_total, 1));
     if (isatty(STDOUT_FILENO) == 1) {

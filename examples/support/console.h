@@ -52,7 +52,9 @@ private:
 class Progress {
 public:
     Progress(QString const& what, int total);
-    void advance();
+    void advance() { advanceTo(_done + 1); }
+    /// So many are done in all.
+    void advanceTo(int done);
 
 private:
     QString _what;

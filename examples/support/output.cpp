@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <csignal>
+#include <cstdio>
 
 #include <examples/support/console.h>
 #include <examples/support/output.h>
@@ -18,7 +19,8 @@ void noteInterrupt(int) {
 
 }  // namespace
 
-Output::Output(QString const& fileName, bool force) : _fileName(fileName) {
+Output::Output(QString const& fileName, bool force)
+    : _fileName(fileName), _path(fileName + QStringLiteral(".part")) {
     refuseToOverwrite(fileName, force);
     struct sigaction action = {};
     action.sa_handler = noteInterrupt;
@@ -28,11 +30,18 @@ Output::Output(QString const& fileName, bool force) : _fileName(fileName) {
 }
 
 Output::~Output() {
-    if (!_finished) QFile::remove(_fileName);
+    if (!_finished) QFile::remove(_path);
+}
+
+void Output::finish() {
+    if (std::rename(QFile::encodeName(_path).constData(),
+                    QFile::encodeName(_fileName).constData()) != 0)
+        throw Error(QStringLiteral("%1 cannot be renamed to %2").arg(_path, _fileName));
+    _finished = true;
 }
 
 void Output::stopIfInterrupted() {
-    if (interrupted != 0) throw Error(QStringLiteral("interrupted; nothing is left behind"));
+    if (interrupted != 0) throw Error(QStringLiteral("interrupted; nothing was written"));
 }
 
 }  // namespace examples

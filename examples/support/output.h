@@ -6,9 +6,10 @@
 
 namespace examples {
 
-/// Removes the file when it goes, unless finish() was called: after a failure, and after Ctrl+C
-/// where the program asks stopIfInterrupted() often enough. Declare it before the writer of the
-/// file, which is closed first then.
+/// A file is written under another name beside its own and takes its place when it is whole. After
+/// a failure, and after Ctrl+C where the program asks stopIfInterrupted() often enough, what was
+/// written is removed and an older file of the name is still there. Declare it before the writer of
+/// the file, which is closed first then.
 class Output {
 public:
     /// Throws Error when the file exists and `force` is not given.
@@ -17,13 +18,18 @@ public:
     Output(Output const&) = delete;
     Output& operator=(Output const&) = delete;
 
-    void finish() { _finished = true; }
+    /// Where to write.
+    QString const& path() const { return _path; }
+
+    /// Gives the file, which must be closed, its own name. Throws Error when that fails.
+    void finish();
 
     /// Throws Error once the program was asked to stop.
     static void stopIfInterrupted();
 
 private:
     QString _fileName;
+    QString _path;
     bool _finished = false;
 };
 

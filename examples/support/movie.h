@@ -1,14 +1,13 @@
 #pragma once
 
-// A movie's frames as the examples show them.
+// What several of the programs show of a movie.
 
 #include <libDataIO/imagereader.h>
 
 #include <QImage>
+#include <QSize>
 
-#include <cstddef>
-
-#include <examples/support/pictures.h>
+#include <examples/support/console.h>
 
 namespace examples {
 
@@ -25,5 +24,12 @@ struct GreyFrame {
 /// and the reader has a service. Throws Error when there is no such frame, it is too short for a
 /// picture, or the pixels are of another type.
 GreyFrame greyFrame(mz::ImageReader& reader, unsigned int index);
+
+/// A small picture of a frame, with the colours to be seen on a screen. Throws Error when the movie
+/// has none to offer.
+QImage thumbnailOf(mz::ImageReader& reader, int frame, QSize largest);
+
+/// All attributes, lines of text as lines.
+Facts attributeFacts(mz::AttributeChunk const& attributes);
 
 }  // namespace examples

@@ -1,5 +1,4 @@
-#include <examples/support/console.h>
-#include <examples/support/frames.h>
+#include <examples/support/movie.h>
 
 namespace examples {
 namespace {
@@ -50,6 +49,28 @@ GreyFrame greyFrame(mz::ImageReader& reader, unsigned int index) {
                         .arg(size.width())
                         .arg(size.height()));
     return frame;
+}
+
+QImage thumbnailOf(mz::ImageReader& reader, int frame, QSize largest) {
+    QImage image;
+    if (!reader.thumbnail(image, largest.width(), largest.height(), frame))
+        throw Error(QStringLiteral("there is no thumbnail of frame %1 of %2")
+                        .arg(frame)
+                        .arg(reader.getFilename()));
+    if (image.format() == QImage::Format_Indexed8 && image.colorCount() == 0) {
+        QList<QRgb> greys(256);
+        for (int level = 0; level < 256; ++level)
+            greys[level] = qRgb(level, level, level);
+        image.setColorTable(greys);
+    }
+    return image;
+}
+
+Facts attributeFacts(mz::AttributeChunk const& attributes) {
+    Facts facts;
+    for (auto const& [key, value] : attributes.attributes())
+        facts.emplace_back(key, QString(value._val).replace(QChar(7), QLatin1Char('\n')));
+    return facts;
 }
 
 }  // namespace examples
