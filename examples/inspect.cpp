@@ -168,7 +168,9 @@ void printOverview(mz::ImageReader& reader, QString const& movie, bool withDiges
     facts.insert(facts.end(), timing.begin(), timing.end());
     facts.emplace_back(QStringLiteral("laser power"), laserText(reader));
     facts.emplace_back(QStringLiteral("fibres"), fibreText(reader));
-    facts.emplace_back(QStringLiteral("comment"), reader.getComment());
+    const QString comment = reader.getComment();
+    facts.emplace_back(QStringLiteral("comment"),
+                       comment.isEmpty() ? QStringLiteral("none") : comment);
     if (!reader.getSpecificComment().isEmpty())
         facts.emplace_back(QStringLiteral("second comment"), reader.getSpecificComment());
     if (withDigest) facts.emplace_back(QStringLiteral("digest"), digest(reader));

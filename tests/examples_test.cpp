@@ -1,0 +1,425 @@
+// The example programs, run as a user runs them.
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include <tests/support/bytes.h>
+
+namespace mz::test {
+namespace {
+
+struct Result {
+    int status;
+    QString out;
+    QString err;
+};
+
+class Examples : public testing::Test {
+protected:
+    Result run(QString const& program, QStringList const& arguments) const {
+        QProcess process;
+        process.setWorkingDirectory(_folder.path());
+        process.start(QStringLiteral(DATAIO_EXAMPLES_DIR "/") + program, arguments);
+        EXPECT_TRUE(process.waitForFinished(120000)) << program.toStdString();
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << program.toStdString();
+        return {process.exitCode(), QString::fromLocal8Bit(process.readAllStandardOutput()),
+                QString::fromLocal8Bit(process.readAllStandardError())};
+    }
+
+    QString succeed(QString const& program, QStringList const& arguments) const {
+        const Result result = run(program, arguments);
+        EXPECT_EQ(result.status, 0) << result.err.toStdString();
+        EXPECT_EQ(result.err.toStdString(), "");
+        return result.out;
+    }
+
+    // A refusal is one line that begins with the program's name and holds `part`.
+    void refuse(QString const& program, QStringList const& arguments, const char* part) const {
+        const Result result = run(program, arguments);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_TRUE(result.err.startsWith(program + QStringLiteral(": ")))
+            << result.err.toStdString();
+        EXPECT_EQ(result.err.count(QLatin1Char('\n')), 1) << result.err.toStdString();
+        EXPECT_TRUE(result.err.contains(QLatin1String(part))) << result.err.toStdString();
+    }
+
+    QString path(const char* name) const { return _folder.filePath(QLatin1String(name)); }
+
+    void drawDeep(const char* name, int seed, int width = 40, int height = 30) const {
+        QImage image(width, height, QImage::Format_Grayscale16);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                reinterpret_cast<std::uint16_t*>(image.scanLine(y))[x] =
+                    static_cast<std::uint16_t>(seed * 1000 + y * 100 + x);
+        ASSERT_TRUE(image.save(path(name), "png"));
+    }
+
+    void drawFlat(const char* name, int level, int width = 40, int height = 30) const {
+        QImage image(width, height, QImage::Format_Grayscale8);
+        image.fill(level);
+        ASSERT_TRUE(image.save(path(name), "png"));
+    }
+
+    // The line of inspect's overview that begins with `name`.
+    QString fact(const char* movie, const char* name) const {
+        const QString out =
+            succeed(QStringLiteral("inspect"), {QStringLiteral("--digest"), QLatin1String(movie)});
+        for (QString const& line : out.split(QLatin1Char('\n')))
+            if (line.startsWith(QStringLiteral("  ") + QLatin1String(name) + QStringLiteral("  ")))
+                return line.mid(static_cast<qsizetype>(qstrlen(name)) + 2).trimmed();
+        return QString();
+    }
+
+    QStringList files() const { return QDir(_folder.path()).entryList(QDir::Files, QDir::Name); }
+
+private:
+    QTemporaryDir _folder;
+};
+
+class HelpOf : public Examples, public testing::WithParamInterface<const char*> {};
+
+TEST_P(HelpOf, ShowsTheUsage) {
+    const QString out = succeed(QLatin1String(GetParam()), {QStringLiteral("--help")});
+    EXPECT_TRUE(out.startsWith(QStringLiteral("Usage: "))) << out.toStdString();
+}
+
+TEST_P(HelpOf, UnknownOptionsAreRefused) {
+    const Result result = run(QLatin1String(GetParam()), {QStringLiteral("--nonsense")});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(result.err.contains(QStringLiteral("nonsense"))) << result.err.toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(All, HelpOf,
+                         testing::Values("record", "inspect", "extract", "thumbnail", "recompress",
+                                         "annotate", "ring", "salvage", "demo"));
+
+TEST_F(Examples, FirstMoviePrintsWhatItRecorded) {
+    EXPECT_EQ(succeed(QStringLiteral("firstmovie"), {}).toStdString(),
+              "3 frames: three grey frames\nthe first pixel is 0\nthe first pixel is 1000\n"
+              "the first pixel is 2000\n");
+}
+
+TEST_F(Examples, RecordedPicturesComeBackAsTheyWere) {
+    drawDeep("a.png", 1);
+    drawDeep("b.png", 2);
+    for (const char* compression : {"none", "z", "gz", "bz2"}) {
+        succeed(
+            QStringLiteral("record"),
+            {QStringLiteral("--compression"), QLatin1String(compression), QStringLiteral("--force"),
+             QStringLiteral("m.movie"), QStringLiteral("a.png"), QStringLiteral("b.png")});
+        succeed(QStringLiteral("extract"),
+                {QStringLiteral("--force"), QStringLiteral("m.movie"), QStringLiteral(".")});
+        EXPECT_EQ(QImage(path("m-000000.png")), QImage(path("a.png"))) << compression;
+        EXPECT_EQ(QImage(path("m-000001.png")), QImage(path("b.png"))) << compression;
+    }
+}
+
+TEST_F(Examples, RecordTakesFoldersInTheOrderOfNames) {
+    ASSERT_TRUE(QDir(path("")).mkdir(QStringLiteral("pictures")));
+    drawFlat("pictures/b.png", 20);
+    drawFlat("pictures/a.png", 10);
+    writeFile(path("pictures/notes.txt"), "not a picture");
+    succeed(QStringLiteral("record"), {QStringLiteral("m.movie"), QStringLiteral("pictures")});
+    EXPECT_EQ(fact("m.movie", "frames"), QStringLiteral("2"));
+    EXPECT_EQ(fact("m.movie", "pixel type"), QStringLiteral("MZ_UCHAR, 8 bits"));
+    const QByteArray frames = QByteArray(40 * 30, 10) + QByteArray(40 * 30, 20);
+    EXPECT_EQ(fact("m.movie", "digest").toLatin1(),
+              QCryptographicHash::hash(frames, QCryptographicHash::Sha256).toHex());
+}
+
+TEST_F(Examples, RecordWidensSmallPicturesWithinADeepSeries) {
+    drawFlat("a.png", 255);
+    drawDeep("b.png", 1);
+    succeed(QStringLiteral("record"),
+            {QStringLiteral("m.movie"), QStringLiteral("a.png"), QStringLiteral("b.png")});
+    EXPECT_EQ(fact("m.movie", "pixel type"), QStringLiteral("MZ_USHORT, 16 bits"));
+    succeed(QStringLiteral("extract"), {QStringLiteral("m.movie"), QStringLiteral(".")});
+    const QImage white(path("m-000000.png"));
+    EXPECT_EQ(reinterpret_cast<std::uint16_t const*>(white.constScanLine(0))[0], 65535);
+}
+
+TEST_F(Examples, RecordKeepsCommentAndPeriod) {
+    drawDeep("a.png", 1);
+    succeed(QStringLiteral("record"),
+            {QStringLiteral("--comment"), QStringLiteral("first line\nsecond line"),
+             QStringLiteral("--period"), QStringLiteral("250"), QStringLiteral("m.movie"),
+             QStringLiteral("a.png"), QStringLiteral("a.png"), QStringLiteral("a.png")});
+    EXPECT_EQ(fact("m.movie", "comment"), QStringLiteral("first line"));
+    EXPECT_EQ(fact("m.movie", "duration"), QStringLiteral("0.500 s from first to last frame"));
+    EXPECT_EQ(fact("m.movie", "frame rate"), QStringLiteral("4.00 frames/s"));
+}
+
+TEST_F(Examples, RecordRefusesToCompressSmallPixelsAndSaysWhy) {
+    drawFlat("a.png", 1);
+    refuse(QStringLiteral("record"),
+           {QStringLiteral("--compression"), QStringLiteral("gz"), QStringLiteral("m.movie"),
+            QStringLiteral("a.png")},
+           "a compressed frame always reads back as 16-bit samples");
+    EXPECT_EQ(files(), QStringList(QStringLiteral("a.png")));
+    succeed(QStringLiteral("record"),
+            {QStringLiteral("--compression"), QStringLiteral("gz"), QStringLiteral("--bits"),
+             QStringLiteral("16"), QStringLiteral("m.movie"), QStringLiteral("a.png")});
+}
+
+TEST_F(Examples, RecordNamesThePictureThatDoesNotFit) {
+    drawDeep("a.png", 1);
+    drawDeep("other.png", 1, 41, 30);
+    refuse(QStringLiteral("record"),
+           {QStringLiteral("m.movie"), QStringLiteral("a.png"), QStringLiteral("other.png")},
+           "other.png has 41 x 30 pixels, but the first picture has 40 x 30");
+    EXPECT_FALSE(QFileInfo::exists(path("m.movie")));
+}
+
+TEST_F(Examples, RecordLeavesNothingBehindWhenAPictureIsDamaged) {
+    drawDeep("a.png", 1);
+    writeFile(path("b.pgm"), "P5\n40 30\n255\nonly the first pixels");
+    refuse(QStringLiteral("record"),
+           {QStringLiteral("m.movie"), QStringLiteral("a.png"), QStringLiteral("b.pgm")}, "b.pgm");
+    EXPECT_EQ(files(), QStringList({QStringLiteral("a.png"), QStringLiteral("b.pgm")}));
+}
+
+TEST_F(Examples, RecordRefusesBadInput) {
+    drawDeep("a.png", 1);
+    const QString movie = QStringLiteral("m.movie");
+    const QString picture = QStringLiteral("a.png");
+    const auto record = QStringLiteral("record");
+    refuse(record, {}, "give a movie to write and at least one picture");
+    refuse(record, {movie}, "give a movie to write and at least one picture");
+    refuse(record, {picture, picture}, "a.png is a picture; name the movie to write first");
+    refuse(record, {movie, QStringLiteral("absent.png")}, "absent.png cannot be read as a picture");
+    refuse(record, {QStringLiteral("--compression"), QStringLiteral("zip"), movie, picture},
+           "--compression takes none, z, gz or bz2, not \"zip\"");
+    refuse(record, {QStringLiteral("--period"), QStringLiteral("0"), movie, picture},
+           "--period takes a whole number from 1");
+    refuse(record, {QStringLiteral("--bits"), QStringLiteral("8"), movie, picture},
+           "would lose half of them");
+    refuse(record, {QStringLiteral("absent/m.movie"), picture}, "FW_OF_OPEN");
+    EXPECT_EQ(files(), QStringList(picture));
+}
+
+TEST_F(Examples, ExistingFilesAreOnlyOverwrittenOnRequest) {
+    drawDeep("a.png", 1);
+    writeFile(path("m.movie"), "precious");
+    const QStringList arguments{QStringLiteral("m.movie"), QStringLiteral("a.png")};
+    refuse(QStringLiteral("record"), arguments, "m.movie exists already; --force overwrites it");
+    EXPECT_EQ(readFile(path("m.movie")), QByteArray("precious"));
+    succeed(QStringLiteral("record"), QStringList{QStringLiteral("--force")} + arguments);
+    EXPECT_EQ(fact("m.movie", "frames"), QStringLiteral("1"));
+    refuse(QStringLiteral("thumbnail"), {QStringLiteral("m.movie"), QStringLiteral("a.png")},
+           "a.png exists already");
+}
+
+TEST_F(Examples, InspectListsIndexAttributesAndFrames) {
+    drawDeep("a.png", 1);
+    succeed(QStringLiteral("record"),
+            {QStringLiteral("m.movie"), QStringLiteral("a.png"), QStringLiteral("a.png")});
+    const QString brief =
+        succeed(QStringLiteral("inspect"), {QStringLiteral("--brief"), QStringLiteral("m.movie")});
+    EXPECT_FALSE(brief.contains(QStringLiteral("attributes")));
+    const QString out =
+        succeed(QStringLiteral("inspect"), {QStringLiteral("--frames"), QStringLiteral("m.movie")});
+    EXPECT_TRUE(out.startsWith(brief));
+    const QString text = out.simplified();
+    EXPECT_TRUE(text.contains(QStringLiteral("frames 2 4800 0 ")));  // 40 * 30 * 2 bytes each
+    EXPECT_TRUE(text.contains(QStringLiteral("frame timers 1 16 4864 ")));  // behind two chunks
+    EXPECT_TRUE(text.contains(QStringLiteral("width 40 ")));
+    EXPECT_TRUE(text.endsWith(QStringLiteral("1 2432 2400 0.083000 -")));
+}
+
+TEST_F(Examples, WhatIsNoMovieIsRefused) {
+    writeFile(path("m.movie"), "this is no movie at all, but long enough to be one");
+    for (const char* program : {"inspect", "annotate"})
+        refuse(QLatin1String(program), {QStringLiteral("m.movie")}, ":");
+    refuse(QStringLiteral("inspect"), {QStringLiteral("absent.movie")}, "FR_OF_STAT");
+    for (const char* program : {"extract", "thumbnail", "recompress"})
+        refuse(QLatin1String(program), {QStringLiteral("m.movie"), QStringLiteral("out")}, ":");
+    refuse(QStringLiteral("inspect"), {}, "give one movie");
+    refuse(QStringLiteral("salvage"), {QStringLiteral("m.movie")}, "IU_S_FORMAT");
+    EXPECT_EQ(files(), QStringList(QStringLiteral("m.movie")));
+}
+
+TEST_F(Examples, ExtractTakesARange) {
+    drawDeep("a.png", 1);
+    const QString a = QStringLiteral("a.png");
+    succeed(QStringLiteral("record"), {QStringLiteral("m.movie"), a, a, a, a});
+    succeed(QStringLiteral("extract"),
+            {QStringLiteral("--first"), QStringLiteral("1"), QStringLiteral("--last"),
+             QStringLiteral("2"), QStringLiteral("--stretch"), QStringLiteral("m.movie"),
+             QStringLiteral("out")});
+    EXPECT_EQ(QDir(path("out")).entryList(QDir::Files, QDir::Name),
+              QStringList({QStringLiteral("m-000001.png"), QStringLiteral("m-000002.png")}));
+    EXPECT_EQ(QImage(path("out/m-000001.png")).format(), QImage::Format_Grayscale8);
+    refuse(QStringLiteral("extract"),
+           {QStringLiteral("--first"), QStringLiteral("4"), QStringLiteral("m.movie"),
+            QStringLiteral("out")},
+           "--first takes a whole number from 0 to 3");
+    refuse(QStringLiteral("extract"),
+           {QStringLiteral("--first"), QStringLiteral("2"), QStringLiteral("--last"),
+            QStringLiteral("1"), QStringLiteral("m.movie"), QStringLiteral("out")},
+           "--last is before --first");
+}
+
+TEST_F(Examples, ThumbnailFitsIntoTheSizeAskedFor) {
+    drawDeep("a.png", 1);
+    drawFlat("b.png", 77);
+    succeed(QStringLiteral("record"), {QStringLiteral("deep.movie"), QStringLiteral("a.png")});
+    succeed(QStringLiteral("record"), {QStringLiteral("flat.movie"), QStringLiteral("b.png")});
+    succeed(QStringLiteral("thumbnail"), {QStringLiteral("--size"), QStringLiteral("20x20"),
+                                          QStringLiteral("deep.movie"), QStringLiteral("t.png")});
+    EXPECT_EQ(QImage(path("t.png")).size(), QSize(20, 15));
+    succeed(QStringLiteral("thumbnail"), {QStringLiteral("flat.movie"), QStringLiteral("u.png")});
+    EXPECT_EQ(QImage(path("u.png")).pixelColor(5, 5), QColor(77, 77, 77));
+    refuse(QStringLiteral("thumbnail"),
+           {QStringLiteral("--size"), QStringLiteral("20"), QStringLiteral("deep.movie"),
+            QStringLiteral("v.png")},
+           "--size takes WIDTHxHEIGHT");
+    refuse(QStringLiteral("thumbnail"),
+           {QStringLiteral("--frame"), QStringLiteral("1"), QStringLiteral("deep.movie"),
+            QStringLiteral("v.png")},
+           "--frame takes a whole number from 0 to 0");
+}
+
+TEST_F(Examples, RecompressedMoviesHoldTheSameSamples) {
+    drawDeep("a.png", 1);
+    const QString a = QStringLiteral("a.png");
+    succeed(QStringLiteral("record"), {QStringLiteral("m.movie"), a, a, a});
+    const QString digest = fact("m.movie", "digest");
+    for (const char* compression : {"z", "gz", "bz2", "none"}) {
+        // In place as well: the new movie takes the place of the old one when it is whole.
+        succeed(QStringLiteral("recompress"),
+                {QStringLiteral("--force"), QStringLiteral("--compression"),
+                 QLatin1String(compression), QStringLiteral("m.movie"), QStringLiteral("m.movie")});
+        EXPECT_EQ(fact("m.movie", "compression"), QLatin1String(compression));
+        EXPECT_EQ(fact("m.movie", "digest"), digest);
+    }
+    succeed(QStringLiteral("recompress"),
+            {QStringLiteral("--first"), QStringLiteral("1"), QStringLiteral("--last"),
+             QStringLiteral("1"), QStringLiteral("m.movie"), QStringLiteral("one.movie")});
+    EXPECT_EQ(fact("one.movie", "frames"), QStringLiteral("1"));
+}
+
+TEST_F(Examples, RecompressLeavesNothingBehindWhenItFails) {
+    drawDeep("a.png", 1);
+    const QString a = QStringLiteral("a.png");
+    succeed(QStringLiteral("record"), {QStringLiteral("--compression"), QStringLiteral("gz"),
+                                       QStringLiteral("m.movie"), a, a});
+    QByteArray bytes = readFile(path("m.movie"));
+    bytes[16 + 12] = static_cast<char>(~bytes[16 + 12]);  // in the first frame's stream
+    writeFile(path("m.movie"), bytes);
+    writeFile(path("old.movie"), "precious");
+    refuse(QStringLiteral("recompress"),
+           {QStringLiteral("--force"), QStringLiteral("m.movie"), QStringLiteral("old.movie")}, "");
+    EXPECT_EQ(readFile(path("old.movie")), QByteArray("precious"));
+    EXPECT_EQ(files().size(), 3);
+}
+
+TEST_F(Examples, AnnotateChangesTheAttributesAndNothingElse) {
+    drawDeep("a.png", 1);
+    succeed(QStringLiteral("record"), {QStringLiteral("m.movie"), QStringLiteral("a.png")});
+    const QByteArray before = readFile(path("m.movie"));
+    const QString digest = fact("m.movie", "digest");
+    succeed(QStringLiteral("annotate"),
+            {QStringLiteral("--comment"), QStringLiteral("seen"), QStringLiteral("--set"),
+             QStringLiteral("plug_note=a = b"), QStringLiteral("m.movie")});
+    EXPECT_EQ(fact("m.movie", "comment"), QStringLiteral("seen"));
+    EXPECT_EQ(fact("m.movie", "digest"), digest);
+    const QString listed =
+        succeed(QStringLiteral("annotate"), {QStringLiteral("m.movie")}).simplified();
+    EXPECT_TRUE(listed.contains(QStringLiteral("plug_note a = b"))) << listed.toStdString();
+    succeed(QStringLiteral("annotate"),
+            {QStringLiteral("--remove"), QStringLiteral("comment"), QStringLiteral("--remove"),
+             QStringLiteral("plug_note"), QStringLiteral("m.movie")});
+    EXPECT_EQ(readFile(path("m.movie")), before);
+}
+
+TEST_F(Examples, AnnotateRefusesWhatWouldSpoilTheMovie) {
+    drawDeep("a.png", 1);
+    succeed(QStringLiteral("record"), {QStringLiteral("m.movie"), QStringLiteral("a.png")});
+    const QByteArray before = readFile(path("m.movie"));
+    const auto set = [&](QString const& pair, const char* part) {
+        refuse(QStringLiteral("annotate"),
+               {QStringLiteral("--set"), pair, QStringLiteral("m.movie")}, part);
+    };
+    set(QStringLiteral("width=7"), "\"width\" says how the frames are stored");
+    set(QStringLiteral("novalue"), "--set takes key=value");
+    set(QStringLiteral("key="), "--set takes key=value");
+    set(QStringLiteral("=value"), "--set takes key=value");
+    set(QStringLiteral("#key=1"), "cannot be the name of an attribute");
+    set(QString::fromUtf8("unit=\u03bcm"), "characters that a movie cannot store");
+    refuse(QStringLiteral("annotate"),
+           {QStringLiteral("--remove"), QStringLiteral("endian"), QStringLiteral("m.movie")},
+           "\"endian\" says how the frames are stored");
+    refuse(QStringLiteral("annotate"),
+           {QStringLiteral("--remove"), QStringLiteral("absent"), QStringLiteral("m.movie")},
+           "has no attribute \"absent\"");
+    EXPECT_EQ(readFile(path("m.movie")), before);
+}
+
+TEST_F(Examples, RingKeepsTheNewestFramesOldestFirst) {
+    // The simulation always gives the same frames: a ring that never wraps holds them all.
+    succeed(QStringLiteral("ring"),
+            {QStringLiteral("--slots"), QStringLiteral("7"), QStringLiteral("--frames"),
+             QStringLiteral("7"), QStringLiteral("all.movie")});
+    const QString out =
+        succeed(QStringLiteral("ring"),
+                {QStringLiteral("--slots"), QStringLiteral("4"), QStringLiteral("--frames"),
+                 QStringLiteral("7"), QStringLiteral("ring.movie")});
+    EXPECT_TRUE(out.contains(QStringLiteral("frames 3 to 6")));
+    succeed(QStringLiteral("recompress"),
+            {QStringLiteral("--first"), QStringLiteral("3"), QStringLiteral("all.movie"),
+             QStringLiteral("last.movie")});
+    EXPECT_EQ(fact("ring.movie", "digest"), fact("last.movie", "digest"));
+    EXPECT_EQ(fact("ring.movie", "duration"), QStringLiteral("0.250 s from first to last frame"));
+}
+
+TEST_F(Examples, SalvageBringsBackTheFramesOfACutMovie) {
+    drawDeep("a.png", 1);
+    const QString a = QStringLiteral("a.png");
+    succeed(QStringLiteral("record"), {QStringLiteral("whole.movie"), a, a, a});
+    writeFile(path("cut.movie"), readFile(path("whole.movie")).left(2 * 2432 + 100));
+    refuse(QStringLiteral("inspect"), {QStringLiteral("cut.movie")}, ":");
+    const QString out = succeed(QStringLiteral("salvage"),
+                                {QStringLiteral("--like"), QStringLiteral("whole.movie"),
+                                 QStringLiteral("cut.movie"), QStringLiteral("mended.movie")});
+    EXPECT_TRUE(out.simplified().contains(QStringLiteral("frames kept 2"))) << out.toStdString();
+    EXPECT_EQ(fact("mended.movie", "frames"), QStringLiteral("2"));
+    EXPECT_TRUE(succeed(QStringLiteral("salvage"), {QStringLiteral("mended.movie")})
+                    .contains(QStringLiteral("opens as it is")));
+}
+
+TEST_F(Examples, DemoShowsThatEveryFormReadsBack) {
+    const QString out =
+        succeed(QStringLiteral("demo"), {QStringLiteral("--frames"), QStringLiteral("3")});
+    EXPECT_EQ(out.count(QStringLiteral("every sample as recorded")), 5) << out.toStdString();
+    EXPECT_EQ(QDir(path("movies")).entryList(QDir::Files).size(), 6);
+    EXPECT_EQ(QDir(path("movies/pictures")).entryList(QDir::Files).size(), 15);
+    refuse(QStringLiteral("demo"), {QStringLiteral("--frames"), QStringLiteral("3")},
+           "raw.movie exists already");
+}
+
+TEST_F(Examples, DemoTakesSmallPictures) {
+    ASSERT_TRUE(QDir(path("")).mkdir(QStringLiteral("pictures")));
+    drawFlat("pictures/a.png", 10);
+    drawFlat("pictures/b.png", 20);
+    const QString out = succeed(QStringLiteral("demo"), {QStringLiteral("pictures")});
+    EXPECT_EQ(out.count(QStringLiteral("every sample as recorded")), 5) << out.toStdString();
+    refuse(QStringLiteral("demo"), {QStringLiteral("absent")}, "absent holds no picture");
+}
+
+TEST(Readme, QuotesTheFirstProgram) {
+    const QByteArray readme = readFile(QStringLiteral(DATAIO_SOURCE_DIR "/README.md"));
+    const QByteArray program =
+        readFile(QStringLiteral(DATAIO_SOURCE_DIR "/examples/firstmovie.cpp"));
+    EXPECT_TRUE(readme.contains("```cpp\n" + program + "```\n"));
+}
+
+}  // namespace
+}  // namespace mz::test
