@@ -7,7 +7,6 @@
 #include <libDataIO/imagereaderlog.h>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <new>
 #include <optional>
@@ -133,7 +132,8 @@ void ImageReader::_reconstruct(void const*& data, unsigned int size) {
     if (reinterpret_cast<uintptr_t>(data) % alignof(uint16_t) != 0) {
         // Chunks follow each other without padding, so a payload may start at an odd address.
         _alignedSamples.resize(_fiberCount);
-        std::memcpy(_alignedSamples.data(), data, _fiberCount * sizeof(uint16_t));
+        std::copy_n(static_cast<const char*>(data), _fiberCount * sizeof(uint16_t),
+                    reinterpret_cast<char*>(_alignedSamples.data()));
         samples = _alignedSamples.data();
     }
     _reconstructionService->reconstruct({samples, samples + _fiberCount},
