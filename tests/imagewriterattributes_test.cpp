@@ -8,7 +8,7 @@
 
 #include <tests/support/expectfailure.h>
 #include <tests/support/limits.h>
-#include <tests/support/moviebuilder.h>
+#include <tests/support/moviebytes.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/recording.h>
 #include <tests/support/scratchfile.h>
@@ -18,10 +18,10 @@ using namespace mz::test;
 
 namespace {
 
-MovieBuilder wholeMovie() {
-    MovieBuilder movie;
-    movie.add(2, "frame 0").add(2, "frame 1..").add(6, le32(1) + le32(2));
-    return movie.add(7, le32(7) + le32(8)).add(8, "\x01\xff");
+MovieBytes wholeMovie() {
+    MovieBytes movie;
+    movie.chunk(2, "frame 0").chunk(2, "frame 1..").chunk(6, le32(1) + le32(2));
+    return movie.chunk(7, le32(7) + le32(8)).chunk(8, "\x01\xff");
 }
 
 AttributeChunk attributes(const char* text) {
@@ -52,8 +52,9 @@ TEST(ModifyAttribute, TakesTheAttributesOfTheWriterItself) {
 }
 
 TEST(ModifyAttribute, NeitherByteOrderNorPlacesMatter) {
-    MovieBuilder movie;
-    movie.add(8, "\x01").add(6, le32(1) + le32(2)).add(2, "frame").add(7, "");
+    MovieBytes movie;
+    movie.raw(chunk(8, "\x01") + chunk(6, le32(1) + le32(2)) + chunk(2, "frame") + chunk(7, ""));
+    movie.record(2, 73, 5).record(6, 33, 8).record(7, 110, 0).record(8, 0, 1);
     const ScratchFile file(movie.finished("endian=1\n"));
     ImageWriter writer;
     writer.modifyAttribute(file.path(), attributes("b=2\n"));
@@ -61,12 +62,12 @@ TEST(ModifyAttribute, NeitherByteOrderNorPlacesMatter) {
 }
 
 TEST(ModifyAttribute, IndexDoesNotListInfoChunks) {
-    MovieBuilder movie;
-    movie.add(2, "frame").list(5, 37, 10);
+    MovieBytes movie;
+    movie.chunk(2, "frame").record(5, 37, 10);
     const ScratchFile file(movie.finished(oldText));
     ImageWriter writer;
     writer.modifyAttribute(file.path(), attributes("b=2\n"));
-    EXPECT_EQ(file.bytes(), MovieBuilder().add(2, "frame").finished("b=2\n"));
+    EXPECT_EQ(file.bytes(), MovieBytes().chunk(2, "frame").finished("b=2\n"));
 }
 
 TEST(ModifyAttribute, CanBeDoneAgainAndAgain) {
@@ -106,10 +107,10 @@ TEST(ModifyAttribute, FilesThatAreNoMoviesStayAsTheyWere) {
     const Failure noMovie = {"dataio.imagewriter", FILESYSTEM, "FDCW_MODIFY",
                              QStringLiteral("This is not a RQS file.")};
     expectRefused(noMovie, "");
-    expectRefused(noMovie, wholeMovie().bytes());
+    expectRefused(noMovie, wholeMovie().chunks());
     expectRefused({"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK",
                    QStringLiteral("Cannot read header index, chunk too small.")},
-                  wholeMovie().bytes() + chunk(5, "abc"));
+                  wholeMovie().chunks() + chunk(5, "abc"));
     expectRefused({"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE",
                    QStringLiteral("Cannot read chunk header, file may be corrupted.")},
                   wholeMovie().finished(oldText) + "\n");

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include <tests/support/expectfailure.h>
-#include <tests/support/moviebuilder.h>
+#include <tests/support/moviebytes.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/recording.h>
 #include <tests/support/scratchfile.h>
@@ -21,14 +21,18 @@ using namespace mz::test;
 
 namespace {
 
-enum : uint32_t { Frame = 2, Info = 5, Fibers = 6, Times = 7, Powers = 8 };
+constexpr uint32_t Frame = MovieBytes::Frame;
+constexpr uint32_t Info = MovieBytes::Info;
+constexpr uint32_t Fibers = MovieBytes::FiberCenter;
+constexpr uint32_t Times = MovieBytes::FrameTimer;
+constexpr uint32_t Powers = MovieBytes::LaserPower;
 
 const QByteArray oneFiber = le32(0x7fffffff) + le32(0);
 const QByteArray oneTime = le32(7) + le32(8);
 const QByteArray header = "compression_type=none\nendian=2\nheight=4\nwidth=4\n";
 
-MovieBuilder twoFrames() {
-    return MovieBuilder().add(Frame, "frame 0").add(Frame, "frame 1..");
+MovieBytes twoFrames() {
+    return MovieBytes().chunk(Frame, "frame 0").chunk(Frame, "frame 1..");
 }
 
 Failure refusal(const char* code, const char* message) {
@@ -75,15 +79,15 @@ Movie afterModification(
 // --- what comes back ---
 
 TEST(Modify, CutsTheTrailingChunksAndCloseWritesThemAgain) {
-    const MovieBuilder frames = twoFrames();
-    MovieBuilder movie = frames;
-    movie.add(Fibers, oneFiber).add(Times, oneTime).add(Powers, "\x01\xff");
+    const MovieBytes frames = twoFrames();
+    MovieBytes movie = frames;
+    movie.chunk(Fibers, oneFiber).chunk(Times, oneTime).chunk(Powers, "\x01\xff");
     const QByteArray whole = movie.finished(header);
     const ScratchFile file(whole);
     ImageWriter writer;
     writer.modify(file.path());
     EXPECT_TRUE(writer.isOpen());
-    EXPECT_EQ(file.bytes(), frames.bytes());
+    EXPECT_EQ(file.bytes(), frames.chunks());
 
     writer.close();
     const Movie again = soundMovie(file.path());
@@ -92,7 +96,7 @@ TEST(Modify, CutsTheTrailingChunksAndCloseWritesThemAgain) {
     writer.removeAttribute(QStringLiteral("utc_offset_seconds"));
     writer.replaceFrame("frame 0", 0, timeOf(7, 8), 1.0F / 254);
     writer.close();
-    EXPECT_EQ(file.bytes().left(movie.bytes().size()), movie.bytes());
+    EXPECT_EQ(file.bytes().left(movie.chunks().size()), movie.chunks());
 }
 
 TEST(Modify, MovieWithoutTimesComesBackByteForByte) {
@@ -115,30 +119,30 @@ TEST(Modify, MovieWithoutTimesComesBackByteForByte) {
 
 TEST(Modify, EachTrailingChunkMayBeMissing) {
     for (int present = 0; present < 8; ++present) {
-        MovieBuilder movie = twoFrames();
-        if ((present & 4) != 0) movie.add(Fibers, oneFiber);
-        if ((present & 2) != 0) movie.add(Times, oneTime);
-        if ((present & 1) != 0) movie.add(Powers, "\x01\xff");
+        MovieBytes movie = twoFrames();
+        if ((present & 4) != 0) movie.chunk(Fibers, oneFiber);
+        if ((present & 2) != 0) movie.chunk(Times, oneTime);
+        if ((present & 1) != 0) movie.chunk(Powers, "\x01\xff");
         const ScratchFile file(movie.finished(header));
         ImageWriter writer;
         writer.modify(file.path());
-        EXPECT_EQ(file.bytes(), twoFrames().bytes()) << present;
+        EXPECT_EQ(file.bytes(), twoFrames().chunks()) << present;
         writer.close();
-        EXPECT_EQ(file.bytes().left(movie.bytes().size()), movie.bytes()) << present;
+        EXPECT_EQ(file.bytes().left(movie.chunks().size()), movie.chunks()) << present;
         EXPECT_EQ(soundMovie(file.path()).has("utc_offset_seconds"), (present & 2) != 0);
     }
 }
 
 TEST(Modify, MovieWithoutFramesCanBeReopened) {
-    const Movie movie = afterModification(MovieBuilder().finished(header), [](ImageWriter& writer) {
+    const Movie movie = afterModification(MovieBytes().finished(header), [](ImageWriter& writer) {
         add(writer, "first", timeOf(1));
     });
     EXPECT_EQ(movie.types(), (std::vector<uint32_t>{Frame, Times, Powers, Info}));
 }
 
 TEST(Modify, AppendsBehindTheFramesWithOrWithoutATime) {
-    MovieBuilder movie = twoFrames();
-    movie.add(Times, oneTime).add(Powers, "\x01\xff");
+    MovieBytes movie = twoFrames();
+    movie.chunk(Times, oneTime).chunk(Powers, "\x01\xff");
     const Movie after = afterModification(movie.finished(header), [](ImageWriter& writer) {
         add(writer, "third", timeOf(3), 0.5F);
         add(writer, "fourth", 1.0F);
@@ -151,8 +155,8 @@ TEST(Modify, AppendsBehindTheFramesWithOrWithoutATime) {
 }
 
 TEST(Modify, ReplacesFramesOfTheMovie) {
-    MovieBuilder movie = twoFrames();
-    movie.add(Times, oneTime + oneTime).add(Powers, "\x01\xff");
+    MovieBytes movie = twoFrames();
+    movie.chunk(Times, oneTime + oneTime).chunk(Powers, "\x01\xff");
     const Movie after = afterModification(movie.finished(header), [](ImageWriter& writer) {
         writer.replaceFrame("FRAME 1..", 1, timeOf(1), 0.5F);
     });
@@ -172,8 +176,8 @@ TEST(Modify, HeaderIsThatOfTheMovieAndCanBeChanged) {
 }
 
 TEST(Modify, FiberPositionsCanBeReplaced) {
-    MovieBuilder movie = twoFrames();
-    movie.add(Fibers, oneFiber);
+    MovieBytes movie = twoFrames();
+    movie.chunk(Fibers, oneFiber);
     const Movie after = afterModification(movie.finished(header), [](ImageWriter& writer) {
         writer.addRasterFiberContinuousIndexes({0, 1, 1, 2});
     });
@@ -199,8 +203,8 @@ TEST(Modify, RecordedFiberPositionsSurviveEveryModification) {
 }
 
 TEST(Modify, FibersEndAtTheLastColumnAndRow) {
-    MovieBuilder movie;
-    movie.add(Fibers, le32(0xffffffff) + le32(0xffffffff) + le32(0x40000000));
+    MovieBytes movie;
+    movie.chunk(Fibers, le32(0xffffffff) + le32(0xffffffff) + le32(0x40000000));
     EXPECT_EQ(afterModification(movie.finished(header)).fiberWords,
               (std::vector<uint32_t>{3221225471, 3221225471}));
 }
@@ -219,14 +223,14 @@ TEST(Modify, NothingOfAnEarlierRecordingComesAlong) {
 }
 
 TEST(Modify, CompressionIsNotTakenOver) {
-    const Movie movie = afterModification(MovieBuilder().finished("compression_type=z\nendian=2\n"),
+    const Movie movie = afterModification(MovieBytes().finished("compression_type=z\nendian=2\n"),
                                           [](ImageWriter& writer) { add(writer, "raw"); });
     EXPECT_EQ(movie.frames, (std::vector<QByteArray>{"raw"}));
     EXPECT_EQ(movie.attribute("compression_type"), "z");
 }
 
 TEST(Modify, CompressionAndFrameSizeOfTheWriterStay) {
-    const ScratchFile file(MovieBuilder().finished("endian=2\nheight=2\npixbits=8\nwidth=2\n"));
+    const ScratchFile file(MovieBytes().finished("endian=2\nheight=2\npixbits=8\nwidth=2\n"));
     ImageWriter writer;
     writer.create(file.sibling("other"), false);
     writer.setCompression(CompressionType::ZLib);
@@ -277,8 +281,8 @@ TEST(ModifyOlderMovie, TimesThatBreakOffStayInTheAttributes) {
 }
 
 TEST(ModifyOlderMovie, ChunkOfTimesWinsOverAttributes) {
-    MovieBuilder builder = twoFrames();
-    builder.add(Times, oneTime);
+    MovieBytes builder = twoFrames();
+    builder.chunk(Times, oneTime);
     const Movie movie = afterModification(
         builder.finished("endian=2\nframe_timer=1\nframe_timer_n0_sec=5\nframe_timer_n0_usec=6\n"));
     EXPECT_EQ(movie.times, (std::vector<MovieTime>{{7, 8}}));
@@ -289,7 +293,7 @@ TEST(ModifyOlderMovie, ChunkOfTimesWinsOverAttributes) {
 
 TEST(ModifyRefusal, FileThatDoesNotEndWithAnInfoChunk) {
     expectRefused(noMovie, "");
-    expectRefused(noMovie, twoFrames().bytes());
+    expectRefused(noMovie, twoFrames().chunks());
     expectRefused(noMovie, twoFrames().finished(header) + chunk(Frame, "late"));
     expectRefused(noMovie, twoFrames().finished(header) + chunk(Powers, "\x01\x02"));
 }
@@ -297,41 +301,41 @@ TEST(ModifyRefusal, FileThatDoesNotEndWithAnInfoChunk) {
 TEST(ModifyRefusal, OtherByteOrderOrNone) {
     for (const char* attributes : {"endian=1\n", "endian=0\n", "endian=3\n", "endian=two\n", ""})
         expectRefused(otherByteOrder, twoFrames().finished(attributes));
-    MovieBuilder misplaced;
-    misplaced.list(Powers, 0, 1);
+    MovieBytes misplaced;
+    misplaced.record(Powers, 0, 1);
     expectRefused(otherByteOrder, misplaced.finished("endian=1\n"));
 }
 
 TEST(ModifyRefusal, MisplacedPowers) {
-    MovieBuilder inFrontOfTimes = twoFrames();
-    inFrontOfTimes.add(Powers, "\x01\x02").add(Times, oneTime);
+    MovieBytes inFrontOfTimes = twoFrames();
+    inFrontOfTimes.chunk(Powers, "\x01\x02").chunk(Times, oneTime);
     expectRefused(misplacedPowers, inFrontOfTimes.finished(header));
-    MovieBuilder absent = twoFrames();
-    absent.list(Powers, 0, 2).list(Times, 0, 8).list(Fibers, 0, 8);
+    MovieBytes absent = twoFrames();
+    absent.record(Powers, 0, 2).record(Times, 0, 8).record(Fibers, 0, 8);
     expectRefused(misplacedPowers, absent.finished(header));
 }
 
 TEST(ModifyRefusal, MisplacedTimes) {
-    MovieBuilder inFrontOfFibers = twoFrames();
-    inFrontOfFibers.add(Times, oneTime).add(Fibers, oneFiber).add(Powers, "\x01\x02");
+    MovieBytes inFrontOfFibers = twoFrames();
+    inFrontOfFibers.chunk(Times, oneTime).chunk(Fibers, oneFiber).chunk(Powers, "\x01\x02");
     expectRefused(misplacedTimes, inFrontOfFibers.finished(header));
-    MovieBuilder absent = twoFrames();
-    absent.list(Times, 0, 8).list(Fibers, 0, 8);
+    MovieBytes absent = twoFrames();
+    absent.record(Times, 0, 8).record(Fibers, 0, 8);
     expectRefused(misplacedTimes, absent.finished(header));
 }
 
 TEST(ModifyRefusal, MisplacedFibers) {
-    MovieBuilder inFrontOfFrames = MovieBuilder().add(Fibers, oneFiber);
-    inFrontOfFrames.add(Frame, "frame").add(Times, oneTime).add(Powers, "\x01");
+    MovieBytes inFrontOfFrames = MovieBytes().chunk(Fibers, oneFiber);
+    inFrontOfFrames.chunk(Frame, "frame").chunk(Times, oneTime).chunk(Powers, "\x01");
     expectRefused(misplacedFibers, inFrontOfFrames.finished(header));
-    MovieBuilder absent = twoFrames();
-    absent.list(Fibers, 0, 8);
+    MovieBytes absent = twoFrames();
+    absent.record(Fibers, 0, 8);
     expectRefused(misplacedFibers, absent.finished(header));
 }
 
 TEST(ModifyRefusal, FibersWithoutASize) {
-    MovieBuilder movie = twoFrames();
-    movie.add(Fibers, oneFiber).add(Powers, "\x01\x02");
+    MovieBytes movie = twoFrames();
+    movie.chunk(Fibers, oneFiber).chunk(Powers, "\x01\x02");
     const Failure noSize = {"dataio.imagewriter", SOFTWARE, "IW_ARFCI_INFO2",
                             QStringLiteral("cannot get fiber centers without width and height.")};
     for (const char* attributes :
@@ -343,13 +347,13 @@ TEST(ModifyRefusal, FibersWithoutASize) {
 TEST(ModifyRefusal, DamagedFile) {
     expectRefused(damagedHeader, QByteArray(40, 'x'));
     expectRefused(damagedHeader, twoFrames().finished(header) + "x");
-    expectRefused(damagedHeader, QByteArray(40, 'x') + MovieBuilder().finished(header));
+    expectRefused(damagedHeader, QByteArray(40, 'x') + MovieBytes().finished(header));
     expectRefused({"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK",
                    QStringLiteral("Cannot read header index, chunk too small.")},
-                  twoFrames().bytes() + chunk(Info, le32(1)));
+                  twoFrames().chunks() + chunk(Info, le32(1)));
     expectRefused({"dataio.fdchunkwriter", SOFTWARE, "FDCW_PC_BOUND",
                    QStringLiteral("Chunk exceeds file, file may be corrupted.")},
-                  twoFrames().bytes() + endHeader(Info, 1000));
+                  twoFrames().chunks() + endHeader(Info, 1000));
 }
 
 TEST(ModifyRefusal, MissingFileStaysMissing) {

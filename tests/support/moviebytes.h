@@ -82,6 +82,12 @@ public:
         return le32(static_cast<uint32_t>(_records.size() / 12)) + _records + _text;
     }
     QByteArray bytes() const { return _chunks + test::chunk(Info, info()); }
+    /// What stands in front of the info chunk.
+    QByteArray chunks() const { return _chunks; }
+    /// The whole movie with more attribute text.
+    QByteArray finished(QByteArray const& lines) const {
+        return MovieBytes(*this).text(lines).bytes();
+    }
 
 private:
     QByteArray _chunks;
