@@ -165,8 +165,7 @@ void ImageWriter::dumpDebug() const {
     _writer.dumpDebug();
 }
 
-// --- header
-// ---------------------------------------------------------------------------------------------
+// --- header ---
 
 void ImageWriter::width(int pixels) {
     _info.set(QStringLiteral("width"), pixels);

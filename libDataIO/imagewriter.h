@@ -13,9 +13,9 @@
 // Failures are IOFileException with origin SOFTWARE, logged on "dataio.imagewriter" first, unless
 // an operation says otherwise. Those of the file itself come from below, on "dataio.fdchunkwriter"
 // and "dataio.chunkheader" with origin SYSCALL: "FDCW_AC_SEEK" (also logged here), "FDCW_AC_WRITE"
-// and "CHB_WFD_WRITE", a full disk for instance. After any failure nothing of the failed call stays
-// in the file or in memory, what was recorded before is whole, and the same call may be tried
-// again.
+// and "CHB_WFD_WRITE", a full disk for instance. After a failure, what was recorded before is
+// whole, nothing of the failed call stays in the file or in memory, and the call may be tried
+// again; where an operation leaves more behind, it says so.
 
 #include <libCommon/export.h>
 #include <libCommon/mzpalette.h>
@@ -49,16 +49,14 @@ public:
     ImageWriter(ImageWriter const&) = delete;
     ImageWriter& operator=(ImageWriter const&) = delete;
 
-    // --- recording
-    // -----------------------------------------------------------------------------------------
+    // --- recording ---
 
     /// Starts a new movie. A file of that name is emptied, a new one is readable by its owner only.
     /// All attributes, times, powers and fibres are forgotten and compression is None again, so
     /// header values are set after create(). A file that is still open is dropped as it stands,
     /// without its info chunk.
     /// @param autotime true: the writer stamps each frame with the current time. false: the caller
-    /// gives
-    ///        the time of each frame, or frames have none
+    ///        gives the time of each frame, or frames have none
     /// @throws IOFileException "FW_OF_OPEN", SYSCALL
     void create(QString const& fileName, bool autotime);
 
@@ -75,8 +73,7 @@ public:
 
     bool isOpen() const;
 
-    // --- frames
-    // --------------------------------------------------------------------------------------------
+    // --- frames ---
     // A frame is an opaque buffer of the caller's, read during the call: pixels row by row from the
     // top, or one sample a fibre (a vectorized frame, whose size must be given). A laser power is a
     // fraction of full power; a negative one means none.
@@ -88,14 +85,18 @@ public:
     // where it would overwrite the next frame. addFrameAtEnd always appends.
     //
     // @throws IOFileException
-    //   "IW_AF_INFO1", "IW_AF_INFO2"  no size given, and "width", "height" or "pixbits" missing
-    //   "IW_AF_AUTOTIME1" to "…3"     a time given although the writer takes it itself
-    //   "IW_AF_SIZE"                  a size that is negative or above 2,147,483,647
-    //   "IW_AF_FULL"                  offsets in the file are 32-bit: with this frame, what close()
-    //   appends would
-    //                                 no longer end below 4 GiB. 4 MiB are kept free for attributes
-    //                                 and fibres set later. close() still finishes a whole file.
-    //   "FDCW_AC_BADFD"               the writer is closed
+    //   "IW_AF_INFO1", "IW_AF_INFO2"
+    //       no size given, and "width", "height" or "pixbits" missing
+    //   "IW_AF_AUTOTIME1" to "…3"
+    //       a time given although the writer takes it itself
+    //   "IW_AF_SIZE"
+    //       a size that is negative or above 2,147,483,647
+    //   "IW_AF_FULL"
+    //       offsets in the file are 32-bit: with this frame, what close() appends would no longer
+    //       end below 4 GiB. 4 MiB are kept free for attributes and fibres set later. close() still
+    //       finishes a whole file.
+    //   "FDCW_AC_BADFD"
+    //       the writer is closed
     // and, when compressed, std::ios_base::failure for a stream longer than one and a half times
     // the largest frame so far (a frame of very few bytes).
 
@@ -112,21 +113,21 @@ public:
     void addFrameAtEnd(void const* data, int size, float laserPower = -1.0F);
     void addFrameAtEnd(void const* data, int size, timeval time, float laserPower = -1.0F);
 
-    /// Writes over frame `index` in place. `data` must hold as many bytes as that frame has. Its
-    /// time becomes the current one with autotime and `time` when given, else it stays. Powers
-    /// missing up to the last frame are filled up with "none" when `laserPower` is not negative.
+    /// Writes over frame `index` in place; a fault of the disk may leave that frame half written.
+    /// `data` must hold as many bytes as that frame has. Its time becomes the current one with
+    /// autotime and `time` when given, else it stays. Powers missing up to the last frame are
+    /// filled up with "none" when `laserPower` is not negative.
     /// @throws IOFileException, in this order, nothing written: "IW_RF_COMPRESS" while a
-    /// compression is
-    ///         set; "IW_RF_AUTOTIME" with a time although the writer takes it itself; "IW_RF_FIND",
-    ///         "IW_RF_FIND2" without any frame; "IW_RF_BOUND", "IW_RF_BOUND2" beyond the last
-    ///         frame; "IW_RF_TIMER" when it would set the time of a frame that has none
+    ///         compression is set; "IW_RF_AUTOTIME" with a time although the writer takes it
+    ///         itself; "IW_RF_FIND", "IW_RF_FIND2" without any frame; "IW_RF_BOUND", "IW_RF_BOUND2"
+    ///         beyond the last frame; "IW_RF_TIMER" when it would set the time of a frame that has
+    ///         none
     void replaceFrame(void const* data, unsigned int index, float laserPower = -1.0F);
     void replaceFrame(void const* data, unsigned int index, timeval time, float laserPower = -1.0F);
 
-    // --- ring recordings: call before close()
-    // ---------------------------------------------------------------- Frames stay where they are
-    // in the file; their order in the index and that of their powers changes. Times stay in the
-    // order in which they were recorded.
+    // --- ring recordings ---
+    // To be called before close(). Frames stay where they are in the file; their order in the index
+    // and that of their powers changes. Times stay in the order in which they were recorded.
 
     /// Frames 0 to circularSize - 1 are a ring whose oldest frame is `firstFrame`; at least one
     /// frame lies behind it. Does nothing for `firstFrame` 0 or without frames.
@@ -136,35 +137,30 @@ public:
 
     /// All frames are a ring whose oldest frame is `firstFrame`. Does nothing without frames.
     /// @throws IOFileException "IW_SFF_BOUND" beyond the last frame, and when there is not one
-    /// power a
-    ///         frame: the frames have then been reordered, the powers not
+    ///         power a frame: the frames have then been reordered, the powers not
     void setFirstFrame(unsigned int firstFrame);
 
-    // --- changing a finished movie
-    // ---------------------------------------------------------------------------
+    // --- changing a finished movie ---
 
     /// Reopens a finished movie: frames can be added and replaced and attributes changed until
     /// close() finishes it again. Without autotime. The compression of the movie is not taken over:
     /// set it before adding frames. What stands behind the frames is cut from the file and kept in
     /// memory; a process that ends without close() leaves a file that cannot be opened.
     /// @throws IOFileException, the file closed and its bytes as they were: origin FILESYSTEM
-    /// "FDCW_MODIFY"
-    ///         when its last chunk is no info chunk, "FDCW_MODIFY1" for another byte order or none,
-    ///         "FDCW_MODIFY2", "…3", "…4" when laser powers, times or fibres are not where close()
-    ///         puts them; "IW_ARFCI_INFO2" for fibres without a positive size; "FW_OF_OPEN2",
-    ///         "CI_L_CHUNK", "CHB_…", "FDCW_PC_…" from below
+    ///         "FDCW_MODIFY" when its last chunk is no info chunk, "FDCW_MODIFY1" for another byte
+    ///         order or none, "FDCW_MODIFY2", "…3", "…4" when laser powers, times or fibres are not
+    ///         where close() puts them; "IW_ARFCI_INFO2" for fibres without a positive size;
+    ///         "FW_OF_OPEN2", "CI_L_CHUNK", "CHB_…", "FDCW_PC_…" from below
     void modify(QString const& fileName);
 
     /// Replaces all attributes of a finished movie by `attributes`, which must therefore be
-    /// complete
-    /// ("endian", "width", "height", "pixbits" …), and closes it. The writer is closed afterwards.
-    /// @throws IOFileException "FDCW_MODIFY", "FW_OF_OPEN2", "CI_L_CHUNK" and failures of writing;
-    /// the file
-    ///         is closed and its bytes are as they were
+    /// complete ("endian", "width", "height", "pixbits" …), and closes it. The writer is closed
+    /// afterwards.
+    /// @throws IOFileException as modify() but for "FDCW_MODIFY1" to "…4" and "IW_ARFCI_INFO2", and
+    ///         failures of writing; the file is closed and its bytes are as they were
     void modifyAttribute(QString const& fileName, AttributeChunk const& attributes);
 
-    // --- header
-    // ------------------------------------------------------------------------------------------------
+    // --- header ---
     // Kept in memory until close(). Any later value replaces an earlier one.
 
     void width(int pixels);
@@ -176,8 +172,7 @@ public:
     void indexed(bool indexed);
     /// Also sets "pixbits".
     /// @throws IOFileException "IW_PT_INFO" for MZ_UNKNOWN and values outside the enumeration,
-    /// after
-    ///         "pixtype" was set
+    ///         after "pixtype" was set
     void pixType(MZImagePixelType type);
     /// May have several lines. A BEL character becomes a space.
     void setComment(QString const& comment);
@@ -207,8 +202,7 @@ public:
     /// All attributes. The reference is valid as long as the writer.
     AttributeChunk& attributeChunk() { return _info; }
 
-    // --- fibres
-    // ------------------------------------------------------------------------------------------------
+    // --- fibres ---
 
     /// Replaces the positions of the fibres: x, y pairs in raster pixel coordinates, in the order
     /// of the samples of vectorized frames. They are stored as fractions of the image, clamped into

@@ -43,8 +43,7 @@ QString timeIsAutomatic() {
 
 }  // namespace
 
-// --- adding
-// -----------------------------------------------------------------------------------------------
+// --- adding ---
 
 void ImageWriter::addFrame(void const* data, float laserPower) {
     std::optional<int64_t> size;
@@ -116,8 +115,7 @@ void ImageWriter::addFrameAtEnd(void const* data, int size, timeval time, float 
 }
 
 /// @return false when the header lacks a value; otherwise `size` is that of a frame, or empty when
-/// the
-///         values make none
+///         the values make none
 bool ImageWriter::_headerFrameSize(std::optional<int64_t>& size) const {
     int width = 0;
     int height = 0;
@@ -184,8 +182,7 @@ bool ImageWriter::_fits(int64_t payloadSize) const {
     return endOfFrames + needed <= maxFileSize;
 }
 
-// --- replacing
-// ----------------------------------------------------------------------------------------------
+// --- replacing ---
 
 void ImageWriter::replaceFrame(void const* data, unsigned int index, float laserPower) {
     _checkReplaceable();
@@ -253,8 +250,7 @@ void ImageWriter::_replaceLaserPower(unsigned int index, float laserPower) {
     if (index < _laserPower.size()) _laserPower[index] = laserPower;
 }
 
-// --- ring recordings
-// ----------------------------------------------------------------------------------------
+// --- ring recordings ---
 
 namespace {
 
