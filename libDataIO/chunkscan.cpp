@@ -21,59 +21,65 @@ struct Header {
     unsigned int size;
 };
 
+struct Source {
+    int fd;
+    qint64 size;
+    int error = 0;  ///< of the last read that failed
+};
+
 /// Reads up to `size` bytes from an offset; fewer at the end of the file or of what is readable.
-size_t readAt(int fd, qint64 offset, char* bytes, size_t size) {
+size_t readAt(Source& file, qint64 offset, char* bytes, size_t size) {
     size_t count = 0;
-    if (posix::seek(fd, offset, SEEK_SET) == -1) return 0;
-    while (count < size) {
-        const ssize_t got = posix::read(fd, bytes + count, size - count);
-        if (got <= 0) break;
-        count += static_cast<size_t>(got);
+    ssize_t got = posix::seek(file.fd, offset, SEEK_SET) == -1 ? -1 : 1;
+    while (got > 0 && count < size) {
+        got = posix::read(file.fd, bytes + count, size - count);
+        if (got > 0) count += static_cast<size_t>(got);
     }
+    if (got == -1) file.error = errno;
     return count;
 }
 
-boost::optional<Header> headerAt(int fd, qint64 offset, const char* text) {
+boost::optional<Header> headerAt(Source& file, qint64 offset, const char* text) {
     ChunkHeaderBytes bytes{};
     Header header{};
-    if (readAt(fd, offset, bytes.data(), bytes.size()) < bytes.size() ||
+    if (readAt(file, offset, bytes.data(), bytes.size()) < bytes.size() ||
         !decodeChunkHeader(bytes, text, header.type, header.size)) {
         return boost::none;
     }
     return header;
 }
 
-boost::optional<ChunkSpan> wholeChunkAt(int fd, qint64 offset, qint64 fileSize) {
-    const auto start = headerAt(fd, offset, ChunkStartHeader::_headerStr);
+boost::optional<ChunkSpan> wholeChunkAt(Source& file, qint64 offset) {
+    const auto start = headerAt(file, offset, ChunkStartHeader::_headerStr);
     if (!start) return boost::none;
     const ChunkSpan chunk{offset, start->type, start->size};
-    if (chunk.end() > fileSize) return boost::none;
-    const auto end = headerAt(fd, chunk.end() - chunkHeaderSize, ChunkEndHeader::_headerStr);
+    if (chunk.end() > file.size) return boost::none;
+    const auto end = headerAt(file, chunk.end() - chunkHeaderSize, ChunkEndHeader::_headerStr);
     if (!end || end->type != start->type || end->size != start->size) return boost::none;
     return chunk;
 }
 
 /// Whether a start header stands there, or the beginning of one at which the file was cut.
-bool beginsChunk(int fd, qint64 offset, qint64 fileSize) {
-    if (headerAt(fd, offset, ChunkStartHeader::_headerStr)) return true;
+bool beginsChunk(Source& file, qint64 offset) {
+    if (headerAt(file, offset, ChunkStartHeader::_headerStr)) return true;
     ChunkHeaderBytes bytes{};
-    const qint64 left = fileSize - offset;
+    const qint64 left = file.size - offset;
     if (left >= chunkHeaderSize) return false;
-    const size_t count = readAt(fd, offset, bytes.data(), static_cast<size_t>(left));
+    const size_t count = readAt(file, offset, bytes.data(), static_cast<size_t>(left));
     return std::memcmp(bytes.data(), ChunkStartHeader::_headerStr, std::min(count, tagSize)) == 0;
 }
 
 /// The first whole chunk of a known type behind an offset.
-boost::optional<ChunkSpan> nextWholeChunk(int fd, qint64 offset, qint64 fileSize) {
+boost::optional<ChunkSpan> nextWholeChunk(Source& file, qint64 offset) {
     std::vector<char> window(searchWindow);
-    while (offset < fileSize) {
-        const size_t count = readAt(fd, offset, window.data(), window.size());
+    while (offset < file.size) {
+        const size_t count = readAt(file, offset, window.data(), window.size());
         for (size_t at = 0; at < count;) {
             const void* tag =
                 memmem(window.data() + at, count - at, ChunkStartHeader::_headerStr, tagSize);
             if (tag == nullptr) break;
             at = static_cast<size_t>(static_cast<const char*>(tag) - window.data());
-            const auto chunk = wholeChunkAt(fd, offset + static_cast<qint64>(at), fileSize);
+            const auto chunk = wholeChunkAt(file, offset + static_cast<qint64>(at));
             if (chunk && chunk->type <= MZ_CT_LASERPOWER) return chunk;
             ++at;
         }
@@ -95,21 +101,23 @@ boost::optional<ChunkGap> ChunkScan::tornEnd() const {
     return gaps.back();
 }
 
-ChunkScan scanChunks(int fd) {
+ChunkScan scanChunks(int fd, qint64 fileSize) {
+    Source file{fd, fileSize};
     ChunkScan scan;
-    scan.fileSize = std::max<qint64>(posix::fileSize(fd), 0);
+    scan.fileSize = fileSize;
     qint64 offset = 0;
-    while (offset < scan.fileSize) {
-        auto chunk = wholeChunkAt(fd, offset, scan.fileSize);
+    while (offset < fileSize) {
+        auto chunk = wholeChunkAt(file, offset);
         if (!chunk) {
-            chunk = nextWholeChunk(fd, offset + 1, scan.fileSize);
-            const qint64 resumed = chunk ? chunk->offset : scan.fileSize;
-            scan.gaps.push_back({offset, resumed - offset, beginsChunk(fd, offset, scan.fileSize)});
+            chunk = nextWholeChunk(file, offset + 1);
+            const qint64 resumed = chunk ? chunk->offset : fileSize;
+            scan.gaps.push_back({offset, resumed - offset, beginsChunk(file, offset)});
             if (!chunk) break;
         }
         scan.chunks.push_back(*chunk);
         offset = chunk->end();
     }
+    scan.readError = file.error;
     return scan;
 }
 

@@ -32,13 +32,14 @@ struct ChunkScan {
     std::vector<ChunkGap>
         gaps;  ///< in ascending order; a last one that reaches the end is the torn end
     qint64 fileSize = 0;
+    int readError = 0;  ///< of a place that the system did not give, 0 when it gave all
 
     /// The gap at the end of the file, if there is one.
     boost::optional<ChunkGap> tornEnd() const;
 };
 
-/// Scans the whole file behind a descriptor, whose position it moves. What cannot be read counts as
-/// damaged. Takes time in proportion to the chunks and to the bytes of the gaps.
-ChunkScan scanChunks(int fd);
+/// Scans the whole file of that size behind a descriptor, whose position it moves. What cannot be
+/// read counts as damaged. Takes time in proportion to the chunks and to the bytes of the gaps.
+ChunkScan scanChunks(int fd, qint64 fileSize);
 
 }  // namespace mz

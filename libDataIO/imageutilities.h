@@ -62,8 +62,9 @@ public:
 
     /// Salvages a file in place. Nothing is cut but a torn chunk at its end; damaged places in the
     /// middle stay where they are, and the index leads around them. A file that opens is not
-    /// touched. After a failure every whole chunk is where it was, and salvaging may be tried
-    /// again.
+    /// touched, nor is one of which the disk does not give every byte ("IU_S_READ"): salvage that
+    /// one into another file. After a failure every whole chunk is where it was, and salvaging may
+    /// be tried again.
     static SalvageReport salvage(QString const& fileName, AttributeChunk const& attributes);
 
     /// Copies what can be salvaged into a new file without gaps, the damaged one staying as it is.

@@ -46,28 +46,44 @@ QString unaddressable() {
     return QStringLiteral("beyond what an index can address");
 }
 
+/// Whether the file is a finished movie. A failure of the system says nothing about that.
 bool opens(QString const& fileName) {
-    try {
-        const ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
-        return true;
-    } catch (IOFileException const&) {
-        return false;
+    for (int tries = 0; tries < 2; ++tries) {
+        try {
+            const ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
+            return true;
+        } catch (IOFileException const& failure) {
+            if (failure.origin() == SOFTWARE) return false;
+            // The same code for a header at which the file ends and one that the disk did not give,
+            // which a second try may.
+            if (failure.code() != QLatin1String("CHB_LDF_READ")) throw;
+        }
     }
+    return false;
 }
+
+[[noreturn]] void failRead() {
+    DATAIO_FAIL(IOFileException, logger, SYSCALL, "IU_S_READ",
+                withSystemError("Could not read file: "));
+}
+
+struct Descriptor {
+    int fd;
+    ~Descriptor() {
+        if (fd != -1) posix::close(fd);
+    }
+};
 
 /// The damaged file: its chunks, and their payloads one at a time.
 class Damaged {
 public:
     explicit Damaged(QString const& fileName) {
         _reader.openFile(fileName);
-        const int fd = posix::open(fileName, O_RDONLY);
-        if (fd == -1 || posix::fileSize(fd) == -1) {
-            // Not to be taken for an empty file, to which an info chunk could be added.
-            DATAIO_FAIL(IOFileException, logger, SYSCALL, "IU_S_READ",
-                        withSystemError("Could not read file: "));
-        }
-        _scan = scanChunks(fd);
-        posix::close(fd);
+        const Descriptor source{posix::open(fileName, O_RDONLY)};
+        const qint64 size = source.fd == -1 ? -1 : posix::fileSize(source.fd);
+        // Not to be taken for an empty file, to which an info chunk could be added.
+        if (size == -1) failRead();
+        _scan = scanChunks(source.fd, size);
         if (_scan.chunks.empty() && !_scan.gaps.empty() && !_scan.gaps.front().beginsChunk) {
             DATAIO_FAIL(IOFileException, logger, SOFTWARE, "IU_S_FORMAT",
                         QStringLiteral("File %1: no chunk found, bad file format.").arg(fileName));
@@ -176,8 +192,10 @@ std::vector<unsigned int> unreadableFrames(QString const& fileName) {
         bool isReadable = false;
         try {
             isReadable = reader.getRawFrame(data, i).has_value();
+        } catch (IOFileException const& failure) {
+            if (failure.origin() != SOFTWARE) throw;  // the fault is not the frame's
         } catch (std::exception const&) {
-            // Logged where the library itself has found the damage.
+            // A damaged stream.
         }
         if (!isReadable) unreadable.push_back(i);
     }
@@ -287,6 +305,11 @@ SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attr
 
     Damaged file(fileName);
     ChunkScan const& scan = file.scan();
+    if (scan.readError != 0) {
+        // What the disk does not give looks torn, and might be cut.
+        errno = scan.readError;
+        failRead();
+    }
     const Header header = headerFor(file, attributes);
     SalvageReport report;
 

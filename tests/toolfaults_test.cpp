@@ -1,0 +1,232 @@
+#include <libCommon/exceptions.h>
+#include <libDataIO/imageutilities.h>
+#include <libDataIO/rsqcompressutil.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include <tests/support/faultlayer.h>
+#include <tests/support/logcapture.h>
+#include <tests/support/movieparser.h>
+#include <tests/support/writerscenarios.h>
+
+using namespace mz;
+using namespace mz::test;
+
+// Every call to the system that the tools make fails once, in every way: no input is ever harmed,
+// and when the fault is gone the same call does what it would have done.
+
+namespace {
+
+struct Tool {
+    std::string name;
+    QByteArray input;
+    bool changesInput;
+    std::function<void(QString const& input, QString const& output)> run;
+    bool readsOnPastDamage = false;
+};
+
+std::ostream& operator<<(std::ostream& out, Tool const& tool) {
+    return out << tool.name;
+}
+
+std::vector<Effect> effectsOn(Call call) {
+    switch (call) {
+        case Call::Read:
+            return {{EIO, 0}, {EINTR, 0}, {0, 8}, {0, Effect::half}};
+        case Call::Write:
+            return {{ENOSPC, 0}, {EINTR, 0}, {0, 0}, {0, 8}, {0, Effect::half}};
+        case Call::Map:
+        case Call::Unmap:
+            return {{ENOMEM, 0}};
+        default:
+            return {{EIO, 0}, {EINTR, 0}};
+    }
+}
+
+std::set<std::string> codesOf(Call call) {
+    switch (call) {
+        case Call::Open:
+            return {"FR_OF_OPEN", "FW_OF_OPEN", "FW_OF_OPEN2", "IU_S_READ", "IU_S_COPY"};
+        case Call::Close:
+            return {"FDCW_CF_CLOSE"};
+        case Call::Read:
+            return {"CHB_LDF_READ", "IU_S_READ"};
+        case Call::Write:
+            return {"CHB_WFD_WRITE", "FDCW_AC_WRITE"};
+        case Call::Seek:
+            return {"CHB_LFD_SEEK", "MM_SE_SEEK", "FDCW_AC_SEEK", "IU_S_READ"};
+        case Call::Truncate:
+            return {"FDCW_TRUNC"};
+        case Call::Stat:
+            return {"FR_OF_STAT", "MM_NC_MMAP", "MM_CR_MMAP", "FDCW_AC_SEEK", "IU_S_READ"};
+        case Call::Unmap:
+            return {"MM_UNMAP"};
+        default:
+            return {};
+    }
+}
+
+QByteArray bytesOf(QString const& path) {
+    return QFile::exists(path) ? readFile(path) : QByteArray();
+}
+
+class ToolFaults : public testing::TestWithParam<Tool> {
+protected:
+    void SetUp() override {
+        input = dir.filePath(QStringLiteral("input"));
+        output = dir.filePath(QStringLiteral("output"));
+    }
+
+    void place() const {
+        writeFile(input, GetParam().input);
+        QFile::remove(output);
+    }
+
+    void runUndisturbed(FaultLayer& layer) {
+        place();
+        layer.during([&] { GetParam().run(input, output); });
+        newInput = bytesOf(input);
+        newOutput = bytesOf(output);
+        EXPECT_EQ(parseMovie(newOutput.isEmpty() ? newInput : newOutput).problems,
+                  std::vector<std::string>{});
+    }
+
+    void disturb(QString const& watched, Fault const& fault) {
+        SCOPED_TRACE(fault.text());
+        place();
+        const int descriptors = openDescriptors();
+        {
+            LogCapture log(LogLevel::Error);
+            FaultLayer layer(watched, {fault});
+            try {
+                layer.during([&] { GetParam().run(input, output); });
+                if (mayLoseAChunk(fault) && bytesOf(output) != newOutput) {
+                    expectNothingLost();
+                    expectFewerFrames();
+                } else {
+                    expectAsUndisturbed();
+                }
+            } catch (BaseException const& thrown) {
+                EXPECT_EQ(codesOf(fault.call).count(thrown.code().toStdString()), 1u)
+                    << thrown.what();
+                ASSERT_FALSE(log.records().empty());
+                expectNothingLost();
+                layer.lift();
+                GetParam().run(input, output);
+                expectAsUndisturbed();
+            }
+            EXPECT_EQ(layer.hits(), 1) << "the fault was never met";
+        }
+        EXPECT_EQ(openDescriptors(), descriptors);
+        ++injected;
+    }
+
+    void expectAsUndisturbed() const {
+        EXPECT_EQ(bytesOf(input), newInput);
+        EXPECT_EQ(bytesOf(output), newOutput);
+    }
+
+    /// A disk that does not give a chunk costs that chunk where the input stays as it was.
+    bool mayLoseAChunk(Fault const& fault) const {
+        return GetParam().readsOnPastDamage && fault.effect.error == EIO &&
+               (fault.call == Call::Read || fault.call == Call::Seek);
+    }
+
+    void expectFewerFrames() const {
+        const Movie expected = parseMovie(newOutput);
+        const Movie made = parseMovie(bytesOf(output));
+        EXPECT_EQ(made.problems, std::vector<std::string>{});
+        EXPECT_EQ(made.frames.size(), expected.frames.size() - 1);
+        for (QByteArray const& frame : made.frames) {
+            EXPECT_EQ(std::count(expected.frames.begin(), expected.frames.end(), frame), 1);
+        }
+    }
+
+    void expectNothingLost() const {
+        const QByteArray now = bytesOf(input);
+        if (GetParam().changesInput) {
+            EXPECT_TRUE(now.startsWith(wholeChunksOf(GetParam().input)));
+        } else {
+            EXPECT_EQ(now, GetParam().input);
+        }
+        const QByteArray made = bytesOf(output);
+        if (!made.isEmpty()) {
+            EXPECT_EQ(parseMovie(made).problems, std::vector<std::string>{});
+        }
+    }
+
+    static QByteArray wholeChunksOf(QByteArray const& bytes) {
+        MovieChunk const last = parseMovie(bytes).chunks.back();
+        return bytes.left(static_cast<qint64>(last.offset) + last.size + 32);
+    }
+
+    QTemporaryDir dir;
+    QString input, output;
+    QByteArray newInput, newOutput;
+    int injected = 0;
+};
+
+TEST_P(ToolFaults, EachCallFailsOnceInEveryWay) {
+    for (QString const& watched : {input, output}) {
+        std::vector<int> calls;
+        {
+            FaultLayer layer(watched);
+            runUndisturbed(layer);
+            for (Call call : allCalls)
+                calls.push_back(layer.calls(call));
+        }
+        for (Call call : allCalls)
+            for (int position = 1; position <= calls[static_cast<size_t>(call)]; ++position)
+                for (Effect const& effect : effectsOn(call))
+                    disturb(watched, {call, position, effect});
+    }
+    RecordProperty("faults", injected);
+    EXPECT_GT(injected, 20);
+}
+
+/// Of a recorder that was killed while it wrote its last frame.
+QByteArray tornRecording(QByteArray const& movie) {
+    const Movie parsed = parseMovie(movie);
+    return movie.left(static_cast<qint64>(parsed.frameOffsets.back()) + 40);
+}
+
+AttributeChunk attributesFor(Recording const& recording) {
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("movie"));
+    writeFile(path, movieOf(recording));
+    return ImageUtilities::attributesOf(path);
+}
+
+std::vector<Tool> tools() {
+    Recording recording;
+    recording.fibers = true;
+    const QByteArray movie = movieOf(recording);
+    const QByteArray torn = tornRecording(movie);
+    const AttributeChunk attributes = attributesFor(recording);
+    const auto salvage = [attributes](QString const& damaged, QString const&) {
+        ImageUtilities::salvage(damaged, attributes);
+    };
+    const auto salvageTo = [attributes](QString const& damaged, QString const& output) {
+        ImageUtilities::salvageTo(damaged, output, attributes);
+    };
+    return {{"Compress", movie, false,
+             [](QString const& from, QString const& to) {
+                 RSQCompress::compressFile(_inputFilename = from, _outputFilename = to,
+                                           _compression = CompressionType::GZip);
+             }},
+            {"Salvage", torn, true, salvage},
+            {"SalvageOfALostEnd", movie + torn.right(40), true, salvage},
+            {"SalvageOfASoundFile", movie, false, salvage},
+            {"SalvageTo", torn, false, salvageTo, true},
+            {"SalvageOfASoundFileTo", movie, false, salvageTo}};
+}
+
+INSTANTIATE_TEST_SUITE_P(Tools, ToolFaults, testing::ValuesIn(tools()),
+                         [](auto const& tool) { return tool.param.name; });
+
+}  // namespace
