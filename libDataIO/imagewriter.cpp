@@ -83,7 +83,9 @@ void ImageWriter::_dropTrailingChunks(qint64 endOfFrames) {
     }
     _fileEnd = endOfFrames;
     try {
-        if (_writer.seek(endOfFrames)) _writer.truncate();
+        if (_writer.seekEnd() && _writer.tell() > endOfFrames && _writer.seek(endOfFrames)) {
+            _writer.truncate();
+        }
     } catch (IOFileException const&) {
         // Logged; the failure that led here is the one to report.
     }

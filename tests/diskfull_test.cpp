@@ -1,0 +1,206 @@
+#include <libCommon/exceptions.h>
+#include <libDataIO/imagereader.h>
+#include <libDataIO/imagewriter.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include <tests/support/expectfailure.h>
+#include <tests/support/limits.h>
+#include <tests/support/movieparser.h>
+#include <tests/support/writerscenarios.h>
+
+using namespace mz;
+using namespace mz::test;
+
+// Real disks that are full: nothing is simulated here but the length to which a file may grow.
+
+namespace {
+
+/// A file system of the test's own with room for a few pages.
+class SmallDisk {
+public:
+    SmallDisk() {
+        _mounted = ::mount("tmpfs", name(), "tmpfs", 0, "size=64k") == 0;
+        _error = errno;
+    }
+    SmallDisk(SmallDisk const&) = delete;
+    SmallDisk& operator=(SmallDisk const&) = delete;
+    ~SmallDisk() {
+        if (_mounted) ::umount2(name(), MNT_DETACH);
+    }
+
+    bool mounted() const { return _mounted; }
+    const char* error() const { return std::strerror(_error); }
+    QString path(const char* file) const { return _dir.filePath(QString::fromLatin1(file)); }
+
+    /// Takes all the room but `left` bytes.
+    void fill(int left) const {
+        QFile filler(path("filler"));
+        ASSERT_TRUE(filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+        while (filler.write(QByteArray(4096, 'f')) == 4096) {
+        }
+        ASSERT_TRUE(filler.resize(filler.size() - left));
+    }
+    void free() const { ASSERT_TRUE(QFile::remove(path("filler"))); }
+
+private:
+    const char* name() {
+        _name = _dir.path().toLocal8Bit();
+        return _name.constData();
+    }
+    QTemporaryDir _dir;
+    QByteArray _name;
+    bool _mounted = false;
+    int _error = 0;
+};
+
+Failure headerWrite(int error) {
+    return {"dataio.chunkheader", SYSCALL, "CHB_WFD_WRITE",
+            QStringLiteral("Could not write chunk start header: ") +
+                QString::fromLocal8Bit(std::strerror(error))};
+}
+
+/// The steps of a scenario on a file that may grow to a limit; a step that fails is made again
+/// without it.
+void recordAcrossLimit(std::vector<Step> const& steps, QString const& path, rlim_t limit) {
+    auto writer = std::make_unique<ImageWriter>();
+    int failures = 0;
+    for (Step const& s : steps) {
+        const QByteArray before = QFile::exists(path) ? readFile(path) : QByteArray();
+        try {
+            const FileSizeLimit full(failures == 0 ? limit : RLIM_INFINITY);
+            s.run(writer, path);
+            continue;
+        } catch (IOFileException const& failure) {
+            ++failures;
+            EXPECT_EQ(failure.origin(), SYSCALL);
+        }
+        EXPECT_EQ(readFile(path), before) << s.name;
+        s.run(writer, path);
+    }
+    EXPECT_EQ(failures, 1);
+}
+
+// At every byte of a recording the disk is full once.
+TEST(FullDisk, ARecordingGoesOnFromWhereTheDiskWasFull) {
+    const LogCapture silent(LogLevel::Error);
+    Recording recording;
+    recording.fibers = true;
+    for (CompressionType::e compression : {CompressionType::None, CompressionType::GZip}) {
+        recording.compression = compression;
+        const std::vector<Step> steps = recordingSteps(recording) + std::vector<Step>{closeStep()};
+        const QByteArray expected = movieOf(recording);
+        const QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("movie"));
+        for (qint64 limit = 0; limit < expected.size(); ++limit) {
+            recordAcrossLimit(steps, path, static_cast<rlim_t>(limit));
+            ASSERT_EQ(readFile(path), expected) << limit;
+        }
+    }
+}
+
+TEST(FullDisk, AttributesThatDoNotFitLeaveTheMovieAsItWas) {
+    const LogCapture silent(LogLevel::Error);
+    const QByteArray movie = movieOf({});
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("movie"));
+    AttributeChunk attributes;
+    attributes.set(QStringLiteral("comment"), QString(1000, QLatin1Char('x')));
+    for (qint64 room = 0; room < 700; room += 7) {
+        writeFile(path, movie);
+        {
+            const FileSizeLimit full(static_cast<rlim_t>(movie.size() + room));
+            ImageWriter writer;
+            EXPECT_THROW(writer.modifyAttribute(path, attributes), IOFileException);
+            EXPECT_FALSE(writer.isOpen());
+        }
+        ASSERT_EQ(readFile(path), movie) << room;
+    }
+}
+
+TEST(FullDisk, AFileSystemThatFillsUpWhileCompressingIsFreedAndGoneOnWith) {
+    const LogCapture silent(LogLevel::Error);
+    const SmallDisk disk;
+    if (!disk.mounted()) GTEST_SKIP() << "cannot mount a small file system: " << disk.error();
+
+    constexpr int samples = 4000;
+    ImageWriter writer;
+    const QString path = disk.path("movie");
+    writer.create(path, true);
+    writer.width(samples);
+    writer.height(1);
+    writer.pixType(MZ_USHORT);
+    writer.setCompression(CompressionType::GZip);
+    disk.fill(20000);
+    int recorded = 0;
+    const auto record = [&] {
+        writer.addFrame(scenarioFrame(recorded, samples).data(), 0.5F);
+        ++recorded;
+    };
+    EXPECT_THROW(for (;;) record(), IOFileException);
+    ASSERT_GT(recorded, 0);
+    EXPECT_THROW(record(), IOFileException);
+    EXPECT_EQ(parseMovieFile(path).chunks.size(), static_cast<size_t>(recorded));
+
+    disk.free();
+    record();
+    writer.close();
+    soundMovie(path);
+    ImageReader reader(path);
+    ASSERT_EQ(reader.nbFrames(), static_cast<unsigned int>(recorded));
+    for (int i = 0; i < recorded; ++i) {
+        void const* data = nullptr;
+        ASSERT_TRUE(reader.getFrame(data, static_cast<unsigned int>(i)));
+        const std::vector<uint16_t> expected = scenarioFrame(i, samples);
+        EXPECT_EQ(std::memcmp(data, expected.data(), expected.size() * 2), 0) << i;
+    }
+}
+
+TEST(FullDisk, ClosingOnAFullFileSystemIsToldAndPossibleAfterwards) {
+    const LogCapture silent(LogLevel::Error);
+    const SmallDisk disk;
+    if (!disk.mounted()) GTEST_SKIP() << "cannot mount a small file system: " << disk.error();
+
+    // The frame fills its pages to the last byte.
+    constexpr int samples = (4096 - 32) / 2;
+    ImageWriter writer;
+    const QString path = disk.path("movie");
+    writer.create(path, true);
+    writer.addFrame(scenarioFrame(1, samples).data(), samples * 2);
+    disk.fill(0);
+    EXPECT_THROW(writer.close(), IOFileException);
+    EXPECT_THROW(writer.close(), IOFileException);
+    EXPECT_TRUE(writer.isOpen());
+    EXPECT_EQ(QFile(path).size(), 4096);
+    disk.free();
+    writer.close();
+    EXPECT_EQ(soundMovie(path).types(), (std::vector<uint32_t>{2, 7, 8, 5}));
+}
+
+TEST(FullDisk, ADeviceThatIsAlwaysFullTakesNothing) {
+    const QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("movie"));
+    ASSERT_EQ(::symlink("/dev/full", link.toLocal8Bit().constData()), 0);
+    for (QString const& path : {QStringLiteral("/dev/full"), link}) {
+        ImageWriter writer;
+        writer.create(path, false);
+        const std::vector<uint16_t> frame = scenarioFrame(0);
+        expectFailure<IOFileException>(headerWrite(ENOSPC),
+                                       [&] { writer.addFrame(frame.data(), scenarioFrameBytes); });
+        expectFailure<IOFileException>(headerWrite(ENOSPC), [&] { writer.close(); });
+        EXPECT_TRUE(writer.isOpen());
+    }
+    ImageReader reader;
+    expectFailure<IOFileException>({"dataio.filereader", FILESYSTEM, "FR_OF_REGFILE",
+                                    QStringLiteral("File /dev/full is not a regular file.")},
+                                   [&] { reader.open(QStringLiteral("/dev/full")); });
+}
+
+}  // namespace
