@@ -1,0 +1,119 @@
+#include <libDataIO/attributechunk.h>
+#include <libDataIO/attributepaletteadaptor.h>
+#include <libDataIO/frametimer.h>
+#include <libDataIO/paldatagenerator.h>
+
+#include <algorithm>
+
+#include <fuzz/operations.h>
+#include <fuzz/support/checks.h>
+
+namespace mz::fuzz {
+
+namespace {
+
+bool haveSameEntries(AttributeChunk const& a, AttributeChunk const& b) {
+    return a.attributes().size() == b.attributes().size() &&
+           std::equal(a.attributes().begin(), a.attributes().end(), b.attributes().begin(),
+                      [](auto const& one, auto const& other) {
+                          return one.first == other.first && one.second._val == other.second._val;
+                      });
+}
+
+AttributeChunk parsed(QString const& text) {
+    AttributeChunk attributes;
+    attributes.parse(text);
+    return attributes;
+}
+
+AttributeChunk parsedLatin1(QByteArray const& text) {
+    AttributeChunk attributes;
+    attributes.parseLatin1(text.constData(), text.size());
+    return attributes;
+}
+
+void comeBackFromText(AttributeChunk const& attributes) {
+    QString text;
+    attributes.dump(text);
+    require(haveSameEntries(parsed(text), attributes), "what was dumped parses to the same");
+    QByteArray latin1;
+    attributes.dumpLatin1(latin1);
+    require(latin1 == text.toLatin1(), "both dumps say the same");
+}
+
+void readValues(AttributeChunk const& attributes) {
+    for (auto const& [key, value] : attributes.attributes()) {
+        require(!key.isEmpty() && !value._val.isEmpty(), "a line has a key and a value");
+        int number = 1;
+        float real = 1;
+        char character = 0;
+        require(attributes.get(key, number) || number == 0, "what is no number is 0");
+        require(attributes.get(key, real) || real == 0, "what is no real number is 0");
+        attributes.get(key, character);
+    }
+}
+
+void readTimes(AttributeChunk attributes) {
+    FrameTimer timer;
+    if (timer.readFromChunkInfo(attributes) && !timer.empty()) {
+        AttributeChunk stored;
+        timer.dumpToChunkInfo(stored);
+        FrameTimer again;
+        require(again.readFromChunkInfo(stored) && again.size() == timer.size(),
+                "times come back from attributes");
+    }
+    FrameTimer::removeFromAttChunk(attributes);
+}
+
+template <PalIndexType type>
+void makeTable(MzPalette const& palette) {
+    constexpr int blackening = MakeMinValueBlack | MakeSpecificValueBlack;
+    std::vector<QRgb> table;
+    PalDataGenerator<LerpQRGB<type>>()(palette, table, blackening, 1);
+    require(palette._nodes.empty() == table.empty(), "a palette with nodes has a table");
+}
+
+void readPalette(AttributeChunk const& attributes) {
+    MzPalette palette;
+    if (AttributePaletteAdaptor::attributesToPalette(attributes, palette, QString())) {
+        AttributeChunk stored;
+        AttributePaletteAdaptor::paletteToAttributes(palette, stored, QString());
+        MzPalette again;
+        require(AttributePaletteAdaptor::attributesToPalette(stored, again, QString()) &&
+                    again._nodes.size() == palette._nodes.size(),
+                "a palette comes back from attributes");
+    }
+    for (const auto transfer : {PTID, PTGAMMA, PTSIGMOID}) {
+        palette._transfo = transfer;
+        palette._saturationSignal = !palette._saturationSignal;
+        makeTable<IdxSigned8>(palette);
+        makeTable<IdxUnsigned8>(palette);
+    }
+    makeTable<IdxSigned16>(palette);
+    palette.adjustNodeValues(0.25F, 0.5F);
+    makeTable<IdxUnsigned16>(palette);
+}
+
+}  // namespace
+
+void parseAttributes(QByteArray const& input) {
+    const AttributeChunk attributes = parsedLatin1(input);
+    require(haveSameEntries(attributes, parsed(QString::fromLatin1(input))),
+            "bytes parse as their text does");
+    comeBackFromText(attributes);
+    comeBackFromText(parsed(QString::fromUtf8(input)));
+    readValues(attributes);
+    readTimes(attributes);
+    readPalette(attributes);
+
+    AttributeChunk merged;
+    merged.set(QStringLiteral("width"), 1);
+    merged.safeMerge(attributes, AttributeChunk::RemoveFrameTimer);
+    int width = 0;
+    require(merged.get(QStringLiteral("width"), width) && width == 1,
+            "a safe merge replaces nothing");
+    merged.merge(attributes);
+    AttributeChunk::formatComment(QString::fromLatin1(input));
+}
+
+}  // namespace mz::fuzz

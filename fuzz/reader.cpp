@@ -1,0 +1,191 @@
+#include <libDataIO/imagereader.h>
+
+#include <QImage>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include <fuzz/operations.h>
+#include <fuzz/support/checks.h>
+#include <fuzz/support/input.h>
+#include <fuzz/support/memoryfile.h>
+#include <fuzz/support/service.h>
+
+namespace mz::fuzz {
+
+namespace {
+
+constexpr unsigned int mostFrames = 8;
+constexpr int noFilteringMode = 6;
+
+/// Every byte, so that a pointer to too few of them is noticed.
+void touch(void const* data, size_t size) {
+    static volatile unsigned char seen = 0;
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    unsigned char sum = 0;
+    for (size_t i = 0; i < size; ++i)
+        sum = static_cast<unsigned char>(sum ^ bytes[i]);
+    seen = sum;
+}
+
+void readHeader(ImageReader& reader) {
+    int number = 0;
+    bool present = false;
+    bool trustable = false;
+    MZImagePixelType type = MZ_UNKNOWN;
+    MzPalette palette;
+    reader.width(number);
+    reader.height(number);
+    reader.frameDelay(number);
+    reader.dimension(number);
+    reader.pixBits(number);
+    reader.pixBytes();
+    const bool knowsType = reader.pixType(type);
+    require(knowsType == (type != MZ_UNKNOWN), "pixType says whether the type is known");
+    reader.endian();
+    reader.utcOffsetSeconds(present, trustable);
+    require(present || !trustable, "an offset that is missing is not trustable");
+    reader.dataType();
+    reader.getMaskLevel();
+    reader.getComment();
+    reader.getSpecificComment();
+    reader.palette(palette);
+    require(!palette._nodes.empty(), "a palette without nodes is replaced");
+
+    for (auto const& [key, value] : reader.attributeChunk().attributes()) {
+        QString text;
+        float real = 0;
+        require(reader.attribute(key, text) && text == value._val, "attributes are found");
+        reader.attribute(key, number);
+        reader.attribute(key, real);
+    }
+    reader.setAttribute(QStringLiteral("fuzz"), number);
+    reader.setAttribute(QStringLiteral("fuzz"), 0.5F);
+    reader.setAttribute(QStringLiteral("fuzz"), QStringLiteral("text"));
+    reader.removeAttribute(QStringLiteral("plug_fuzz"));
+}
+
+void readFibers(ImageReader const& reader) {
+    std::vector<float> positions;
+    std::vector<unsigned int> numbers;
+    for (int i = 0; i <= noFilteringMode; ++i) {
+        const auto mode = static_cast<ImageReader::FiberFilteringMode>(i);
+        succeeds([&] {
+            reader.getRasterFiberContinuousIndexes(positions, mode);
+            const size_t count = positions.size();
+            require(reader.nbFibers(mode) == static_cast<int>(count / 2), "fibres are counted");
+            reader.getRasterFiberIndexes(numbers, mode);
+            require(numbers.size() == count, "every fibre has a pixel");
+            reader.getFiberOffsets(numbers, mode);
+            require(numbers.size() == count / 2, "every fibre has an offset");
+            reader.getWorldFiberCenters(positions, mode);
+            require(positions.size() == count, "every fibre has a place in the world");
+        });
+    }
+    const bool found = reader.getBundleBoundingBox(positions);
+    require(positions.size() == (found ? 4u : 0u), "a bounding box has four edges or none");
+}
+
+void readTiming(ImageReader const& reader, unsigned int frame) {
+    float power = 0;
+    timeval time{};
+    require(reader.getLaserPower(frame, power) == reader.getLaserPower(frame).has_value(),
+            "both forms of the laser power agree");
+    require(reader.getFrameTiming(frame, time) == reader.getFrameTiming(frame).has_value(),
+            "both forms of the time agree");
+    reader.laserPower(power);
+    reader.frameTiming(time);
+}
+
+/// Bytes behind a pointer of getFrame, as the header tells them to a caller; 0 when only the file
+/// tells.
+size_t imageBytes(ImageReader const& reader) {
+    int width = 0;
+    int height = 0;
+    QString compression;
+    reader.attribute(QStringLiteral("compression_type"), compression);
+    const bool isCompressed = compression == QLatin1String("z") ||
+                              compression == QLatin1String("gz") ||
+                              compression == QLatin1String("bz2");
+    const bool has16Bits = isCompressed || reader.dataType() == QLatin1String("vec");
+    if (!has16Bits || !reader.width(width) || !reader.height(height)) return 0;
+    return static_cast<size_t>(width) * static_cast<size_t>(height) * 2;
+}
+
+void readFrame(ImageReader& reader, unsigned int number) {
+    const bool exists = number < reader.nbFrames();
+    void const* data = nullptr;
+    succeedsOnFrames([&] {
+        const boost::optional<unsigned int> size = reader.getRawFrame(data, number);
+        require(exists || !size, "there are no frames behind the last");
+        if (size) touch(data, *size);
+    });
+    data = nullptr;
+    succeedsOnFrames([&] {
+        if (reader.getFrame(data, number)) touch(data, imageBytes(reader));
+    });
+    for (const int side : {1, 40, std::numeric_limits<int>::max()}) {
+        QImage image;
+        if (side > 40 && imageBytes(reader) == 0) break;
+        if (!reader.thumbnail(image, std::min(side, 400), side, static_cast<int>(number))) {
+            require(image.isNull(), "an image that cannot be made is untouched");
+        }
+    }
+    readTiming(reader, number);
+}
+
+void readFrames(ImageReader& reader) {
+    const unsigned int count = reader.nbFrames();
+    for (unsigned int i = 0; i < std::min(count, mostFrames); ++i)
+        readFrame(reader, i);
+    for (unsigned int i : {count - 1, count, count + 1, std::numeric_limits<unsigned int>::max()})
+        readFrame(reader, i);
+
+    // Backwards, and by steps.
+    void const* data = nullptr;
+    for (unsigned int i = std::min(count, mostFrames); i > 0; --i)
+        succeedsOnFrames([&] { reader.getRawFrame(data, i - 1); });
+    reader.rewind();
+    for (unsigned int i = 0; i < std::min(count + 1, mostFrames); ++i) {
+        succeedsOnFrames([&] { reader.nextFrame(data); });
+        require(reader.currFrameIdx() == i + 1, "nextFrame steps on by one");
+    }
+}
+
+void readClosed(ImageReader& reader) {
+    reader.close();
+    void const* data = nullptr;
+    require(reader.getFilename().isNull(), "a closed reader has no file");
+    require(!reader.getRawFrame(data, 0) && !reader.getFrame(data, 0) && data == nullptr,
+            "a closed reader has no frames");
+    reader.rewind();
+    require(!reader.nextFrame(data), "a closed reader has no next frame");
+    readHeader(reader);
+    readTiming(reader, 0);
+}
+
+void visit(ImageReader& reader, QString const& path) {
+    if (succeeds([&] { reader.open(path); })) {
+        readHeader(reader);
+        readFibers(reader);
+        readFrames(reader);
+        require(succeeds([&] { reader.reloadHeader(); }), "a header that was read is read again");
+        readFrame(reader, 0);
+    }
+    readClosed(reader);
+}
+
+}  // namespace
+
+void readMovie(QByteArray const& input) {
+    if (claimsLargeFrames(input)) return;
+    const MemoryFile file(input);
+    ImageReader alone;
+    visit(alone, file.path());
+    if (!input.contains("vec")) return;
+    ImageReader withService(boost::make_shared<TouchingService>());
+    visit(withService, file.path());
+}
+
+}  // namespace mz::fuzz

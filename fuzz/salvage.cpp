@@ -1,0 +1,89 @@
+#include <libDataIO/imagereader.h>
+#include <libDataIO/imageutilities.h>
+
+#include <fuzz/operations.h>
+#include <fuzz/support/checks.h>
+#include <fuzz/support/input.h>
+#include <fuzz/support/memoryfile.h>
+
+namespace mz::fuzz {
+
+namespace {
+
+/// What a caller gives when the script says nothing.
+AttributeChunk givenAttributes(QByteArray const& script) {
+    AttributeChunk attributes;
+    attributes.set(QStringLiteral("width"), 4);
+    attributes.set(QStringLiteral("height"), 3);
+    attributes.set(QStringLiteral("pixbits"), 16);
+    attributes.parseLatin1(script.constData(), script.size());
+    return attributes;
+}
+
+/// @return the number of frames
+unsigned int checkSalvaged(QString const& path, SalvageReport const& report) {
+    ImageReader reader;
+    require(succeeds([&] { reader.open(path); }), "what was salvaged opens");
+    require(reader.nbFrames() == report.framesKept, "every frame that was kept is in the index");
+    if (report.wasSound) return reader.nbFrames();
+    for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
+        void const* data = nullptr;
+        require(succeedsOnFrames([&] { reader.getRawFrame(data, i); }), "a kept frame is readable");
+    }
+    return reader.nbFrames();
+}
+
+void checkGaps(SalvageReport const& report, qsizetype size) {
+    qint64 end = 0;
+    for (SalvageGap const& gap : report.gaps) {
+        require(gap.offset >= end && gap.length > 0, "gaps come in order");
+        end = gap.offset + gap.length;
+    }
+    require(end <= size, "gaps lie inside the file");
+}
+
+void salvageCopy(QByteArray const& movie, AttributeChunk const& attributes) {
+    const MemoryFile damaged(movie);
+    const MemoryName output;
+    SalvageReport report;
+    const bool salvaged = succeeds(
+        [&] { report = ImageUtilities::salvageTo(damaged.path(), output.path(), attributes); });
+    require(damaged.bytes() == movie, "the damaged file stays");
+    require(salvaged == output.exists(), "there is an output or a failure");
+    if (!salvaged) return;
+    checkSalvaged(output.path(), report);
+    checkGaps(report, movie.size());
+    require(report.bytesKept + report.bytesCut == movie.size(), "every byte is accounted for");
+}
+
+void salvageFile(QByteArray const& movie, AttributeChunk const& attributes) {
+    const MemoryFile file(movie);
+    SalvageReport report;
+    const bool salvaged =
+        succeeds([&] { report = ImageUtilities::salvage(file.path(), attributes); });
+    const QByteArray after = file.bytes();
+    require(salvaged ? after.startsWith(movie.left(movie.size() - report.bytesCut))
+                     : movie.startsWith(after),
+            "nothing is cut but the end");
+    if (!salvaged) return;
+    checkGaps(report, movie.size());
+    const unsigned int frames = checkSalvaged(file.path(), report);
+
+    const SalvageReport again = ImageUtilities::salvage(file.path(), attributes);
+    require(again.wasSound && again.framesKept == frames && file.bytes() == after,
+            "what was salvaged is sound");
+}
+
+}  // namespace
+
+void salvageMovie(QByteArray const& input) {
+    if (claimsLargeFrames(input)) return;
+    const auto [script, movie] = splitInput(input);
+    const AttributeChunk attributes = givenAttributes(script);
+    salvageFile(movie, attributes);
+    salvageCopy(movie, attributes);
+    const MemoryFile file(movie);
+    succeeds([&] { ImageUtilities::attributesOf(file.path()); });
+}
+
+}  // namespace mz::fuzz

@@ -1,0 +1,206 @@
+#include <libDataIO/imagereader.h>
+#include <libDataIO/imagewriter.h>
+
+#include <vector>
+
+#include <fuzz/operations.h>
+#include <fuzz/support/checks.h>
+#include <fuzz/support/input.h>
+#include <fuzz/support/memoryfile.h>
+
+namespace mz::fuzz {
+
+namespace {
+
+constexpr size_t largestFrame = 1 << 12;
+
+std::vector<char> pixels(size_t size) {
+    std::vector<char> bytes(size);
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>(i * 7);
+    return bytes;
+}
+
+/// The payloads of a movie's frames, as far as they can be read; the keys are their numbers.
+struct Frames {
+    bool opens = false;
+    std::vector<QByteArray> payloads;
+};
+
+Frames storedFrames(QString const& path) {
+    Frames frames;
+    ImageReader reader;
+    frames.opens = succeeds([&] { reader.open(path); });
+    if (!frames.opens) return frames;
+    for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
+        void const* data = nullptr;
+        boost::optional<unsigned int> size;
+        frames.payloads.emplace_back();
+        if (i < 32 && succeedsOnFrames([&] { size = reader.getRawFrame(data, i); }) && size) {
+            frames.payloads.back() = QByteArray(static_cast<const char*>(data), *size);
+        }
+    }
+    return frames;
+}
+
+/// One step of a script on an open writer, with what it does to the number of frames.
+class Editor {
+public:
+    Editor(ImageWriter& writer, std::vector<QByteArray> const& frames)
+        : _writer(writer), _frames(frames), _pixels(pixels(largestFrame)) {}
+
+    /// Frames appended; meaningless once isOrderly() is false.
+    unsigned int added() const { return _added; }
+    /// Whether the frames from before stand where they stood.
+    bool isOrderly() const { return _isOrderly; }
+
+    void step(Script& script) {
+        switch (script.nextBelow(12)) {
+            case 0:
+                return _append(script, [&](int size) { _writer.addFrameAtEnd(_pixels.data(), size); });
+            case 1:
+                return _append(script, [&](int size) {
+                    _writer.addFrameAtEnd(_pixels.data(), size, timeval{size, 5}, 0.5F);
+                });
+            case 2:
+                return _append(script, [&](int size) { _writer.addFrame(_pixels.data(), size); });
+            case 3:
+                return _replace(script);
+            case 4:
+                return _writer.setCompression(
+                    static_cast<CompressionType::e>(script.nextBelow(5)));
+            case 5:
+                return _setAttribute(script);
+            case 6:
+                _isOrderly = false;
+                return _writer.organizeIndex(script.next(), script.next());
+            case 7:
+                _isOrderly = false;
+                return _writer.setFirstFrame(script.next());
+            case 8:
+                return _setFibers(script);
+            case 9:
+                return _writer.pixType(static_cast<MZImagePixelType>(script.nextBelow(14)));
+            case 10:
+                return _addOfHeaderSize();
+            default:
+                return _writer.setCompressionEffort(CompressionEffort::Fast);
+        }
+    }
+
+private:
+    template <class Add>
+    void _append(Script& script, Add add) {
+        add(script.next() % 2 == 0 ? script.next() : script.next() - 64);
+        ++_added;
+    }
+
+    /// The caller knows the size of a frame from reading it.
+    void _replace(Script& script) {
+        const unsigned int number = script.next();
+        const auto size = number < _frames.size() ? _frames[number].size() : 0;
+        const std::vector<char> frame = pixels(static_cast<size_t>(size));
+        _isOrderly = false;
+        if (script.next() % 2 == 0) {
+            _writer.replaceFrame(frame.data(), number, 0.25F);
+        } else {
+            _writer.replaceFrame(frame.data(), number, timeval{7, 7}, -1.0F);
+        }
+    }
+
+    void _setAttribute(Script& script) {
+        const int value = script.next() - 100;
+        switch (script.nextBelow(4)) {
+            case 0:
+                return _writer.width(value);
+            case 1:
+                return _writer.height(value);
+            case 2:
+                return _writer.attribute(QStringLiteral("pixbits"), value);
+            default:
+                return _writer.attribute(QStringLiteral("data_type"),
+                                         QString::fromLatin1(value < 0 ? "vec" : "imp"));
+        }
+    }
+
+    void _setFibers(Script& script) {
+        std::vector<float> positions;
+        for (int i = script.nextBelow(9); i > 0; --i)
+            positions.push_back(static_cast<float>(script.next()) * 1e3F - 1e5F);
+        _writer.addRasterFiberContinuousIndexes(positions);
+    }
+
+    void _addOfHeaderSize() {
+        int width = 0;
+        int height = 0;
+        AttributeChunk const& header = _writer.attributeChunk();
+        header.get(QStringLiteral("width"), width);
+        header.get(QStringLiteral("height"), height);
+        int bits = 0;
+        header.get(QStringLiteral("pixbits"), bits);
+        // A caller has no frame of a size that makes no sense, but may try one that is refused.
+        const double bytes = double(width) * height * (bits / 8 + 1);
+        if (bytes > double(largestFrame) && bytes < 4e9) return;
+        _writer.addFrame(_pixels.data(), 0.75F);
+        ++_added;
+    }
+
+    ImageWriter& _writer;
+    std::vector<QByteArray> const& _frames;
+    std::vector<char> _pixels;
+    unsigned int _added = 0;
+    bool _isOrderly = true;
+};
+
+void checkFrames(Frames const& before, QString const& path, unsigned int added) {
+    const Frames after = storedFrames(path);
+    if (!before.opens || !after.opens) return;
+    require(after.payloads.size() == before.payloads.size() + added, "no frame is lost or gained");
+}
+
+void modify(QByteArray const& movie, Script script) {
+    const MemoryFile file(movie);
+    const Frames before = storedFrames(file.path());
+    ImageWriter writer;
+    if (!succeeds([&] { writer.modify(file.path()); })) {
+        require(!writer.isOpen() && file.bytes() == movie, "a movie that cannot be modified stays");
+        return;
+    }
+    Editor editor(writer, before.payloads);
+    for (int steps = 0; steps < 24 && !script.isAtEnd(); ++steps)
+        succeedsOnFrames([&] { editor.step(script); });
+    const bool closed = succeeds([&] { writer.close(); });
+    require(closed != writer.isOpen(), "a writer is closed unless closing failed");
+    if (!closed) {
+        writer.removeAttribute(QStringLiteral("data_type"));
+        writer.width(16);
+        writer.height(16);
+        writer.addRasterFiberContinuousIndexes({});
+        require(succeeds([&] { writer.close(); }), "closing succeeds when its reason to fail is gone");
+    }
+    if (editor.isOrderly()) checkFrames(before, file.path(), editor.added());
+}
+
+void modifyAttributes(QByteArray const& movie) {
+    const MemoryFile file(movie);
+    const Frames before = storedFrames(file.path());
+    AttributeChunk attributes;
+    if (before.opens) attributes = ImageReader(file.path()).attributeChunk();
+    attributes.set(QStringLiteral("plug_fuzz"), QString(movie.size() % 97, u'x'));
+    ImageWriter writer;
+    const bool modified = succeeds([&] { writer.modifyAttribute(file.path(), attributes); });
+    require(!writer.isOpen(), "the writer is closed after its attributes were modified");
+    require(modified || file.bytes() == movie, "a movie whose attributes cannot be modified stays");
+    if (modified) checkFrames(before, file.path(), 0);
+}
+
+}  // namespace
+
+void modifyMovie(QByteArray const& input) {
+    if (claimsLargeFrames(input)) return;
+    const auto [script, movie] = splitInput(input);
+    modify(movie, Script(script));
+    modifyAttributes(movie);
+}
+
+}  // namespace mz::fuzz
