@@ -30,8 +30,7 @@ enum class FiberFilter {
               ///< one
 };
 
-// --- the payload: two unsigned 32-bit fractions (of width and height) a fibre
-// -------------------------
+// --- the payload: two unsigned 32-bit fractions (of width and height) a fibre ---
 
 /// Each whole 32-bit word as a fraction from 0 to 1; up to 3 bytes left over are ignored.
 std::vector<float> decodeFiberFractions(void const* payload, size_t size, bool otherByteOrder);
@@ -43,8 +42,7 @@ std::vector<uint32_t> encodeFiberCenters(std::vector<float> const& positions, Im
 /// The positions of whole pairs of words in native order, at most the image's last column and row.
 std::vector<float> decodeFiberCenters(void const* payload, size_t size, ImageSize image);
 
-// --- lists
-// --------------------------------------------------------------------------------------------
+// --- lists ---
 
 /// Positions of all whole pairs of fractions, filtered, in recording order.
 std::vector<float> rasterPositions(std::vector<float> const& fractions, ImageSize image,

@@ -28,9 +28,8 @@ public:
     /// One stream of `size` bytes of `data`, `type` not None.
     /// @return its length; it stands in stream() until the next call
     /// @throws std::ios_base::failure "write area exhausted" when the stream is longer than the
-    /// buffer,
-    ///         which holds one and a half times the largest frame so far; and what the compression
-    ///         library throws
+    ///        buffer, which holds one and a half times the largest frame so far; and what the
+    ///        compression library throws
     size_t encode(CompressionType::e type, CompressionEffort::e effort, void const* data,
                   size_t size);
 
@@ -60,7 +59,7 @@ public:
     /// short leaves the rest of them as they were. The samples may change their place: a stream
     /// that was decoded the fast way stands in a spare buffer, which is swapped with them.
     /// @throws the exception of the compression library for a damaged stream, and
-    ///         std::ios_base::failure for one that is longer than the samples
+    ///        std::ios_base::failure for one that is longer than the samples
     void decode(CompressionType::e type, void const* payload, size_t size,
                 std::vector<uint16_t>& samples);
 

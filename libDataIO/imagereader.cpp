@@ -130,8 +130,7 @@ bool ImageReader::_readChunk(MZImageChunkType type, unsigned int n) const {
     return false;
 }
 
-// --- header
-// ---------------------------------------------------------------------------------------------
+// --- header ---
 
 bool ImageReader::width(int& pixels) const {
     return _info.get(QStringLiteral("width"), pixels);

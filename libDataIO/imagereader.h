@@ -52,9 +52,9 @@ public:
     enum FiberFilteringMode : int {
         NoFiberFiltering = 0,         ///< all, in recording order
         ImageSizeFiberFiltering = 1,  ///< all, those outside the image moved onto its border
-        BundleBoundingBoxFiberFiltering =
-            2,  ///< those inside the image and the ellipse inscribed in the
-                ///< bounding box; without a box, those inside the image
+        /// Those inside the image and the ellipse inscribed in the bounding box; without a box,
+        /// those inside the image.
+        BundleBoundingBoxFiberFiltering = 2,
         NoFiberFilteringButSortFibers = 3,
         ImageSizeFiberFilteringAndSortFibers = 4,
         BundleBoundingBoxFiberFilteringAndSortFibers = 5
@@ -62,8 +62,7 @@ public:
 
     /// A closed reader.
     /// @param service turns vectorized frames into images; when null, the reader takes a clone of
-    /// the
-    ///        class-wide prototype, if one is set
+    ///        the class-wide prototype, if one is set
     explicit ImageReader(boost::shared_ptr<IReconstructionService> service = {});
 
     /// The same, then open(fileName), with its failures.
@@ -77,19 +76,17 @@ public:
     /// guarded: set it before several threads make readers.
     static void setReconstructionServiceFactory(boost::shared_ptr<IReconstructionService> factory);
 
-    // --- opening and closing
-    // ---------------------------------------------------------------------------
+    // --- opening and closing ---
 
     /// Opens a finished movie and loads its index, attributes, times and laser powers. What was
     /// open before is closed and forgotten first. For a vectorized movie the fibre positions are
     /// read and the reconstruction service, if there is one, is prepared.
     /// @throws IOFileException "FR_OF_STAT", "FR_OF_REGFILE", "FR_OF_OPEN" when there is no such
-    /// file;
-    ///         "IR_MISSINFO" when its last chunk is not an info chunk; "CI_L_CHUNK" when that holds
-    ///         no whole index; for vectorized movies "IR_GRFI_NOSIZE" when there are fibres but no
-    ///         size, and "IR_GRF_SIZE" when the image is negative, or above 16 MiB and more than
-    ///         4,096 pixels a fibre. After a failure getFilename() is the name that was given, and
-    ///         header, frames, times and powers are those of an empty movie.
+    ///        file; "IR_MISSINFO" when its last chunk is not an info chunk; "CI_L_CHUNK" when that
+    ///        holds no whole index; for vectorized movies "IR_GRFI_NOSIZE" when there are fibres
+    ///        but no size, and "IR_GRF_SIZE" when the image is negative, or above 16 MiB and more
+    ///        than 4,096 pixels a fibre. After a failure getFilename() is the name that was given,
+    ///        and header, frames, times and powers are those of an empty movie.
     void open(QString const& fileName);
 
     /// Reads index and attributes again from the last info chunk of the open file. The number of
@@ -107,8 +104,7 @@ public:
     /// Prints index and attributes to standard output.
     void dumpDebug() const;
 
-    // --- frames
-    // ----------------------------------------------------------------------------------------
+    // --- frames ---
 
     unsigned int nbFrames() const { return _nbFrames; }
 
@@ -121,21 +117,19 @@ public:
     /// reconstructed to width × height 16-bit samples. Sets currFrameIdx() to `idx`.
     /// @return false when there is no such frame; `data` and currFrameIdx() are untouched then
     /// @throws IOFileException "IR_UNSUPPORTED_FORMAT" for a vectorized movie without a service,
-    ///         "IR_GF_SIZE" for a vectorized frame shorter than its fibres, and what getRawFrame
-    ///         throws
+    ///        "IR_GF_SIZE" for a vectorized frame shorter than its fibres, and what getRawFrame
+    ///        throws
     bool getFrame(void const*& data, unsigned int idx);
 
     /// The same without reconstruction: vectorized frames give one 16-bit sample a fibre.
     /// @return the bytes at `data`; empty when there is no such frame, `data` and currFrameIdx()
-    /// are
-    ///         untouched then
+    ///        are untouched then
     /// @throws IOFileException "IR_RC_BOUND" when reloadHeader() has left fewer frames than `idx`;
-    ///         "IR_MISSINFO" when the frame is gone because the file was cut; "IR_GRF_SIZE" when
-    ///         the header asks for a frame that is negative, of 4 GiB or more, or above 16 MiB and
-    ///         more than its stream can hold; for a damaged stream or one longer than the frame the
-    ///         exception of the compression library, derived from std::exception. A stream that is
-    ///         too short leaves the rest of the frame as the previous frame left it, zeros at
-    ///         first.
+    ///        "IR_MISSINFO" when the frame is gone because the file was cut; "IR_GRF_SIZE" when the
+    ///        header asks for a frame that is negative, of 4 GiB or more, or above 16 MiB and more
+    ///        than its stream can hold; for a damaged stream or one longer than the frame the
+    ///        exception of the compression library, derived from std::exception. A stream that is
+    ///        too short leaves the rest of the frame as the previous frame left it, zeros at first.
     boost::optional<unsigned int> getRawFrame(void const*& data, unsigned int idx);
 
     /// getFrame of currFrameIdx(), then steps on by one, also when nothing was read. After
@@ -150,13 +144,12 @@ public:
     /// RGB32 images in the movie's palette after an automatic contrast step; 16-bit movies of data
     /// dimension 1 give a built-in placeholder of 160 × 120.
     /// @return false, with `image` untouched, when the size is missing or below 1, a maximum is
-    /// below 1 or
-    ///         so small that a side would have no pixel, the frame cannot be read or is too short,
-    ///         or for other pixel types and data dimensions. Nothing is thrown.
+    ///        below 1 or so small that a side would have no pixel, the frame cannot be read or is
+    ///        too short, or for other pixel types and data dimensions. Nothing is thrown.
     bool thumbnail(QImage& image, int maxWidth, int maxHeight, int frameIdx);
 
-    // --- header: false means that the attribute is missing, the argument is untouched then
-    // -----------------
+    // --- header ---
+    // False means that the attribute is missing; the argument is untouched then.
 
     bool width(int& pixels) const;
     bool height(int& pixels) const;
@@ -205,13 +198,12 @@ public:
     void setAttribute(QString const& key, QString const& value);
     void removeAttribute(QString const& key);
 
-    // --- fibres: empty lists when the movie has none
-    // --------------------------------------------------------- They move the file's cursor and so
-    // end the life of an uncompressed frame's pointer.
+    // --- fibres ---
+    // Empty lists when the movie has none. These requests move the file's cursor and so end the
+    // life of an uncompressed frame's pointer.
     //
     // @throws IOFileException, once the movie has fibres: "IR_GRFI_NOSIZE" when its size is
-    // missing,
-    //         "IR_GRFI_UMODE" when `mode` is none of the enumeration
+    //        missing, "IR_GRFI_UMODE" when `mode` is none of the enumeration
 
     /// x, y pairs in raster pixel coordinates: 0 is the left or top edge of pixel 0.
     void getRasterFiberContinuousIndexes(std::vector<float>& out, FiberFilteringMode mode) const;
@@ -227,10 +219,9 @@ public:
     /// @return false, with `bbox` empty, unless all four are known
     bool getBundleBoundingBox(std::vector<float>& bbox) const;
 
-    // --- laser power and time of frames
-    // -------------------------------------------------------------------------- laserPower and
-    // frameTiming speak of currFrameIdx(): after getFrame(i) of frame i, after nextFrame() of the
-    // frame behind the one just read.
+    // --- laser power and time of frames ---
+    // laserPower and frameTiming speak of currFrameIdx(): after getFrame(i) of frame i, after
+    // nextFrame() of the frame behind the one just read.
 
     /// Fraction of full power. False or empty when the frame has none.
     bool laserPower(float& power) const;

@@ -95,8 +95,7 @@ boost::optional<BundleBox> ImageReader::_bundleBox() const {
     return complete ? boost::make_optional(box) : boost::none;
 }
 
-// --- laser powers
-// -----------------------------------------------------------------------------------------
+// --- laser powers ---
 
 void ImageReader::_loadLaserPowerChunk() {
     if (!_readChunk(MZ_CT_LASERPOWER, 0) || _reader.chunkSize() != _nbFrames) return;
@@ -118,8 +117,7 @@ bool ImageReader::laserPower(float& power) const {
     return getLaserPower(_currFrame, power);
 }
 
-// --- times
-// ------------------------------------------------------------------------------------------------
+// --- times ---
 
 void ImageReader::_loadFrameTimer() {
     // Movies recorded before the frame timer had a chunk of its own keep their times in the

@@ -115,7 +115,7 @@ void ImageWriter::addFrameAtEnd(void const* data, int size, timeval time, float 
 }
 
 /// @return false when the header lacks a value; otherwise `size` is that of a frame, or empty when
-///         the values make none
+///        the values make none
 bool ImageWriter::_headerFrameSize(std::optional<int64_t>& size) const {
     int width = 0;
     int height = 0;

@@ -14,7 +14,12 @@
 namespace mz {
 
 /// The type of the samples that index a table.
-enum DATAIO_EXPORT PalIndexType : int { IdxSigned8 = 0, IdxUnsigned8 = 1, IdxSigned16 = 2, IdxUnsigned16 = 3 };
+enum DATAIO_EXPORT PalIndexType : int {
+    IdxSigned8 = 0,
+    IdxUnsigned8 = 1,
+    IdxSigned16 = 2,
+    IdxUnsigned16 = 3
+};
 
 /// Bits of the flags of a generator. The two "Transparent" bits are for users of the table; the
 /// generator does not act on them.

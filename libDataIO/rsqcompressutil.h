@@ -58,16 +58,15 @@ public:
     /// @param lastFrame the last one copied; negative means the last of the movie
     /// @param reporter may be null; belongs to the caller
     /// @param reconstructionService needed to turn vectorized frames into images; may be null
-    /// otherwise
+    ///        otherwise
     /// @param effort how much time zlib and gzip frames may take
     /// @throws IOFileException, logged on "dataio.rsqcompressutil", origin SOFTWARE: before an
-    /// output is
-    ///         created "RC_CF_RANGE" when the range leaves the movie or ends before it begins (a
-    ///         movie without frames has the default range only), "RC_CF_SAME" when both names are
-    ///         the same file; "RC_CF_SIZE" for a frame that cannot be read or is too short for its
-    ///         image, and for a fibre outside the image. And what ImageReader, "IR_GF_SIZE" and
-    ///         "IR_UNSUPPORTED_FORMAT" among it, and ImageWriter throw. After a failure the output
-    ///         is closed with the frames copied so far.
+    ///        output is created "RC_CF_RANGE" when the range leaves the movie or ends before it
+    ///        begins (a movie without frames has the default range only), "RC_CF_SAME" when both
+    ///        names are the same file; "RC_CF_SIZE" for a frame that cannot be read or is too short
+    ///        for its image, and for a fibre outside the image. And what ImageReader, "IR_GF_SIZE"
+    ///        and "IR_UNSUPPORTED_FORMAT" among it, and ImageWriter throw. After a failure the
+    ///        output is closed with the frames copied so far.
     static void compressFileImpl(QString const& inputFilename, QString const& outputFilename,
                                  CompressionType::e comp, Vectorization vec, int firstFrame,
                                  int lastFrame, ProgressReporter* reporter,
