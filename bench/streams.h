@@ -1,0 +1,20 @@
+#pragma once
+
+// The compression libraries called directly, with the settings of the library's frames.
+
+#include <libDataIO/dataiocommon.h>
+
+#include <cstddef>
+#include <vector>
+
+namespace bench {
+
+/// Fills `out` with what the stream is worth.
+void decodeBare(mz::CompressionType::e type, const char* stream, size_t size, void* out,
+                size_t outSize);
+
+/// Puts the stream of `data` at the start of `stream`, which grows as needed. @return its length
+size_t encodeBare(mz::CompressionType::e type, void const* data, size_t size,
+                  std::vector<char>& stream);
+
+}  // namespace bench
