@@ -1,4 +1,3 @@
-#include <libDataIO/chunkframing.h>
 #include <libDataIO/chunkheader.h>
 #include <libDataIO/chunkscan.h>
 #include <libDataIO/dataiocommon.h>
@@ -7,118 +6,155 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace mz {
 
 namespace {
 
-constexpr size_t searchWindow = 1 << 20;
-constexpr size_t tagSize = 6;  // what a header begins with
+constexpr size_t tagSize = 6;  // what names a header, in front of its numbers
+constexpr size_t trailerAt = 14;
+
+// A search begins small, since most gaps are short and there may be millions of them.
+constexpr size_t firstWindow = 4 << 10;
+constexpr size_t largestWindow = 1 << 20;
+constexpr qint64 unreadableStep = 512;
 
 struct Header {
     unsigned int type;
     unsigned int size;
 };
 
-struct Source {
-    int fd;
-    qint64 size;
-    int error = 0;  ///< of the last read that failed
-};
+class Scanner {
+public:
+    explicit Scanner(int fd) : _fd(fd) { _scan.fileSize = posix::fileSize(fd); }
 
-/// Reads up to `size` bytes from an offset; fewer at the end of the file or of what is readable.
-size_t readAt(Source& file, qint64 offset, char* bytes, size_t size) {
-    size_t count = 0;
-    ssize_t got = posix::seek(file.fd, offset, SEEK_SET) == -1 ? -1 : 1;
-    while (got > 0 && count < size) {
-        got = posix::read(file.fd, bytes + count, size - count);
-        if (got > 0) count += static_cast<size_t>(got);
+    ChunkScan scan() {
+        qint64 offset = 0;
+        while (offset < _scan.fileSize) {
+            auto chunk = _wholeChunkAt(offset);
+            if (!chunk) {
+                chunk = _nextWholeChunk(offset + 1);
+                const qint64 end = chunk ? chunk->offset : _scan.fileSize;
+                _scan.gaps.push_back(
+                    {offset, end - offset, _beginsChunk(offset), !chunk && _isTorn(offset)});
+                if (!chunk) break;
+            }
+            _scan.chunks.push_back(*chunk);
+            offset = chunk->end();
+        }
+        return std::move(_scan);
     }
-    if (got == -1) file.error = errno;
-    return count;
-}
 
-boost::optional<Header> headerAt(Source& file, qint64 offset, const char* text) {
-    ChunkHeaderBytes bytes{};
-    Header header{};
-    if (readAt(file, offset, bytes.data(), bytes.size()) < bytes.size() ||
-        !decodeChunkHeader(bytes, text, header.type, header.size)) {
+private:
+    /// Reads up to `size` bytes; fewer at the end of the file or of what is readable.
+    size_t _read(qint64 offset, char* bytes, size_t size) {
+        size_t count = 0;
+        errno = 0;
+        if (posix::seek(_fd, offset, SEEK_SET) != -1) {
+            while (count < size) {
+                const ssize_t got = posix::read(_fd, bytes + count, size - count);
+                if (got <= 0) break;
+                count += static_cast<size_t>(got);
+            }
+        }
+        if (errno != 0 && _scan.readError == 0) _scan.readError = errno;
+        return count;
+    }
+
+    boost::optional<Header> _headerAt(qint64 offset, const char* text) {
+        ChunkHeaderBytes bytes{};
+        Header header{};
+        if (offset < 0 || _read(offset, bytes.data(), bytes.size()) < bytes.size() ||
+            !decodeChunkHeader(bytes, text, header.type, header.size)) {
+            return boost::none;
+        }
+        return header;
+    }
+
+    /// The chunk that a start header announces, whether it is whole or not.
+    boost::optional<ChunkSpan> _announcedAt(qint64 offset) {
+        const auto start = _headerAt(offset, ChunkStartHeader::_headerStr);
+        if (!start) return boost::none;
+        return ChunkSpan{offset, start->type, start->size};
+    }
+
+    boost::optional<ChunkSpan> _wholeChunkAt(qint64 offset) {
+        const auto chunk = _announcedAt(offset);
+        if (!chunk || chunk->end() > _scan.fileSize) return boost::none;
+        const auto end = _headerAt(chunk->end() - chunkHeaderSize, ChunkEndHeader::_headerStr);
+        if (!end || end->type != chunk->type || end->size != chunk->size) return boost::none;
+        return chunk;
+    }
+
+    /// The first whole chunk of a known type from an offset on.
+    boost::optional<ChunkSpan> _nextWholeChunk(qint64 offset) {
+        for (size_t size = firstWindow; offset < _scan.fileSize;
+             size = std::min(2 * size, largestWindow)) {
+            if (_window.size() < size) _window.resize(size);
+            const size_t count = _read(offset, _window.data(), size);
+            if (const auto chunk = _firstWholeChunkIn(offset, count)) return chunk;
+            // Windows overlap by less than a tag, so that none is missed between them.
+            offset += count >= tagSize ? static_cast<qint64>(count - tagSize + 1) : unreadableStep;
+        }
         return boost::none;
     }
-    return header;
-}
 
-boost::optional<ChunkSpan> wholeChunkAt(Source& file, qint64 offset) {
-    const auto start = headerAt(file, offset, ChunkStartHeader::_headerStr);
-    if (!start) return boost::none;
-    const ChunkSpan chunk{offset, start->type, start->size};
-    if (chunk.end() > file.size) return boost::none;
-    const auto end = headerAt(file, chunk.end() - chunkHeaderSize, ChunkEndHeader::_headerStr);
-    if (!end || end->type != start->type || end->size != start->size) return boost::none;
-    return chunk;
-}
-
-/// Whether a start header stands there, or the beginning of one at which the file was cut.
-bool beginsChunk(Source& file, qint64 offset) {
-    if (headerAt(file, offset, ChunkStartHeader::_headerStr)) return true;
-    ChunkHeaderBytes bytes{};
-    const qint64 left = file.size - offset;
-    if (left >= chunkHeaderSize) return false;
-    const size_t count = readAt(file, offset, bytes.data(), static_cast<size_t>(left));
-    return std::memcmp(bytes.data(), ChunkStartHeader::_headerStr, std::min(count, tagSize)) == 0;
-}
-
-/// The first whole chunk of a known type behind an offset.
-boost::optional<ChunkSpan> nextWholeChunk(Source& file, qint64 offset) {
-    std::vector<char> window(searchWindow);
-    while (offset < file.size) {
-        const size_t count = readAt(file, offset, window.data(), window.size());
-        for (size_t at = 0; at < count;) {
-            const void* tag =
-                memmem(window.data() + at, count - at, ChunkStartHeader::_headerStr, tagSize);
-            if (tag == nullptr) break;
-            at = static_cast<size_t>(static_cast<const char*>(tag) - window.data());
-            const auto chunk = wholeChunkAt(file, offset + static_cast<qint64>(at));
+    boost::optional<ChunkSpan> _firstWholeChunkIn(qint64 offset, size_t count) {
+        const char* const begin = _window.data();
+        const char* const end = begin + count;
+        for (const char* at = begin; at != end; ++at) {
+            at = static_cast<const char*>(
+                memmem(at, static_cast<size_t>(end - at), ChunkStartHeader::_headerStr, tagSize));
+            if (at == nullptr) break;
+            const auto chunk = _wholeChunkAt(offset + (at - begin));
             if (chunk && chunk->type <= MZ_CT_LASERPOWER) return chunk;
-            ++at;
         }
-        // Windows overlap by less than a tag, so that none is missed between them; an unreadable
-        // place is stepped over.
-        offset += count > tagSize ? static_cast<qint64>(count - tagSize + 1) : 512;
+        return boost::none;
     }
-    return boost::none;
-}
+
+    /// How many bytes at the end of the file are the first of a start header, 0 when they are not.
+    size_t _cutHeaderAt(qint64 offset) {
+        ChunkHeaderBytes bytes{};
+        const qint64 left = _scan.fileSize - offset;
+        if (left >= chunkHeaderSize) return 0;
+        const auto size = static_cast<size_t>(left);
+        const char* const text = ChunkStartHeader::_headerStr;
+        const bool isStart = _read(offset, bytes.data(), size) == size &&
+                             std::memcmp(bytes.data(), text, std::min(size, tagSize)) == 0 &&
+                             (size <= trailerAt || std::memcmp(&bytes[trailerAt], text + trailerAt,
+                                                               size - trailerAt) == 0);
+        return isStart ? size : 0;
+    }
+
+    bool _beginsChunk(qint64 offset) {
+        return _announcedAt(offset).has_value() || _cutHeaderAt(offset) >= tagSize;
+    }
+
+    bool _isTorn(qint64 offset) {
+        const auto chunk = _announcedAt(offset);
+        if (!chunk) return _cutHeaderAt(offset) > 0;
+        if (chunk->end() <= _scan.fileSize) return false;
+        // Where the file ends with the end of that very chunk, nothing is missing: the size in its
+        // start header is wrong.
+        const auto end = _headerAt(_scan.fileSize - chunkHeaderSize, ChunkEndHeader::_headerStr);
+        return !end || ChunkSpan{offset, end->type, end->size}.end() != _scan.fileSize;
+    }
+
+    int _fd;
+    ChunkScan _scan;
+    std::vector<char> _window;
+};
 
 }  // namespace
 
-qint64 ChunkSpan::end() const {
-    return offset + chunkFramingSize + size;
+qint64 ChunkScan::soundEnd() const {
+    return !gaps.empty() && gaps.back().isTorn ? gaps.back().offset : fileSize;
 }
 
-boost::optional<ChunkGap> ChunkScan::tornEnd() const {
-    if (gaps.empty() || gaps.back().offset + gaps.back().length != fileSize) return boost::none;
-    return gaps.back();
-}
-
-ChunkScan scanChunks(int fd, qint64 fileSize) {
-    Source file{fd, fileSize};
-    ChunkScan scan;
-    scan.fileSize = fileSize;
-    qint64 offset = 0;
-    while (offset < fileSize) {
-        auto chunk = wholeChunkAt(file, offset);
-        if (!chunk) {
-            chunk = nextWholeChunk(file, offset + 1);
-            const qint64 resumed = chunk ? chunk->offset : fileSize;
-            scan.gaps.push_back({offset, resumed - offset, beginsChunk(file, offset)});
-            if (!chunk) break;
-        }
-        scan.chunks.push_back(*chunk);
-        offset = chunk->end();
-    }
-    scan.readError = file.error;
-    return scan;
+ChunkScan scanChunks(int fd) {
+    return Scanner(fd).scan();
 }
 
 }  // namespace mz

@@ -4,7 +4,8 @@
 // searches for the next place at which a whole chunk stands. Looks at headers alone and never
 // changes the file.
 
-#include <QString>
+#include <libDataIO/chunkframing.h>
+
 #include <boost/optional.hpp>
 
 #include <vector>
@@ -17,29 +18,34 @@ struct ChunkSpan {
     unsigned int type;
     unsigned int size;  ///< of the payload
 
-    qint64 end() const;
+    qint64 length() const { return chunkFramingSize + size; }
+    qint64 end() const { return offset + length(); }
 };
 
 /// Bytes that belong to no whole chunk.
 struct ChunkGap {
     qint64 offset;
     qint64 length;
-    bool beginsChunk;  ///< a start header, or what a cut file left of one, stands at its start
+    bool beginsChunk;  ///< a start header stands there, or what a cut file left of one, at least
+                       ///< the six bytes that name it
+    bool isTorn;       ///< the file ends before the chunk that begins there does
+
+    qint64 end() const { return offset + length; }
 };
 
 struct ChunkScan {
-    std::vector<ChunkSpan> chunks;
-    std::vector<ChunkGap>
-        gaps;  ///< in ascending order; a last one that reaches the end is the torn end
-    qint64 fileSize = 0;
-    int readError = 0;  ///< of a place that the system did not give, 0 when it gave all
+    std::vector<ChunkSpan> chunks;  ///< in the order of the file
+    std::vector<ChunkGap> gaps;     ///< in the order of the file; only the last one can be torn
+    qint64 fileSize = -1;           ///< -1 when the system does not tell
+    int readError = 0;              ///< errno of the first failed read, 0 when there was none
 
-    /// The gap at the end of the file, if there is one.
-    boost::optional<ChunkGap> tornEnd() const;
+    /// The start of the chunk at which the file was cut off; its end when there is none.
+    qint64 soundEnd() const;
 };
 
-/// Scans the whole file of that size behind a descriptor, whose position it moves. What cannot be
-/// read counts as damaged. Takes time in proportion to the chunks and to the bytes of the gaps.
-ChunkScan scanChunks(int fd, qint64 fileSize);
+/// Scans the file behind a descriptor, whose position it moves. Bytes that cannot be read belong to
+/// gaps. Takes time in proportion to the chunks and to the bytes of the gaps, and memory in
+/// proportion to the numbers of both.
+ChunkScan scanChunks(int fd);
 
 }  // namespace mz
