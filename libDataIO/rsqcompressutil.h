@@ -49,9 +49,9 @@ public:
     /// attributes, into a new file. Plug events ("plug_event_1", "plug_event_2" …: frame number,
     /// BEL, text) are kept for those frames and renumbered.
     ///
-    /// Other pixels than 16-bit ones are never converted. Movies without fibres, "raw" ones, ones
-    /// with a field of view above 700, with 35,001 fibres and more, or with fewer than four pixels
-    /// a fibre become or stay images.
+    /// Images of other pixels than 16-bit ones are copied as they are. Movies without fibres, "raw"
+    /// ones, ones with a field of view above 700, with 35,001 fibres and more, or with fewer than
+    /// four pixels a fibre become or stay images, whatever `vec` asks for.
     ///
     /// @param outputFilename overwritten; must not be the input
     /// @param firstFrame from 0; negative means 0
@@ -61,12 +61,12 @@ public:
     ///        otherwise
     /// @param effort how much time zlib and gzip frames may take
     /// @throws IOFileException, logged on "dataio.rsqcompressutil", origin SOFTWARE: before an
-    ///        output is created "RC_CF_RANGE" when the range leaves the movie or ends before it
-    ///        begins (a movie without frames has the default range only), "RC_CF_SAME" when both
-    ///        names are the same file; "RC_CF_SIZE" for a frame that cannot be read or is too short
-    ///        for its image, and for a fibre outside the image. And what ImageReader, "IR_GF_SIZE"
-    ///        and "IR_UNSUPPORTED_FORMAT" among it, and ImageWriter throw. After a failure the
-    ///        output is closed with the frames copied so far.
+    ///         output is created "RC_CF_RANGE" when the range leaves the movie or ends before it
+    ///         begins (a movie without frames has the default range only), "RC_CF_SAME" when both
+    ///         names lead to the same file; "RC_CF_SIZE" for a frame that cannot be read or is too
+    ///         short to be converted, and for a fibre outside the image. And what ImageReader,
+    ///         "IR_GF_SIZE" and "IR_UNSUPPORTED_FORMAT" among it, and ImageWriter throw. After a
+    ///         failure the output is closed with the frames copied so far.
     static void compressFileImpl(QString const& inputFilename, QString const& outputFilename,
                                  CompressionType::e comp, Vectorization vec, int firstFrame,
                                  int lastFrame, ProgressReporter* reporter,

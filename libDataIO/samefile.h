@@ -2,14 +2,16 @@
 
 // Keeps tools that read one file and write another from emptying what they read.
 
-#include <QFileInfo>
+#include <libDataIO/posixfile.h>
 
 namespace mz {
 
-/// Whether two names lead to the same existing file.
+/// Whether two names lead to the same existing file, be it through links of either kind.
 inline bool isSameFile(QString const& a, QString const& b) {
-    const QString path = QFileInfo(a).canonicalFilePath();
-    return !path.isEmpty() && path == QFileInfo(b).canonicalFilePath();
+    struct stat first {};
+    struct stat second {};
+    return posix::status(a, first) == 0 && posix::status(b, second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 }  // namespace mz
