@@ -16,13 +16,22 @@ AttributeChunk ImageUtilities::attributesOf(QString const& fileName) {
     return attributes;
 }
 
-SalvageReport ImageUtilities::salvage(QString const& fileName, AttributeChunk const& attributes) {
-    return salvageInPlace(fileName, attributes);
+std::vector<float> ImageUtilities::fibersOf(QString const& fileName) {
+    const ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
+    std::vector<float> fibers;
+    reader.getRasterFiberContinuousIndexes(fibers, ImageReader::NoFiberFiltering);
+    return fibers;
+}
+
+SalvageReport ImageUtilities::salvage(QString const& fileName, AttributeChunk const& attributes,
+                                      std::vector<float> const& fibers) {
+    return salvageInPlace(fileName, attributes, fibers);
 }
 
 SalvageReport ImageUtilities::salvageTo(QString const& damaged, QString const& output,
-                                        AttributeChunk const& attributes) {
-    return salvageIntoCopy(damaged, output, attributes);
+                                        AttributeChunk const& attributes,
+                                        std::vector<float> const& fibers) {
+    return salvageIntoCopy(damaged, output, attributes, fibers);
 }
 
 }  // namespace mz

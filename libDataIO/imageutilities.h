@@ -20,33 +20,48 @@ struct SalvageGap {
     QString why;
 };
 
-/// What salvaging a file has kept and what it has not.
+/// What salvaging a file has kept and what it has not. Of a file that was not sound, each byte was
+/// either kept or lies in one gap.
 struct SalvageReport {
-    bool wasSound = false;        ///< the file opened as it was
-    unsigned int framesKept = 0;  ///< each has been read back
-    qint64 bytesKept = 0;         ///< of whole chunks, framing included
-    qint64 bytesCut = 0;  ///< of the file in place, or bytes that did not go into the new file
+    bool wasSound = false;         ///< the file opened as it was; its frames were not looked at
+    unsigned int framesKept = 0;   ///< each has been read back, unless the file was sound
+    qint64 bytesKept = 0;          ///< of whole chunks, framing included
+    qint64 bytesCut = 0;           ///< in place: cut off the file; else: not in the new file
     std::vector<SalvageGap> gaps;  ///< in ascending order of offset; what was cut is among them
 };
 
 /// Salvaging turns a recording whose info chunk is missing, because the recorder was killed, the
-/// disk filled up or the file was cut, into a movie that opens. The chunks are found by their
-/// framing, behind damaged places as well. Every whole frame is kept, and so are fibre positions,
-/// times and powers if they had reached the file. They do so only when a recording is closed: of a
-/// recorder that was killed, the frames come back, but not their times, their laser powers and the
-/// fibre positions, and attributes must be given. Take them from a finished movie of the same kind
-/// (attributesOf): with another size, pixel type or compression, frames are read wrongly or not at
-/// all.
+/// disk filled up or the file was cut, into a movie that opens. Chunks are found by their framing,
+/// behind damaged places as well, and every whole frame is kept.
 ///
-/// "endian" 2 is added when absent and "data_type" adjusted to the frames, as in a recording. If
-/// the last whole chunk is an info chunk, its attributes win over those given.
+/// What cannot come back: times, laser powers and fibre positions stay in the recorder's memory
+/// until the recording is closed, and so do all attributes. Of a recorder that was killed there are
+/// the frames and nothing else. Attributes must be given; take them from a finished movie of the
+/// same kind (attributesOf). With another size, pixel type or compression, frames are read wrongly
+/// or not at all. Fibre positions can be given as well (fibersOf), from a movie of the same bundle;
+/// without them vectorized frames can never be turned into images, and compressed vectorized frames
+/// not even be read. The times are lost. The order of a ring recording is that of the file.
 ///
-/// @throws IOFileException, origin SOFTWARE, logged on "dataio.imageutilities": "IU_S_FORMAT" when
-/// a file
-///         that is not empty holds no trace of a chunk; "IU_S_FRAMES" when there are frames and
-///         none can be read with these attributes; "IU_S_SAME" when both names are the same file;
-///         with origin SYSCALL or FILESYSTEM "IU_S_READ", "IU_S_COPY". And what reading and writing
-///         files throws ("FR_OF_…", "FW_OF_…", "FDCW_…").
+/// What did reach the file before it was damaged is kept: fibre positions, times and powers as they
+/// are, less the entries of frames that are lost; where several places are damaged, so that nobody
+/// can tell which frames are missing, times and powers are left out. Attributes of an info chunk at
+/// the end win over those given, even if it is torn, and its index keeps the order of the frames.
+/// "endian" 2 is added when absent and "data_type" adjusted to the frames, as in a recording. Times
+/// among the attributes given are not taken over.
+///
+/// The file must not be in use. Salvaging reads all of it, and takes memory in proportion to its
+/// number of chunks and damaged places, at most a few times the file's size, beside one frame.
+///
+/// Failures are IOFileException, origin SOFTWARE, logged on "dataio.imageutilities" first:
+///   "IU_S_FORMAT"  a file that is not empty holds no trace of a chunk
+///   "IU_S_FRAMES"  there are frames, but none can be read with these attributes
+///   "IU_S_SIZE"    fibre positions are given, but no positive width and height
+///   "IU_S_SAME"    both names are the same file
+///   "IU_S_BUSY"    the file has grown or shrunk meanwhile
+///   "IU_S_READ"    SYSCALL: the file, or in place any byte looked at, cannot be read
+///   "IU_S_OUTPUT"  FILESYSTEM: the output exists and is no regular file
+///   "IU_S_COPY"    FILESYSTEM: a sound file could not be copied
+/// and what reading and writing files throws ("FR_OF_…", "FW_OF_…", "FDCW_…", "MM_…", "IR_…").
 class DATAIO_EXPORT ImageUtilities {
 public:
     /// Takes the attributes of a finished movie, its times apart, into a writer that records a new
@@ -60,18 +75,27 @@ public:
     /// @throws IOFileException what ImageReader::open throws
     static AttributeChunk attributesOf(QString const& fileName);
 
-    /// Salvages a file in place. Nothing is cut but a torn chunk at its end; damaged places in the
-    /// middle stay where they are, and the index leads around them. A file that opens is not
-    /// touched, nor is one of which the disk does not give every byte ("IU_S_READ"): salvage that
-    /// one into another file. After a failure every whole chunk is where it was, and salvaging may
-    /// be tried again.
-    static SalvageReport salvage(QString const& fileName, AttributeChunk const& attributes);
+    /// The fibre positions of a finished movie, x, y pairs in raster pixel coordinates, to salvage
+    /// another one with. Empty when it has none.
+    /// @throws IOFileException what ImageReader::open and
+    ///         ImageReader::getRasterFiberContinuousIndexes throw
+    static std::vector<float> fibersOf(QString const& fileName);
 
-    /// Copies what can be salvaged into a new file without gaps, the damaged one staying as it is.
-    /// A file that opens is copied as it is. An existing `output` is overwritten; after a failure
-    /// there is none.
+    /// Salvages a file in place. Nothing is cut but a torn chunk at its end. Damaged places stay
+    /// where they are and the index leads around them: such a file can be read, but perhaps not be
+    /// opened by ImageWriter::modify; salvageTo makes one that can. A file that opens is not
+    /// touched. After a failure the file is as it was, or, if the system fails while the torn chunk
+    /// is being replaced, every whole chunk is where it was; salvaging may be tried again.
+    /// @param fibers positions for a movie that holds none, as fibersOf returns them
+    static SalvageReport salvage(QString const& fileName, AttributeChunk const& attributes,
+                                 std::vector<float> const& fibers = {});
+
+    /// Writes what can be salvaged into a new file without gaps, the damaged one staying as it is.
+    /// A file that opens is copied as it is. Frames that no longer fit below 4 GiB are left out. An
+    /// existing `output` is overwritten; after a failure on the way there is none.
     static SalvageReport salvageTo(QString const& damaged, QString const& output,
-                                   AttributeChunk const& attributes);
+                                   AttributeChunk const& attributes,
+                                   std::vector<float> const& fibers = {});
 };
 
 }  // namespace mz

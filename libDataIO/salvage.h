@@ -6,8 +6,9 @@
 
 namespace mz {
 
-SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attributes);
+SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attributes,
+                             std::vector<float> const& fibers);
 SalvageReport salvageIntoCopy(QString const& damaged, QString const& output,
-                              AttributeChunk const& attributes);
+                              AttributeChunk const& attributes, std::vector<float> const& fibers);
 
 }  // namespace mz

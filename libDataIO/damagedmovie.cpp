@@ -1,0 +1,127 @@
+#include <libDataIO/chunkheader.h>
+#include <libDataIO/damagedmovie.h>
+#include <libDataIO/dataiocommon.h>
+#include <libDataIO/posixfile.h>
+#include <libDataIO/salvagelog.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace mz {
+
+Logger* const salvageLogger = Logger::logger(QStringLiteral("dataio.imageutilities"));
+
+namespace {
+
+/// Closes a descriptor when its block is left.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : _fd(fd) {}
+    Descriptor(Descriptor const&) = delete;
+    Descriptor& operator=(Descriptor const&) = delete;
+    ~Descriptor() {
+        if (_fd != -1) posix::close(_fd);
+    }
+    int get() const { return _fd; }
+
+private:
+    int _fd;
+};
+
+/// Fewer bytes than asked for at the end of what can be read.
+QByteArray bytesAt(int fd, qint64 offset, qint64 size) {
+    QByteArray bytes(size, '\0');
+    qint64 count = 0;
+    if (posix::seek(fd, offset, SEEK_SET) != -1) {
+        while (count < size) {
+            const ssize_t got =
+                posix::read(fd, bytes.data() + count, static_cast<size_t>(size - count));
+            if (got <= 0) break;
+            count += got;
+        }
+    }
+    bytes.resize(count);
+    return bytes;
+}
+
+bool isInfo(ChunkSpan const& chunk) {
+    return chunk.type == MZ_CT_INFO;
+}
+
+/// The info chunk of which the file's last bytes are a part, with the size that it announces.
+boost::optional<ChunkSpan> brokenInfo(int fd, ChunkScan const& scan) {
+    if (scan.gaps.empty() || scan.gaps.back().end() != scan.fileSize) return boost::none;
+    const qint64 offset = scan.gaps.back().offset;
+    const QByteArray bytes = bytesAt(fd, offset, chunkHeaderSize);
+    ChunkHeaderBytes header{};
+    ChunkSpan chunk{offset, 0, 0};
+    if (bytes.size() < chunkHeaderSize) return boost::none;
+    std::copy(bytes.begin(), bytes.end(), header.begin());
+    if (!decodeChunkHeader(header, ChunkStartHeader::_headerStr, chunk.type, chunk.size) ||
+        !isInfo(chunk)) {
+        return boost::none;
+    }
+    return chunk;
+}
+
+boost::optional<ChunkInfo> loadedInfo(QByteArray const& payload) {
+    ChunkInfo info;
+    try {
+        info.load(payload.constData(), static_cast<unsigned int>(payload.size()));
+    } catch (IOFileException const&) {
+        return boost::none;  // not all of its index is there
+    }
+    return info;
+}
+
+}  // namespace
+
+DamagedMovie::DamagedMovie(QString const& fileName) {
+    _reader.openFile(fileName);
+    const Descriptor file(posix::open(fileName, O_RDONLY));
+    if (file.get() != -1) _scan = scanChunks(file.get());
+    if (_scan.fileSize == -1) {
+        // Not to be taken for an empty file, to which an info chunk could be added.
+        DATAIO_FAIL(IOFileException, salvageLogger, SYSCALL, "IU_S_READ",
+                    withSystemError("Could not read file: "));
+    }
+    const auto beginsChunk = [](ChunkGap const& gap) { return gap.beginsChunk; };
+    if (_scan.chunks.empty() && !_scan.gaps.empty() &&
+        std::none_of(_scan.gaps.begin(), _scan.gaps.end(), beginsChunk)) {
+        DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_FORMAT",
+                    QStringLiteral("File %1: no chunk found, bad file format.").arg(fileName));
+    }
+    _loadOwnInfo(file.get());
+}
+
+boost::optional<ChunkSpan> DamagedMovie::wholeInfo() const {
+    if (_scan.chunks.empty() || !isInfo(_scan.chunks.back())) return boost::none;
+    return _scan.chunks.back();
+}
+
+void DamagedMovie::_loadOwnInfo(int fd) {
+    if (const auto broken = brokenInfo(fd, _scan)) {
+        QByteArray payload = bytesAt(
+            fd, broken->offset + chunkHeaderSize,
+            std::min<qint64>(broken->size, _scan.fileSize - broken->offset - chunkHeaderSize));
+        // "width=51" may have been "width=512".
+        if (payload.size() < qint64{broken->size}) payload.truncate(payload.lastIndexOf('\n') + 1);
+        _ownInfo = loadedInfo(payload);
+    }
+    if (const auto whole = wholeInfo(); whole && !_ownInfo)
+        _ownInfo = loadedInfo(bytesAt(fd, whole->offset + chunkHeaderSize, whole->size));
+}
+
+const char* DamagedMovie::payload(ChunkSpan const& chunk) {
+    errno = 0;
+    if (!_reader.seek(chunk.offset) || !_reader.nextChunk(chunk.type) ||
+        _reader.chunkSize() != chunk.size) {
+        DATAIO_FAIL(IOFileException, salvageLogger, SYSCALL, "IU_S_READ",
+                    withSystemError("Could not read file: "));
+    }
+    return static_cast<const char*>(_reader.data());
+}
+
+}  // namespace mz

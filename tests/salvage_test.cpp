@@ -1,0 +1,416 @@
+// Recordings that lost their end, files that are no recordings, and what salvaging refuses.
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <tests/support/damagedfiles.h>
+#include <tests/support/limits.h>
+#include <tests/support/scratchfile.h>
+
+using namespace mz;
+using namespace mz::test;
+
+namespace {
+
+class CutRecording : public DamagedFiles, public testing::WithParamInterface<RecordingKind> {
+protected:
+    void expectSalvaged(QString const& salvaged, SalvageReport const& report, qint64 cut) {
+        std::vector<int> whole;
+        bool hasTimes = false;
+        bool hasPowers = false;
+        qint64 end = 0;
+        for (MovieChunk const& chunk : movie.chunks) {
+            if (endOf(chunk) > cut) break;
+            end = endOf(chunk);
+            if (chunk.type == 2) whole.push_back(static_cast<int>(whole.size()));
+            hasTimes = hasTimes || chunk.type == 7;
+            hasPowers = hasPowers || chunk.type == 8;
+        }
+        const Movie found = soundMovie(salvaged);
+        ASSERT_EQ(found.frames.size(), whole.size());
+        for (size_t i = 0; i < whole.size(); ++i)
+            EXPECT_EQ(found.frames[i], movie.frames[i]);
+        EXPECT_EQ(found.fiberWords, movie.fiberWords);
+        EXPECT_EQ(found.times, hasTimes ? movie.times : std::vector<MovieTime>());
+        EXPECT_EQ(found.powers, hasPowers ? movie.powers : std::vector<int>());
+        if (!whole.empty()) {
+            EXPECT_EQ(found.text, movie.text);
+        }
+        ImageReader reader(salvaged);
+        EXPECT_EQ(reader.nbFrames(), whole.size());
+        if (hasPowers) expectFrames(salvaged, kind, whole, true);
+
+        EXPECT_FALSE(report.wasSound);
+        EXPECT_EQ(report.framesKept, whole.size());
+        EXPECT_EQ(report.bytesKept, end);
+        EXPECT_EQ(report.bytesCut, cut - end);
+        ASSERT_EQ(report.gaps.size(), cut > end ? 1u : 0u);
+        if (cut > end) {
+            EXPECT_EQ(report.gaps[0].offset, end);
+            EXPECT_EQ(report.gaps[0].length, cut - end);
+            EXPECT_EQ(report.gaps[0].why.toStdString(), "torn chunk at the end of the file");
+        }
+    }
+};
+
+TEST_P(CutRecording, IsSalvagedInPlaceAtEveryCut) {
+    recordGood(GetParam());
+    for (qsizetype cut = 0; cut < bytes.size(); ++cut) {
+        SCOPED_TRACE(cut);
+        writeAnew(damaged(), bytes.left(cut));
+        if (cut > 0 && cut < 6) {
+            EXPECT_THROW(salvageInPlace(), IOFileException);
+            EXPECT_EQ(readFile(damaged()), bytes.left(cut));
+            continue;
+        }
+        const SalvageReport report = salvageInPlace();
+        expectSalvaged(damaged(), report, cut);
+        if (HasFailure()) return;
+    }
+}
+
+TEST_P(CutRecording, IsSalvagedIntoACopyAtEveryCut) {
+    recordGood(GetParam());
+    for (qsizetype cut = 6; cut < bytes.size(); ++cut) {
+        SCOPED_TRACE(cut);
+        writeAnew(damaged(), bytes.left(cut));
+        QFile::remove(output());
+        const SalvageReport report = salvageToOutput();
+        EXPECT_EQ(readFile(damaged()), bytes.left(cut));
+        expectSalvaged(output(), report, cut);
+        if (HasFailure()) return;
+    }
+}
+
+constexpr CompressionType::e none = CompressionType::None;
+constexpr CompressionType::e zlib = CompressionType::ZLib;
+constexpr CompressionType::e gzip = CompressionType::GZip;
+constexpr CompressionType::e bzip2 = CompressionType::BZip2;
+
+INSTANTIATE_TEST_SUITE_P(Kinds, CutRecording,
+                         testing::Values(RecordingKind{none, false}, RecordingKind{zlib, false},
+                                         RecordingKind{gzip, false}, RecordingKind{bzip2, false},
+                                         RecordingKind{none, true}, RecordingKind{zlib, true}));
+
+class Salvage : public DamagedFiles {};
+
+TEST_F(Salvage, LeavesASoundFileAlone) {
+    recordGood({});
+    writeFile(damaged(), bytes);
+    struct stat before {};
+    ASSERT_EQ(::stat(damaged().toLocal8Bit().constData(), &before), 0);
+    ASSERT_EQ(::chmod(damaged().toLocal8Bit().constData(), S_IRUSR), 0);
+    const SalvageReport report = ImageUtilities::salvage(damaged(), AttributeChunk());
+    EXPECT_TRUE(report.wasSound);
+    EXPECT_EQ(report.framesKept, 3u);
+    EXPECT_EQ(report.bytesKept, bytes.size());
+    EXPECT_EQ(report.bytesCut, 0);
+    EXPECT_TRUE(report.gaps.empty());
+    EXPECT_EQ(readFile(damaged()), bytes);
+    struct stat after {};
+    ASSERT_EQ(::stat(damaged().toLocal8Bit().constData(), &after), 0);
+    EXPECT_EQ(after.st_mtim.tv_sec, before.st_mtim.tv_sec);
+    EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
+}
+
+TEST_F(Salvage, CopiesASoundFileAsItIs) {
+    recordGood({});
+    writeFile(damaged(), bytes);
+    writeFile(output(), "something older");
+    EXPECT_TRUE(ImageUtilities::salvageTo(damaged(), output(), AttributeChunk()).wasSound);
+    EXPECT_EQ(readFile(output()), bytes);
+}
+
+TEST_F(Salvage, TwiceChangesNothing) {
+    recordGood({});
+    writeFile(damaged(), withoutInfo());
+    salvageInPlace();
+    const QByteArray salvaged = readFile(damaged());
+    EXPECT_TRUE(salvageInPlace().wasSound);
+    EXPECT_EQ(readFile(damaged()), salvaged);
+}
+
+TEST_F(Salvage, GivesAFileThatCanBeModified) {
+    recordGood({});
+    writeFile(damaged(), withoutInfo() + startHeader(5, 1000));
+    salvageInPlace();
+    ImageWriter writer;
+    writer.modify(damaged());
+    addFrames(writer, kind, 3, 3);
+    writer.close();
+    soundMovie(damaged());
+    kind.frames = 4;
+    expectFrames(damaged(), kind, allFrames(), true);
+}
+
+TEST_F(Salvage, OfARecordingWithoutAFrameGivesAMovieWithoutOne) {
+    recordGood({});
+    for (QByteArray const& torn : {QByteArray(), startHeader(2, 100), QByteArray("\n<CSTA")}) {
+        writeFile(damaged(), torn);
+        const SalvageReport report = salvageInPlace();
+        EXPECT_EQ(report.framesKept, 0u);
+        EXPECT_EQ(report.bytesCut, torn.size());
+        EXPECT_EQ(soundMovie(damaged()).types(), (std::vector<uint32_t>{6, 5}));
+        EXPECT_EQ(ImageReader(damaged()).nbFrames(), 0u);
+    }
+}
+
+TEST_F(Salvage, RefusesWhatIsNoMovie) {
+    recordGood({});
+    for (QByteArray const& other :
+         {QByteArray("\xff\xd8\xff\xe0\0\x10JFIF and so on, for more than a header", 48),
+          QByteArray("\n"), QByteArray("\n<CST"), QByteArray(100000, '\0'),
+          QByteArray("\n<CEND") + QByteArray(100, '\n')}) {
+        writeFile(damaged(), other);
+        const Failure failure = salvageFailure(
+            "IU_S_FORMAT", "File " + damaged() + ": no chunk found, bad file format.");
+        const auto onlyTheLast = [&](auto action) {
+            // What does not open has one record more, by the reader.
+            LogCapture log(LogLevel::Error);
+            try {
+                action();
+                ADD_FAILURE() << "nothing thrown";
+            } catch (IOFileException const& thrown) {
+                EXPECT_EQ(thrown.code().toStdString(), failure.code);
+                EXPECT_EQ(thrown.message(), failure.message);
+                EXPECT_EQ(thrown.origin(), failure.origin);
+            }
+            ASSERT_EQ(log.records().size(), 2u);
+            EXPECT_EQ(log.records()[1].code.toStdString(), failure.code);
+            EXPECT_EQ(log.records()[1].loggerName.toStdString(), failure.logger);
+        };
+        onlyTheLast([&] { ImageUtilities::salvage(damaged(), attributes); });
+        onlyTheLast([&] { ImageUtilities::salvageTo(damaged(), output(), attributes); });
+        EXPECT_EQ(readFile(damaged()), other);
+        EXPECT_FALSE(QFile::exists(output()));
+    }
+}
+
+TEST_F(Salvage, RefusesWhatIsNoFile) {
+    const auto salvage = [](QString const& name) {
+        ImageUtilities::salvage(name, AttributeChunk());
+    };
+    expectFailure<IOFileException>(
+        {"dataio.filereader", FILESYSTEM, "FR_OF_STAT",
+         systemError(("File " + damaged() + " : ").toUtf8().constData(), ENOENT)},
+        [&] { salvage(damaged()); });
+    EXPECT_FALSE(QFile::exists(damaged()));
+    ASSERT_TRUE(QDir().mkdir(damaged()));
+    expectFailure<IOFileException>({"dataio.filereader", FILESYSTEM, "FR_OF_REGFILE",
+                                    "File " + damaged() + " is not a regular file."},
+                                   [&] { salvage(damaged()); });
+}
+
+TEST_F(Salvage, RefusesToWriteOverTheDamagedFile) {
+    recordGood({});
+    const QByteArray torn = withoutInfo();
+    writeFile(damaged(), torn);
+    ASSERT_TRUE(QFile::link(damaged(), path("symbolic")));
+    ASSERT_EQ(::link(damaged().toLocal8Bit().constData(), path("hard").toLocal8Bit().constData()),
+              0);
+    const QString indirect = QFileInfo(damaged()).path() + "/../" +
+                             QFileInfo(QFileInfo(damaged()).path()).fileName() + "/damaged";
+    for (QString const& name : {damaged(), path("symbolic"), path("hard"), indirect}) {
+        expectFailure<IOFileException>(
+            salvageFailure("IU_S_SAME", QStringLiteral("Damaged and salvaged file are the same.")),
+            [&] { ImageUtilities::salvageTo(damaged(), name, attributes); });
+        EXPECT_EQ(readFile(damaged()), torn);
+    }
+}
+
+TEST_F(Salvage, RefusesAnOutputThatIsNoFile) {
+    recordGood({});
+    ASSERT_EQ(::mkfifo(path("pipe").toLocal8Bit().constData(), 0600), 0);
+    ASSERT_TRUE(QDir().mkdir(path("folder")));
+    for (QByteArray const& content : {bytes, withoutInfo()}) {
+        writeFile(damaged(), content);
+        for (const char* name : {"pipe", "folder"}) {
+            expectFailure<IOFileException>(
+                salvageFailure("IU_S_OUTPUT", "File " + path(name) + " is not a regular file.",
+                               FILESYSTEM),
+                [&] { ImageUtilities::salvageTo(damaged(), path(name), attributes); });
+            EXPECT_TRUE(QFile::exists(path(name)));
+        }
+    }
+}
+
+TEST_F(Salvage, ReportsAnOutputThatCannotBeWritten) {
+    recordGood({});
+    const QString nowhere = path("no/folder");
+    try {
+        ImageUtilities::salvageTo(good(), nowhere, attributes);
+        ADD_FAILURE() << "nothing thrown";
+    } catch (IOFileException const& failure) {
+        EXPECT_EQ(failure.code().toStdString(), "IU_S_COPY");
+        EXPECT_EQ(failure.origin(), FILESYSTEM);
+        EXPECT_TRUE(failure.message().startsWith(QStringLiteral("Could not copy file: ")));
+    }
+    writeFile(damaged(), withoutInfo());
+    EXPECT_THROW(ImageUtilities::salvageTo(damaged(), nowhere, attributes), IOFileException);
+    EXPECT_EQ(readFile(damaged()), withoutInfo());
+}
+
+TEST_F(Salvage, WithAttributesOfAnotherKindLeavesTheFileAsItWas) {
+    for (const CompressionType::e recorded : {none, bzip2}) {
+        recordGood({recorded});
+        attributes.set(QStringLiteral("compression_type"), QStringLiteral("gz"));
+        const QByteArray torn = withoutInfo() + startHeader(5, 1000) + "the beginning";
+        writeFile(damaged(), torn);
+        writeFile(output(), "older");
+        const auto expectNoFrame = [](auto action) {
+            try {
+                action();
+                ADD_FAILURE() << "nothing thrown";
+            } catch (IOFileException const& failure) {
+                EXPECT_EQ(failure.code().toStdString(), "IU_S_FRAMES");
+                EXPECT_EQ(failure.message(), noReadableFrame());
+                EXPECT_EQ(failure.origin(), SOFTWARE);
+            }
+        };
+        expectNoFrame([&] { salvageInPlace(); });
+        EXPECT_EQ(readFile(damaged()), torn);
+        expectNoFrame([&] { salvageToOutput(); });
+        EXPECT_EQ(readFile(damaged()), torn);
+        EXPECT_FALSE(QFile::exists(output()));
+
+        attributes = ImageUtilities::attributesOf(good());
+        EXPECT_EQ(salvageInPlace().framesKept, 3u);
+    }
+}
+
+TEST_F(Salvage, AddsTheByteOrderOnlyWhenItIsAbsent) {
+    recordGood({});
+    attributes.erase(QStringLiteral("endian"));
+    writeFile(damaged(), withoutInfo());
+    salvageInPlace();
+    EXPECT_EQ(soundMovie(damaged()).attribute("endian"), "2");
+
+    attributes.set(QStringLiteral("endian"), 1);
+    writeFile(damaged(), withoutInfo());
+    salvageInPlace();
+    EXPECT_EQ(soundMovie(damaged()).attribute("endian"), "1");
+    ImageReader reader(damaged());
+    const void* data = nullptr;
+    ASSERT_TRUE(reader.getRawFrame(data, 1));
+    const QByteArray frame = frameOf(kind, 1);
+    EXPECT_EQ(static_cast<const char*>(data)[0], frame[1]);
+    EXPECT_EQ(static_cast<const char*>(data)[1], frame[0]);
+}
+
+TEST_F(Salvage, StoresGivenFibersInTheOrderOfTheMovie) {
+    recordGood({});
+    attributes.set(QStringLiteral("endian"), 1);
+    writeFile(damaged(), bytes.left(static_cast<qsizetype>(endOf(frameChunk(2)))));
+    salvageInPlace();
+    std::vector<float> found;
+    ImageReader(damaged()).getRasterFiberContinuousIndexes(found, ImageReader::NoFiberFiltering);
+    EXPECT_EQ(found, fibers);
+}
+
+TEST_F(Salvage, AdjustsTheDataTypeToTheFrames) {
+    for (const CompressionType::e compression : {none, zlib, gzip, bzip2}) {
+        for (const bool isVectorized : {false, true}) {
+            if (isVectorized && compression == bzip2)
+                continue;  // its streams of so little are longer
+            recordGood({compression, isVectorized});
+            const QByteArray expected = movie.attribute("data_type");
+            EXPECT_EQ(expected, isVectorized ? "vec" : "");
+            attributes.set(QStringLiteral("data_type"),
+                           isVectorized ? QStringLiteral("raw") : QStringLiteral("vec"));
+            writeFile(damaged(), withoutInfo());
+            salvageInPlace();
+            EXPECT_EQ(soundMovie(damaged()).attribute("data_type"), isVectorized ? "vec" : "imp");
+            EXPECT_EQ(salvageToOutput().framesKept, 3u);
+        }
+    }
+}
+
+TEST_F(Salvage, TakesNoTimesOutOfTheGivenAttributes) {
+    recordGood({});
+    FrameTimer times;
+    times.push_back(timeOfFrame(50));
+    times.dumpToChunkInfo(attributes);
+    attributes.set(QStringLiteral("utc_offset_seconds"), 3600);
+    writeFile(damaged(), bytes.left(static_cast<qsizetype>(endOf(frameChunk(2)))));
+    salvageInPlace();
+    const Movie salvaged = soundMovie(damaged());
+    EXPECT_FALSE(salvaged.has("frame_timer"));
+    EXPECT_FALSE(salvaged.has("frame_timer_n0_sec"));
+    expectFrames(damaged(), kind, allFrames(), false);
+}
+
+TEST_F(Salvage, NeedsFibersForCompressedVectorizedFrames) {
+    recordGood({zlib, true});
+    const QByteArray killed = bytes.left(static_cast<qsizetype>(endOf(frameChunk(2))));
+    writeFile(damaged(), killed);
+    fibers.clear();
+    EXPECT_THROW(salvageInPlace(), IOFileException);
+    EXPECT_EQ(readFile(damaged()), killed);
+    fibers = ImageUtilities::fibersOf(good());
+    EXPECT_EQ(fibers, someFibers());
+    EXPECT_EQ(salvageInPlace().framesKept, 3u);
+    expectFrames(damaged(), kind, allFrames(), false);
+
+    attributes.erase(QStringLiteral("width"));
+    writeFile(damaged(), killed);
+    try {
+        salvageInPlace();
+        ADD_FAILURE() << "nothing thrown";
+    } catch (IOFileException const& failure) {
+        EXPECT_EQ(failure.code().toStdString(), "IU_S_SIZE");
+        EXPECT_EQ(failure.message().toStdString(), "Fibers need a movie with width and height.");
+    }
+    EXPECT_EQ(readFile(damaged()), killed);
+}
+
+TEST_F(Salvage, KeepsTheFibersThatTheFileHas) {
+    recordGood({});
+    fibers = {1.0F, 1.0F};
+    writeFile(damaged(), withoutInfo());
+    salvageInPlace();
+    EXPECT_EQ(ImageUtilities::fibersOf(damaged()), someFibers());
+}
+
+TEST_F(Salvage, OnAFullDiskLeavesTheFileAsItWas) {
+    recordGood({});
+    const QByteArray torn = withoutInfo() + startHeader(5, 1000);
+    writeFile(damaged(), torn);
+    {
+        const FileSizeLimit limit(static_cast<rlim_t>(torn.size() + 40));
+        EXPECT_THROW(salvageInPlace(), IOFileException);
+        EXPECT_EQ(readFile(damaged()), torn);
+        const FileSizeLimit smaller(500);
+        EXPECT_THROW(salvageToOutput(), IOFileException);
+        EXPECT_FALSE(QFile::exists(output()));
+    }
+    EXPECT_EQ(salvageInPlace().framesKept, 3u);
+}
+
+TEST_F(Salvage, ServesFilesUpToFourGibibytes) {
+    recordGood({});
+    attributes.set(QStringLiteral("compression_type"), QStringLiteral("none"));
+    const ScratchFile file;
+    const qint64 second = putSparseChunk(file, 0, 2, 0xe0000000u);
+    file.put(second, chunk(2, frameOf(kind, 1)) + startHeader(2, 256) + "torn");
+    const LogCapture quiet;
+    const SalvageReport report = ImageUtilities::salvage(file.path(), attributes);
+    EXPECT_EQ(report.framesKept, 2u);
+    EXPECT_EQ(report.bytesCut, 20);
+    const Movie salvaged = soundMovie(file.path());
+    EXPECT_EQ(salvaged.frameOffsets, (std::vector<uint64_t>{0, static_cast<uint64_t>(second)}));
+    EXPECT_EQ(salvaged.frames[1], frameOf(kind, 1));
+}
+
+TEST_F(Salvage, RefusesFilesThatNoIndexCanAddress) {
+    recordGood({});
+    const ScratchFile file;
+    const qint64 second = putSparseChunk(file, 0, 2, 0xe0000000u);
+    const qint64 end = putSparseChunk(file, second, 2, 0xe0000000u);
+    const LogCapture quiet;
+    EXPECT_THROW(ImageUtilities::salvage(file.path(), attributes), IOFileException);
+    EXPECT_EQ(file.size(), end);
+}
+
+}  // namespace
