@@ -40,7 +40,8 @@ struct SalvageReport {
 /// same kind (attributesOf). With another size, pixel type or compression, frames are read wrongly
 /// or not at all. Fibre positions can be given as well (fibersOf), from a movie of the same bundle;
 /// without them vectorized frames can never be turned into images, and compressed vectorized frames
-/// not even be read. The times are lost. The order of a ring recording is that of the file.
+/// not even be read. The times are lost. A ring recording comes back in the order of the file;
+/// should its powers have reached the file, they are in the order of the ring.
 ///
 /// What did reach the file before it was damaged is kept: fibre positions, times and powers as they
 /// are, less the entries of frames that are lost; where several places are damaged, so that nobody

@@ -7,6 +7,8 @@
 
 #include <QFile>
 
+#include <new>
+
 namespace mz {
 
 namespace {
@@ -48,21 +50,27 @@ void cutAt(FileWriter& writer, qint64 offset) {
     writer.truncate();
 }
 
-/// Reads every frame of a file that opens. @return the numbers of those that cannot be read
+/// Whether a frame of a file that opens can be read.
+bool isReadable(ImageReader& reader, unsigned int number) {
+    const void* data = nullptr;
+    try {
+        return reader.getRawFrame(data, number).has_value();
+    } catch (BaseException const& failure) {
+        if (failure.origin() != SOFTWARE) throw;  // may be read the next time
+        return false;
+    } catch (std::bad_alloc const&) {
+        throw;
+    } catch (std::exception const&) {
+        return false;  // from the compression library: the stream is damaged
+    }
+}
+
+/// @return the numbers of the frames that cannot be read
 std::vector<size_t> unreadableFrames(QString const& fileName) {
     std::vector<size_t> unreadable;
     ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
-        void const* data = nullptr;
-        bool isReadable = false;
-        try {
-            isReadable = reader.getRawFrame(data, i).has_value();
-        } catch (IOFileException const& failure) {
-            if (failure.origin() != SOFTWARE) throw;  // the fault is not the frame's
-        } catch (std::exception const&) {
-            // A damaged stream.
-        }
-        if (!isReadable) unreadable.push_back(i);
+        if (!isReadable(reader, i)) unreadable.push_back(i);
     }
     return unreadable;
 }

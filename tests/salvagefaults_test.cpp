@@ -1,0 +1,125 @@
+// The system fails at every step of a salvage in turn: no whole chunk may suffer from it.
+
+#include <gtest/gtest.h>
+
+#include <tests/support/damagedfiles.h>
+#include <tests/support/systemfaults.h>
+
+using namespace mz;
+using namespace mz::test;
+
+namespace {
+
+const char* nameOf(Call call) {
+    switch (call) {
+        case Call::Read:
+            return "read";
+        case Call::Writev:
+            return "writev";
+        case Call::Seek:
+            return "seek";
+        case Call::Truncate:
+            return "truncate";
+        case Call::Stat:
+            return "stat";
+        case Call::Map:
+            return "map";
+        default:
+            return "other";
+    }
+}
+
+class FailingSystem : public DamagedFiles, public testing::WithParamInterface<Call> {
+protected:
+    /// A damaged frame, trailing chunks that must be made anew, and a torn end.
+    void SetUp() override {
+        kind.frames = 4;
+        recordGood(kind);
+        content = withoutInfo() + startHeader(5, 5000) + "torn";
+        content[static_cast<qsizetype>(frameChunk(1).offset)] = 'x';
+        sound = withoutInfo().size();
+    }
+
+    QByteArray content;
+    qsizetype sound = 0;  ///< length without the torn chunk
+};
+
+TEST_P(FailingSystem, LeavesEveryWholeChunkWhereItWas) {
+    SCOPED_TRACE(nameOf(GetParam()));
+    for (int skip = 0;; ++skip) {
+        ASSERT_LT(skip, 5000);
+        SCOPED_TRACE(skip);
+        writeAnew(damaged(), content);
+        bool hasFailed = false;
+        {
+            const FailingCalls faults(GetParam(), EIO, skip);
+            try {
+                salvageInPlace();
+            } catch (std::exception const&) {
+                hasFailed = true;
+            }
+            if (faults.hits() == 0) break;
+        }
+        ASSERT_EQ(readFile(damaged()).left(sound), content.left(sound));
+        if (!hasFailed) expectFrames(damaged(), kind, {0, 2, 3}, true);
+        // Once the fault is gone, the same call succeeds.
+        salvageInPlace();
+        expectFrames(damaged(), kind, {0, 2, 3}, true);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST_P(FailingSystem, NeverTouchesTheDamagedFileOfACopy) {
+    SCOPED_TRACE(nameOf(GetParam()));
+    writeAnew(damaged(), content);
+    for (int skip = 0;; ++skip) {
+        ASSERT_LT(skip, 5000);
+        SCOPED_TRACE(skip);
+        QFile::remove(output());
+        bool hasFailed = false;
+        SalvageReport report;
+        {
+            const FailingCalls faults(GetParam(), EIO, skip);
+            try {
+                report = salvageToOutput();
+            } catch (std::exception const&) {
+                hasFailed = true;
+            }
+            if (faults.hits() == 0) break;
+        }
+        ASSERT_EQ(readFile(damaged()), content);
+        EXPECT_EQ(QFile::exists(output()), !hasFailed);
+        if (!hasFailed) {
+            // What could not be read may be missing, but what is there is right.
+            const Movie movieMade = soundMovie(output());
+            EXPECT_EQ(movieMade.frames.size(), report.framesKept);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, FailingSystem,
+                         testing::Values(Call::Read, Call::Writev, Call::Seek, Call::Truncate,
+                                         Call::Stat, Call::Map));
+
+TEST_F(DamagedFiles, ThatCannotBeReadIsNotTakenForAnEmptyOne) {
+    recordGood({});
+    writeAnew(damaged(), withoutInfo());
+    // The reader's own looks at the end of the file come first.
+    int failures = 0;
+    for (int skip = 0; skip < 6; ++skip) {
+        const FailingCalls faults(Call::Stat, EIO, skip);
+        try {
+            salvageInPlace();
+        } catch (IOFileException const& failure) {
+            if (failure.code() == QLatin1String("IU_S_READ")) {
+                ++failures;
+                EXPECT_EQ(failure.origin(), SYSCALL);
+                EXPECT_EQ(failure.message(), systemError("Could not read file: ", EIO));
+            }
+        }
+        writeAnew(damaged(), withoutInfo());
+    }
+    EXPECT_GT(failures, 0);
+}
+
+}  // namespace
