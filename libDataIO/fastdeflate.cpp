@@ -12,6 +12,18 @@ bool FastInflater::supports(CompressionType::e type) {
     return type == CompressionType::ZLib || type == CompressionType::GZip;
 }
 
+namespace {
+
+/// Whether a gzip header has fields that a frame's header has not. The two libraries do not read
+/// all of them alike.
+bool hasOptionalFields(CompressionType::e type, void const* payload, size_t size) {
+    constexpr size_t flagsAt = 3;
+    return type == CompressionType::GZip && size > flagsAt &&
+           static_cast<const unsigned char*>(payload)[flagsAt] != 0;
+}
+
+}  // namespace
+
 struct FastInflater::Working {
     libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
     Working() = default;
@@ -25,7 +37,7 @@ FastInflater::~FastInflater() = default;
 
 bool FastInflater::decode(CompressionType::e type, void const* payload, size_t size, void* out,
                           size_t outSize) {
-    if (!supports(type)) return false;
+    if (!supports(type) || hasOptionalFields(type, payload, size)) return false;
     if (!_working) _working = std::make_unique<Working>();
     if (_working->decompressor == nullptr) return false;
     const auto decompress = type == CompressionType::ZLib ? libdeflate_zlib_decompress_ex

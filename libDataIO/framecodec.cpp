@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <ios>
+#include <new>
 
 namespace io = boost::iostreams;
 
@@ -198,16 +199,25 @@ std::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload
 
 void FrameDecoder::decode(CompressionType::e type, void const* payload, size_t size,
                           std::vector<uint16_t>& samples) {
-    if (FastInflater::supports(type)) {
-        // The fast way scribbles over its output even when it gives up, and a short stream must
-        // leave the earlier samples standing: so it gets a buffer of its own.
-        _spare.resize(samples.size());
-        if (_fast.decode(type, payload, size, _spare.data(), _spare.size() * sizeof(uint16_t))) {
-            _spare.swap(samples);
-            return;
-        }
-    }
+    if (_decodeFast(type, payload, size, samples)) return;
     decodeThroughChain(type, payload, size, samples);
+}
+
+bool FrameDecoder::_decodeFast(CompressionType::e type, void const* payload, size_t size,
+                               std::vector<uint16_t>& samples) {
+    if (!FastInflater::supports(type)) return false;
+    // The fast way scribbles over its output even when it gives up, and a short stream must leave
+    // the earlier samples standing: so it gets a buffer of its own.
+    try {
+        _spare.resize(samples.size());
+    } catch (std::bad_alloc const&) {
+        return false;  // the given way does without
+    }
+    if (!_fast.decode(type, payload, size, _spare.data(), _spare.size() * sizeof(uint16_t))) {
+        return false;
+    }
+    _spare.swap(samples);
+    return true;
 }
 
 }  // namespace mz
