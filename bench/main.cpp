@@ -1,4 +1,4 @@
-// comparisons [--folder PATH] [--rounds N] [SUBJECT...]: runs the comparisons and prints their
+// comparisons [OPTION...] [SUBJECT...]: runs the comparisons and prints their
 // tables. The exit status is 1 when a result was wrong; a missed goal is only printed.
 
 #include <QCommandLineParser>
@@ -47,16 +47,21 @@ int main(int argc, char** argv) {
                                     QStringLiteral("path"), QStringLiteral("."));
     const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("of every comparison"),
                                     QStringLiteral("number"), QStringLiteral("9"));
+    const QCommandLineOption processorTime(
+        QStringLiteral("processor-time"),
+        QStringLiteral("count the processor's time: for a machine that is busy with other things"));
     QCommandLineOption memory(QStringLiteral("memory"), QStringLiteral("for child processes"),
                               QStringLiteral("work"));
     memory.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({folder, rounds, memory});
+    parser.addOptions({folder, rounds, processorTime, memory});
     parser.addPositionalArgument(QStringLiteral("subject"),
                                  subjectNames() + QStringLiteral("; all when none is given"));
     parser.addHelpOption();
     parser.process(application);
 
-    bench::Harness harness(parser.value(rounds).toInt());
+    using Clock = bench::Harness::Clock;
+    bench::Harness harness(parser.value(rounds).toInt(),
+                           parser.isSet(processorTime) ? Clock::Processor : Clock::Wall);
     bool areReal = false;
     const bench::Material large = bench::largeFrames(areReal);
     const bench::Context context{harness, QDir(parser.value(folder)), large,
@@ -65,10 +70,11 @@ int main(int argc, char** argv) {
     if (parser.isSet(memory))
         return bench::runMemoryWork(context, parser.value(memory), wanted.value(0)) ? 0 : 2;
 
-    std::printf("Frames: %s. Medians of %s rounds.\n",
+    std::printf("Frames: %s. Medians of %s rounds%s.\n",
                 areReal ? "real ones, 30 planes of 512 × 400 pixels in a ring"
                         : "generated ones, since $DATAIO_SAMPLES has none",
-                qPrintable(parser.value(rounds)));
+                qPrintable(parser.value(rounds)),
+                parser.isSet(processorTime) ? ", times of the processor" : "");
     for (Subject const& subject : subjects)
         if (wanted.isEmpty() || wanted.contains(QString::fromLatin1(subject.name)))
             subject.run(context);
