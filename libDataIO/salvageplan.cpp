@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <optional>
 
 namespace mz {
 
@@ -39,14 +40,14 @@ QString unrelatedList() {
 }
 
 /// Bytes of an image, empty when the header does not tell.
-boost::optional<int64_t> imageBytes(AttributeChunk const& attributes) {
+std::optional<int64_t> imageBytes(AttributeChunk const& attributes) {
     int width = 0;
     int height = 0;
     int bits = 0;
     if (!attributes.get(QStringLiteral("width"), width) ||
         !attributes.get(QStringLiteral("height"), height) ||
         !attributes.get(QStringLiteral("pixbits"), bits)) {
-        return boost::none;
+        return std::nullopt;
     }
     return frameBytes(width, height, wholeBytes(bits));
 }
@@ -54,7 +55,7 @@ boost::optional<int64_t> imageBytes(AttributeChunk const& attributes) {
 /// Uncompressed bytes of the last frame of which that can be told; 0 when there is none, or nothing
 /// to compare it with.
 unsigned int lastFrameSize(DamagedMovie& movie, AttributeChunk const& attributes) {
-    const boost::optional<int64_t> image = imageBytes(attributes);
+    const std::optional<int64_t> image = imageBytes(attributes);
     if (!image) return 0;
     QString name;
     attributes.get(QStringLiteral("compression_type"), name);
