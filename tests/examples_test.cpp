@@ -380,6 +380,23 @@ TEST_F(Examples, RingKeepsTheNewestFramesOldestFirst) {
     EXPECT_EQ(fact("ring.movie", "duration"), QStringLiteral("0.250 s from first to last frame"));
 }
 
+TEST_F(Examples, InterruptedProgramsLeaveNothingBehind) {
+    QProcess process;
+    process.setWorkingDirectory(path(""));
+    process.start(QStringLiteral(DATAIO_EXAMPLES_DIR "/ring"),
+                  {QStringLiteral("--slots"), QStringLiteral("2"), QStringLiteral("--frames"),
+                   QStringLiteral("100000"), QStringLiteral("m.movie")});
+    while (files().isEmpty() && !process.waitForFinished(10)) {
+    }
+    EXPECT_EQ(files(), QStringList(QStringLiteral("m.movie.part")));
+    process.terminate();
+    ASSERT_TRUE(process.waitForFinished(60000));
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 1);
+    EXPECT_TRUE(process.readAllStandardError().contains("interrupted"));
+    EXPECT_EQ(files(), QStringList());
+}
+
 TEST_F(Examples, SalvageBringsBackTheFramesOfACutMovie) {
     drawDeep("a.png", 1);
     const QString a = QStringLiteral("a.png");
