@@ -18,13 +18,12 @@ inline int pixelBytes(int bits) {
 }
 
 /// width × height × bytesPerPixel; empty when a factor is negative or the product beyond 63 bits.
-inline std::optional<int64_t> frameBytes(int width, int height, int bytesPerPixel) {
-    if (width < 0 || height < 0 || bytesPerPixel < 0) return std::nullopt;
+inline boost::optional<int64_t> frameBytes(int width, int height, int bytesPerPixel) {
     int64_t bytes = 0;
-    if (__builtin_mul_overflow(int64_t{width} * height, int64_t{bytesPerPixel}, &bytes)) {
-        return std::nullopt;
-    }
-    return bytes;
+    const bool isSize =
+        width >= 0 && height >= 0 && bytesPerPixel >= 0 &&
+        !__builtin_mul_overflow(int64_t{width} * height, int64_t{bytesPerPixel}, &bytes);
+    return boost::make_optional(isSize, bytes);
 }
 
 }  // namespace mz
