@@ -48,6 +48,7 @@ void ImageWriter::_forget() {
     _ftimer.clear();
     _laserPower.clear();
     _fibercenters.clear();
+    _isReopened = false;
     _fileEnd = 0;
 }
 

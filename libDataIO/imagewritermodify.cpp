@@ -24,6 +24,7 @@ void ImageWriter::modify(QString const& fileName) {
         }
         _writer.truncate();
         _fileEnd = _writer.tell();
+        _isReopened = true;
     });
 }
 

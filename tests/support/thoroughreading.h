@@ -1,0 +1,185 @@
+#pragma once
+
+// Asks a reader everything it can be asked about a file that may be damaged. Whatever comes back is
+// touched to its last byte, so that a pointer beyond its memory does not go unnoticed.
+
+#include <libCommon/exceptions.h>
+#include <libDataIO/imagereader.h>
+
+#include <QImage>
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace mz::test {
+
+/// Fills the image with the samples of the fibres, over and over.
+class RepeatingService : public IReconstructionService {
+public:
+    bool prepare(boost::iterator_range<float const*> fibers, int, int, float, float, float, float,
+                 float, float) override {
+        _fibers = fibers.size() / 2;
+        return true;
+    }
+    bool reconstruct(boost::iterator_range<uint16_t const*> input,
+                     boost::iterator_range<uint16_t*> output) override {
+        EXPECT_EQ(input.size(), _fibers);
+        size_t i = 0;
+        for (uint16_t& sample : output)
+            sample = input.empty() ? uint16_t{0} : input[i++ % input.size()];
+        return true;
+    }
+    IReconstructionService* clone() const override { return new RepeatingService; }
+
+private:
+    size_t _fibers = 0;
+};
+
+/// The codes that the documentation gives for damaged files.
+inline std::set<std::string> const& codesOfDamage() {
+    static const std::set<std::string> codes = {
+        "IR_MISSINFO",   "CI_L_CHUNK",    "IR_GRFI_NOSIZE", "IR_GRF_SIZE",    "IR_GF_SIZE",
+        "IR_RC_BOUND",   "MM_NC_BOUND",   "MM_CR_BOUND",    "CHB_LDF_READ",   "CHB_LFD_PARSE",
+        "FDCW_MODIFY",   "FDCW_MODIFY1",  "FDCW_MODIFY2",   "FDCW_MODIFY3",   "FDCW_MODIFY4",
+        "FDCW_PC_BOUND", "FDCW_NC_BOUND", "IW_ARFCI_INFO",  "IW_ARFCI_INFO2", "IW_AF_INFO1",
+        "IW_AF_SIZE",    "IW_AF_FULL",    "IW_RF_FIND",     "IW_RF_BOUND",    "IW_RF_CHUNK",
+        "IW_RF_TIMER",   "IW_IO_INDEX",   "IW_SFF_BOUND"};
+    return codes;
+}
+
+/// Runs a request that may fail in a documented way.
+/// @return whether it did not
+template <class Request>
+bool succeeds(Request request) {
+    try {
+        request();
+        return true;
+    } catch (IOFileException const& thrown) {
+        EXPECT_EQ(codesOfDamage().count(thrown.code().toStdString()), 1u) << thrown.what();
+        EXPECT_FALSE(thrown.message().isEmpty());
+    } catch (BaseException const& thrown) {
+        ADD_FAILURE() << "not an IOFileException: " << thrown.what();
+    } catch (std::ios_base::failure const&) {
+        // A damaged stream, as the compression library says it.
+    } catch (std::exception const& thrown) {
+        ADD_FAILURE() << "undocumented: " << thrown.what();
+    }
+    return false;
+}
+
+/// What a reader found in a file.
+struct Findings {
+    bool opened = false;
+    unsigned int frames = 0;
+    unsigned int readableFrames = 0;
+    std::vector<QByteArray> rawFrames;  ///< those that could be read
+    std::vector<unsigned int> fibers;   ///< pixel offsets
+};
+
+/// Reads the memory, in a way that no compiler takes away.
+inline void touch(void const* data, size_t size) {
+    volatile unsigned char sum = 0;
+    for (size_t i = 0; i < size; ++i)
+        sum = static_cast<unsigned char>(sum + static_cast<const unsigned char*>(data)[i]);
+}
+
+inline void readFrames(ImageReader& reader, Findings& findings) {
+    int width = 0;
+    int height = 0;
+    reader.width(width);
+    reader.height(height);
+    const bool isVectorized = reader.dataType() == QLatin1String("vec");
+    for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
+        void const* data = nullptr;
+        size_t rawSize = 0;
+        succeeds([&] {
+            const auto size = reader.getRawFrame(data, i);
+            if (!size) return;
+            rawSize = *size;
+            touch(data, rawSize);
+            if (rawSize < 4096)
+                findings.rawFrames.emplace_back(static_cast<const char*>(data),
+                                                static_cast<qsizetype>(rawSize));
+        });
+        succeeds([&] {
+            if (!reader.getFrame(data, i)) return;
+            ++findings.readableFrames;
+            touch(data, isVectorized
+                            ? size_t{2} * static_cast<size_t>(width) * static_cast<size_t>(height)
+                            : rawSize);
+        });
+    }
+    succeeds([&] {
+        void const* data = nullptr;
+        reader.rewind();
+        while (reader.nextFrame(data)) {
+        }
+    });
+}
+
+inline void readFibers(ImageReader& reader, Findings& findings) {
+    for (int number = 0; number < 6; ++number) {
+        const auto mode = static_cast<ImageReader::FiberFilteringMode>(number);
+        std::vector<float> positions;
+        std::vector<unsigned int> pixels;
+        succeeds([&] { reader.getRasterFiberContinuousIndexes(positions, mode); });
+        succeeds([&] { reader.getRasterFiberIndexes(pixels, mode); });
+        succeeds([&] { reader.getWorldFiberCenters(positions, mode); });
+        succeeds([&] { reader.getFiberOffsets(pixels, mode); });
+        succeeds([&] { reader.nbFibers(mode); });
+        if (number == 0) findings.fibers = pixels;
+    }
+}
+
+inline void readHeader(ImageReader& reader) {
+    int number = 0;
+    float real = 0;
+    QString text;
+    bool present = false;
+    bool trustable = false;
+    MZImagePixelType type = MZ_UNKNOWN;
+    MzPalette palette;
+    std::vector<float> box;
+    reader.frameDelay(number);
+    reader.dimension(number);
+    reader.pixBits(number);
+    reader.pixBytes();
+    reader.pixType(type);
+    reader.endian();
+    reader.utcOffsetSeconds(present, trustable);
+    reader.getMaskLevel();
+    reader.getComment();
+    reader.getSpecificComment();
+    reader.palette(palette);
+    reader.attribute(QStringLiteral("width"), real);
+    reader.attribute(QStringLiteral("width"), text);
+    reader.getBundleBoundingBox(box);
+    timeval time{};
+    for (unsigned int i = 0; i <= reader.nbFrames(); ++i) {
+        reader.getFrameTiming(i, time);
+        reader.getLaserPower(i, real);
+    }
+}
+
+inline Findings readThoroughly(QString const& path) {
+    Findings findings;
+    ImageReader reader(boost::make_shared<RepeatingService>());
+    findings.opened = succeeds([&] { reader.open(path); });
+    findings.frames = reader.nbFrames();
+    readHeader(reader);
+    readFrames(reader, findings);
+    readFibers(reader, findings);
+    for (int frame : {0, 1, 1000}) {
+        QImage image;
+        const bool made = reader.thumbnail(image, 40, 30, frame);
+        EXPECT_EQ(made, !image.isNull());
+    }
+    EXPECT_TRUE(!findings.opened || succeeds([&] { reader.reloadHeader(); }));
+    reader.close();
+    return findings;
+}
+
+}  // namespace mz::test
