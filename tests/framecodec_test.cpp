@@ -233,9 +233,10 @@ TEST_P(Codec, GarbageBehindTheStream) {
 }
 
 TEST_P(Codec, RandomDamageIsSeenAsTheChainSeesIt) {
+    const QByteArray sound = stream(noise(size));
     std::minstd_rand random(7);
-    for (int round = 0; round < 1000; ++round) {
-        QByteArray damaged = stream(noise(size, 3));
+    for (int round = 0; round < 300; ++round) {
+        QByteArray damaged = sound;
         const auto at = static_cast<qsizetype>(random() % static_cast<size_t>(damaged.size()));
         switch (random() % 3) {
             case 0:
