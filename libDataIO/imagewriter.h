@@ -65,10 +65,9 @@ public:
     /// when the last frame has not the size of an image, and "imp" when it says "vec" but has. Does
     /// nothing when closed.
     /// @throws IOFileException "IW_ARFCI_INFO" when there are fibres but no positive "width" and
-    /// "height";
-    ///         what was appended is cut again, the file stays open and close() may be tried again.
-    ///         "FDCW_CF_CLOSE", SYSCALL, when the system reports a failure on closing: the writer
-    ///         is closed then
+    ///         "height"; what was appended is cut again, the file stays open and close() may be
+    ///         tried again. "FDCW_CF_CLOSE", SYSCALL, when the system reports a failure on closing:
+    ///         the writer is closed then
     void close();
 
     bool isOpen() const;
@@ -100,7 +99,8 @@ public:
     // and, when compressed, std::ios_base::failure for a stream longer than one and a half times
     // the largest frame so far (a frame of very few bytes).
 
-    /// A frame of the size that the header says: width × height × whole bytes of "pixbits".
+    /// A frame of the size that the header says: width × height × whole bytes of "pixbits". The
+    /// power is a floating-point number: an int behind `data` is a size.
     void addFrame(void const* data, float laserPower = -1.0F);
     void addFrame(void const* data, double laserPower);
     void addFrame(void const* data, int size, float laserPower = -1.0F);
@@ -129,7 +129,7 @@ public:
 
     // --- ring recordings ---
     // To be called before close(). Frames stay where they are in the file; their order in the index
-    // and that of their powers changes. Times stay in the order in which they were recorded.
+    // and that of their powers changes. Times do not move; close() writes them in ascending order.
 
     /// Frames 0 to circularSize - 1 are a ring whose oldest frame is `firstFrame`; at least one
     /// frame lies behind it. Does nothing for `firstFrame` 0 or without frames.

@@ -19,6 +19,14 @@ namespace {
 
 using Order = std::vector<int>;
 
+/// The frames of these tests are as long as their number when they were recorded.
+Order orderOf(Movie const& movie) {
+    Order order;
+    for (QByteArray const& frame : movie.frames)
+        order.push_back(static_cast<int>(frame.size()));
+    return order;
+}
+
 /// Ten frames, each of which holds its number of bytes and that power; the last frame is the first
 /// by time.
 class RingRecording : public testing::Test {
@@ -33,10 +41,7 @@ protected:
     void expectOrder(Order const& frames, Order const& powers) {
         _writer.close();
         const Movie movie = soundMovie(_file.path());
-        Order order;
-        for (QByteArray const& frame : movie.frames)
-            order.push_back(static_cast<int>(frame.size()));
-        EXPECT_EQ(order, frames);
+        EXPECT_EQ(orderOf(movie), frames);
         EXPECT_EQ(movie.powers, powers);
         ASSERT_EQ(movie.times.size(), 10u);
         for (int i = 0; i < 10; ++i) {
@@ -156,10 +161,7 @@ protected:
     void expectOrder(Order const& frames, Order const& powers) {
         _writer.close();
         const Movie movie = soundMovie(_file.path());
-        Order order;
-        for (QByteArray const& frame : movie.frames)
-            order.push_back(static_cast<int>(frame.size()));
-        EXPECT_EQ(order, frames);
+        EXPECT_EQ(orderOf(movie), frames);
         EXPECT_EQ(movie.powers, powers);
     }
 
