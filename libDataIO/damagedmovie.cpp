@@ -15,55 +15,8 @@ Logger* const salvageLogger = Logger::logger(QStringLiteral("dataio.imageutiliti
 
 namespace {
 
-/// Closes a descriptor when its block is left.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : _fd(fd) {}
-    Descriptor(Descriptor const&) = delete;
-    Descriptor& operator=(Descriptor const&) = delete;
-    ~Descriptor() {
-        if (_fd != -1) posix::close(_fd);
-    }
-    int get() const { return _fd; }
-
-private:
-    int _fd;
-};
-
-/// Fewer bytes than asked for at the end of what can be read.
-QByteArray bytesAt(int fd, qint64 offset, qint64 size) {
-    QByteArray bytes(size, '\0');
-    qint64 count = 0;
-    if (posix::seek(fd, offset, SEEK_SET) != -1) {
-        while (count < size) {
-            const ssize_t got =
-                posix::read(fd, bytes.data() + count, static_cast<size_t>(size - count));
-            if (got <= 0) break;
-            count += got;
-        }
-    }
-    bytes.resize(count);
-    return bytes;
-}
-
 bool isInfo(ChunkSpan const& chunk) {
     return chunk.type == MZ_CT_INFO;
-}
-
-/// The info chunk of which the file's last bytes are a part, with the size that it announces.
-boost::optional<ChunkSpan> brokenInfo(int fd, ChunkScan const& scan) {
-    if (scan.gaps.empty() || scan.gaps.back().end() != scan.fileSize) return boost::none;
-    const qint64 offset = scan.gaps.back().offset;
-    const QByteArray bytes = bytesAt(fd, offset, chunkHeaderSize);
-    ChunkHeaderBytes header{};
-    ChunkSpan chunk{offset, 0, 0};
-    if (bytes.size() < chunkHeaderSize) return boost::none;
-    std::copy(bytes.begin(), bytes.end(), header.begin());
-    if (!decodeChunkHeader(header, ChunkStartHeader::_headerStr, chunk.type, chunk.size) ||
-        !isInfo(chunk)) {
-        return boost::none;
-    }
-    return chunk;
 }
 
 boost::optional<ChunkInfo> loadedInfo(QByteArray const& payload) {
@@ -80,7 +33,7 @@ boost::optional<ChunkInfo> loadedInfo(QByteArray const& payload) {
 
 DamagedMovie::DamagedMovie(QString const& fileName) {
     _reader.openFile(fileName);
-    const Descriptor file(posix::open(fileName, O_RDONLY));
+    const posix::Descriptor file(posix::open(fileName, O_RDONLY));
     if (file.get() != -1) _scan = scanChunks(file.get());
     if (_scan.fileSize == -1) {
         // Not to be taken for an empty file, to which an info chunk could be added.
@@ -101,9 +54,33 @@ boost::optional<ChunkSpan> DamagedMovie::wholeInfo() const {
     return _scan.chunks.back();
 }
 
+/// What the disk does not give must not be taken for missing.
+QByteArray DamagedMovie::_bytesAt(int fd, qint64 offset, qint64 size) {
+    errno = 0;
+    QByteArray bytes = posix::bytesAt(fd, offset, size);
+    if (bytes.size() < size && _scan.readError == 0) _scan.readError = errno != 0 ? errno : EIO;
+    return bytes;
+}
+
+/// The info chunk of which the file's last bytes are a part, with the size that it announces.
+boost::optional<ChunkSpan> DamagedMovie::_brokenInfo(int fd) {
+    if (_scan.gaps.empty()) return boost::none;
+    ChunkGap const& gap = _scan.gaps.back();
+    if (gap.end() != _scan.fileSize || gap.length < chunkHeaderSize) return boost::none;
+    const QByteArray bytes = _bytesAt(fd, gap.offset, chunkHeaderSize);
+    ChunkHeaderBytes header{};
+    std::copy(bytes.begin(), bytes.end(), header.begin());
+    ChunkSpan chunk{gap.offset, 0, 0};
+    if (!decodeChunkHeader(header, ChunkStartHeader::_headerStr, chunk.type, chunk.size) ||
+        !isInfo(chunk)) {
+        return boost::none;
+    }
+    return chunk;
+}
+
 void DamagedMovie::_loadOwnInfo(int fd) {
-    if (const auto broken = brokenInfo(fd, _scan)) {
-        QByteArray payload = bytesAt(
+    if (const auto broken = _brokenInfo(fd)) {
+        QByteArray payload = _bytesAt(
             fd, broken->offset + chunkHeaderSize,
             std::min<qint64>(broken->size, _scan.fileSize - broken->offset - chunkHeaderSize));
         // "width=51" may have been "width=512".
@@ -111,7 +88,7 @@ void DamagedMovie::_loadOwnInfo(int fd) {
         _ownInfo = loadedInfo(payload);
     }
     if (const auto whole = wholeInfo(); whole && !_ownInfo)
-        _ownInfo = loadedInfo(bytesAt(fd, whole->offset + chunkHeaderSize, whole->size));
+        _ownInfo = loadedInfo(_bytesAt(fd, whole->offset + chunkHeaderSize, whole->size));
 }
 
 const char* DamagedMovie::payload(ChunkSpan const& chunk) {

@@ -33,6 +33,8 @@ public:
 
 private:
     void _loadOwnInfo(int fd);
+    boost::optional<ChunkSpan> _brokenInfo(int fd);
+    QByteArray _bytesAt(int fd, qint64 offset, qint64 size);
 
     FileReader _reader;
     ChunkScan _scan;

@@ -85,8 +85,9 @@ public:
     /// Salvages a file in place. Nothing is cut but a torn chunk at its end. Damaged places stay
     /// where they are and the index leads around them: such a file can be read, but perhaps not be
     /// opened by ImageWriter::modify; salvageTo makes one that can. A file that opens is not
-    /// touched. After a failure the file is as it was, or, if the system fails while the torn chunk
-    /// is being replaced, every whole chunk is where it was; salvaging may be tried again.
+    /// touched. After a failure the file is as it was, as far as the
+    /// system still lets it; every whole chunk is where it was in any case, and salvaging may be
+    /// tried again.
     /// @param fibers positions for a movie that holds none, as fibersOf returns them
     static SalvageReport salvage(QString const& fileName, AttributeChunk const& attributes,
                                  std::vector<float> const& fibers = {});

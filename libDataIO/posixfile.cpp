@@ -78,4 +78,18 @@ qint64 fileSize(int fd) {
     return result.st_size;
 }
 
+QByteArray bytesAt(int fd, qint64 offset, qint64 size) {
+    QByteArray bytes(size, '\0');
+    qint64 count = 0;
+    if (seek(fd, offset, SEEK_SET) != -1) {
+        while (count < size) {
+            const ssize_t got = read(fd, bytes.data() + count, static_cast<size_t>(size - count));
+            if (got <= 0) break;
+            count += got;
+        }
+    }
+    bytes.resize(count);
+    return bytes;
+}
+
 }  // namespace mz::posix

@@ -4,6 +4,7 @@
 // call that a signal interrupted before it did anything is made again, since a recording must not
 // fail because the application has a timer. Results and errno are the system's. Not installed.
 
+#include <QByteArray>
 #include <QString>
 
 #include <sys/stat.h>
@@ -28,5 +29,23 @@ qint64 seek(int fd, qint64 offset, int whence);
 int truncate(int fd, qint64 length);
 /// The file's length now, or -1.
 qint64 fileSize(int fd);
+
+/// Up to `size` bytes from an offset on; fewer at the end of the file or of what can be read.
+QByteArray bytesAt(int fd, qint64 offset, qint64 size);
+
+/// Closes a descriptor, if it is one, when its block is left.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : _fd(fd) {}
+    Descriptor(Descriptor const&) = delete;
+    Descriptor& operator=(Descriptor const&) = delete;
+    ~Descriptor() {
+        if (_fd != -1) close(_fd);
+    }
+    int get() const { return _fd; }
+
+private:
+    int _fd;
+};
 
 }  // namespace mz::posix

@@ -7,6 +7,10 @@
 
 #include <QFile>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <new>
 
 namespace mz {
@@ -18,7 +22,8 @@ QString unreadableFrame() {
 }
 
 /// Whether a failure speaks of the file's content and not of the system, which may succeed the next
-/// time. A header that the file's end cuts short counts as a failed read.
+/// time. A header that the file's end cuts short counts as a failed read; should it have been one,
+/// nothing worse comes of it than a proof that the movie is sound.
 bool isDamage(IOFileException const& failure) {
     return failure.origin() == SOFTWARE || failure.code() == QLatin1String("CHB_LDF_READ");
 }
@@ -91,17 +96,65 @@ void writeAndProve(SalvagePlan& plan, QString const& fileName, Write write) {
     }
 }
 
+[[noreturn]] void failRead() {
+    DATAIO_FAIL(IOFileException, salvageLogger, SYSCALL, "IU_S_READ",
+                withSystemError("Could not read file: "));
+}
+
 /// A disk that fails shows whole chunks as torn ones; a recorder that goes on makes whole ones of
 /// them.
 void checkSteady(DamagedMovie const& movie, FileWriter const& writer, QString const& fileName) {
     if (movie.scan().readError != 0) {
         errno = movie.scan().readError;
-        DATAIO_FAIL(IOFileException, salvageLogger, SYSCALL, "IU_S_READ",
-                    withSystemError("Could not read file: "));
+        failRead();
     }
-    if (writer.fileSize() != movie.scan().fileSize) {
+    const qint64 size = writer.fileSize();
+    if (size == -1) failRead();
+    if (size != movie.scan().fileSize) {
         DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_BUSY",
                     QStringLiteral("File %1 changes while it is salvaged.").arg(fileName));
+    }
+}
+
+/// The bytes of a file from an offset on, to be put back should what is written over them fail.
+class Overwritten {
+public:
+    Overwritten(QString const& fileName, qint64 offset, qint64 size)
+        : _fileName(fileName), _offset(offset) {
+        const posix::Descriptor file(posix::open(fileName, O_RDONLY));
+        _bytes = posix::bytesAt(file.get(), offset, size);
+        if (_bytes.size() < size) failRead();
+    }
+
+    void putBack() const {
+        const posix::Descriptor file(posix::open(_fileName, O_WRONLY));
+        if (posix::seek(file.get(), _offset, SEEK_SET) == -1) return;
+        for (qsizetype done = 0; done < _bytes.size();) {
+            const ssize_t count = posix::write(file.get(), _bytes.constData() + done,
+                                               static_cast<size_t>(_bytes.size() - done));
+            if (count <= 0) return;
+            done += count;
+        }
+    }
+
+private:
+    QString _fileName;
+    qint64 _offset;
+    QByteArray _bytes;
+};
+
+/// Moves the tail, which has been proven behind the torn chunk, into that one's place.
+void replaceTornChunk(SalvagePlan& plan, FileWriter& writer, QString const& fileName, qint64 at,
+                      qint64 end) {
+    const qint64 tailSize = writer.tell() - end;
+    const Overwritten torn(fileName, at, std::min(tailSize, end - at));
+    try {
+        moveTo(writer, at);
+        plan.writeTail(writer);
+        writer.truncate();
+    } catch (...) {
+        torn.putBack();
+        throw;
     }
 }
 
@@ -139,13 +192,21 @@ SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attr
     writer.openFile(fileName, FW_APPEND);
     checkSteady(movie, writer, fileName);
 
-    // Behind the torn chunk at first: should the proof fail, the file is as it was.
     const qint64 end = movie.scan().fileSize;
+    const qint64 soundEnd = movie.scan().soundEnd();
+    bool keepsOwnInfo = false;
     try {
+        // Behind the torn chunk at first: should the proof fail, the file is as it was.
         writeAndProve(plan, fileName, [&] {
             cutAt(writer, end);
             plan.writeTail(writer);
         });
+        keepsOwnInfo = plan.ownInfoStands();
+        if (keepsOwnInfo) {
+            cutAt(writer, soundEnd);
+        } else if (soundEnd < end) {
+            replaceTornChunk(plan, writer, fileName, soundEnd, end);
+        }
     } catch (...) {
         try {
             cutAt(writer, end);
@@ -153,14 +214,6 @@ SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attr
             // Logged; the failure that led here is the one to report.
         }
         throw;
-    }
-
-    const qint64 soundEnd = movie.scan().soundEnd();
-    const bool keepsOwnInfo = soundEnd < end && plan.ownInfoStands();
-    if (soundEnd < end) {
-        moveTo(writer, soundEnd);
-        if (!keepsOwnInfo) plan.writeTail(writer);
-        writer.truncate();
     }
     writer.closeFile();
     return plan.report(keepsOwnInfo);
