@@ -18,12 +18,12 @@ inline int pixelBytes(int bits) {
 }
 
 /// width × height × bytesPerPixel; empty when a factor is negative or the product beyond 63 bits.
-inline boost::optional<int64_t> frameBytes(int width, int height, int bytesPerPixel) {
+inline std::optional<int64_t> frameBytes(int width, int height, int bytesPerPixel) {
     int64_t bytes = 0;
     const bool isSize =
         width >= 0 && height >= 0 && bytesPerPixel >= 0 &&
         !__builtin_mul_overflow(int64_t{width} * height, int64_t{bytesPerPixel}, &bytes);
-    return boost::make_optional(isSize, bytes);
+    return isSize ? std::optional<int64_t>(bytes) : std::nullopt;
 }
 
 }  // namespace mz
