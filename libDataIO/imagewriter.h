@@ -118,12 +118,11 @@ public:
     /// autotime and `time` when given, else it stays. Powers missing up to the last frame are
     /// filled up with "none" when `laserPower` is not negative.
     /// @throws IOFileException, in this order, nothing written: "IW_RF_COMPRESS" while a
-    /// compression is
-    ///         set; "IW_RF_AUTOTIME" with a time although the writer takes it itself; "IW_RF_FIND",
-    ///         "IW_RF_FIND2" without any frame; "IW_RF_BOUND", "IW_RF_BOUND2" beyond the last
-    ///         frame; "IW_RF_TIMER" when it would set the time of a frame that has none; after
-    ///         modify() "IW_RF_CHUNK", "CHB_LFD_PARSE" or "FDCW_NC_BOUND" when there is no frame of
-    ///         that size where the index says
+    ///         compression is set; "IW_RF_AUTOTIME" with a time although the writer takes it
+    ///         itself; "IW_RF_FIND", "IW_RF_FIND2" without any frame; "IW_RF_BOUND", "IW_RF_BOUND2"
+    ///         beyond the last frame; "IW_RF_TIMER" when it would set the time of a frame that has
+    ///         none; after modify() "IW_RF_CHUNK", "CHB_LFD_PARSE" or "FDCW_NC_BOUND" when there is
+    ///         no frame of that size where the index says
     void replaceFrame(void const* data, unsigned int index, float laserPower = -1.0F);
     void replaceFrame(void const* data, unsigned int index, timeval time, float laserPower = -1.0F);
 

@@ -1,9 +1,9 @@
 #include <libDataIO/framesize.h>
 
-#include <boost/optional/optional_io.hpp>
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <optional>
 
 using namespace mz;
 
@@ -41,9 +41,9 @@ TEST(FrameSize, IsTheProductOfItsSides) {
 }
 
 TEST(FrameSize, IsNoneWhenItCannotBe) {
-    EXPECT_EQ(frameBytes(-1, 4, 2), boost::none);
-    EXPECT_EQ(frameBytes(4, -1, 2), boost::none);
-    EXPECT_EQ(frameBytes(4, 4, -2), boost::none);
-    EXPECT_EQ(frameBytes(-4, -4, 2), boost::none);
-    EXPECT_EQ(frameBytes(highest, highest, 3), boost::none);
+    EXPECT_EQ(frameBytes(-1, 4, 2), std::nullopt);
+    EXPECT_EQ(frameBytes(4, -1, 2), std::nullopt);
+    EXPECT_EQ(frameBytes(4, 4, -2), std::nullopt);
+    EXPECT_EQ(frameBytes(-4, -4, 2), std::nullopt);
+    EXPECT_EQ(frameBytes(highest, highest, 3), std::nullopt);
 }
