@@ -148,8 +148,9 @@ void readFrames(ImageReader& reader) {
         succeedsOnFrames([&] { reader.getRawFrame(data, i - 1); });
     reader.rewind();
     for (unsigned int i = 0; i < std::min(count + 1, mostFrames); ++i) {
-        succeedsOnFrames([&] { reader.nextFrame(data); });
-        require(reader.currFrameIdx() == i + 1, "nextFrame steps on by one");
+        const unsigned int current = reader.currFrameIdx();
+        if (!succeedsOnFrames([&] { reader.nextFrame(data); })) break;
+        require(reader.currFrameIdx() == current + 1, "nextFrame steps on by one");
     }
 }
 

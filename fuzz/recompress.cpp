@@ -1,6 +1,6 @@
 #include <libDataIO/imagereader.h>
-#include <libDataIO/imagewriter.h>
 #include <libDataIO/imageutilities.h>
+#include <libDataIO/imagewriter.h>
 #include <libDataIO/rsqcompressutil.h>
 
 #include <fuzz/operations.h>

@@ -57,7 +57,8 @@ public:
     void step(Script& script) {
         switch (script.nextBelow(12)) {
             case 0:
-                return _append(script, [&](int size) { _writer.addFrameAtEnd(_pixels.data(), size); });
+                return _append(script,
+                               [&](int size) { _writer.addFrameAtEnd(_pixels.data(), size); });
             case 1:
                 return _append(script, [&](int size) {
                     _writer.addFrameAtEnd(_pixels.data(), size, timeval{size, 5}, 0.5F);
@@ -67,8 +68,7 @@ public:
             case 3:
                 return _replace(script);
             case 4:
-                return _writer.setCompression(
-                    static_cast<CompressionType::e>(script.nextBelow(5)));
+                return _writer.setCompression(static_cast<CompressionType::e>(script.nextBelow(5)));
             case 5:
                 return _setAttribute(script);
             case 6:
@@ -176,7 +176,8 @@ void modify(QByteArray const& movie, Script script) {
         writer.width(16);
         writer.height(16);
         writer.addRasterFiberContinuousIndexes({});
-        require(succeeds([&] { writer.close(); }), "closing succeeds when its reason to fail is gone");
+        require(succeeds([&] { writer.close(); }),
+                "closing succeeds when its reason to fail is gone");
     }
     if (editor.isOrderly()) checkFrames(before, file.path(), editor.added());
 }

@@ -21,10 +21,9 @@ public:
 
     bool reconstruct(boost::iterator_range<uint16_t const*> input,
                      boost::iterator_range<uint16_t*> output) override {
-        const auto sum = std::accumulate(input.begin(), input.end(), uint16_t{0},
-                                         [](uint16_t a, uint16_t b) {
-                                             return static_cast<uint16_t>(a ^ b);
-                                         });
+        const auto sum =
+            std::accumulate(input.begin(), input.end(), uint16_t{0},
+                            [](uint16_t a, uint16_t b) { return static_cast<uint16_t>(a ^ b); });
         for (uint16_t& sample : output)
             sample = sum;
         return true;
