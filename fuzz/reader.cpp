@@ -19,14 +19,15 @@ namespace {
 constexpr unsigned int mostFrames = 8;
 constexpr int noFilteringMode = 6;
 
-/// Every byte, so that a pointer to too few of them is noticed.
+volatile unsigned char touched = 0;
+
+/// Looks at every byte, so that a pointer to too few of them is noticed.
 void touch(void const* data, size_t size) {
-    static volatile unsigned char seen = 0;
     const auto* bytes = static_cast<const unsigned char*>(data);
-    unsigned char sum = 0;
+    unsigned char sum = touched;
     for (size_t i = 0; i < size; ++i)
         sum = static_cast<unsigned char>(sum ^ bytes[i]);
-    seen = sum;
+    touched = sum;
 }
 
 void readHeader(ImageReader& reader) {

@@ -1,0 +1,64 @@
+// Every file that once broke something, and the like: each must be read, modified, copied and
+// salvaged without harm.
+
+#include <QDir>
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <vector>
+
+#include <fuzz/operations.h>
+#include <fuzz/support/checks.h>
+#include <tests/support/bytes.h>
+#include <tests/support/logcapture.h>
+
+using namespace mz;
+using namespace mz::test;
+
+namespace {
+
+std::vector<std::string> corpusNames() {
+    std::vector<std::string> names;
+    for (QString const& name : QDir(QStringLiteral(DATAIO_CORPUS_DIR)).entryList(QDir::Files))
+        if (!name.contains(u'.')) names.push_back(name.toStdString());
+    return names;
+}
+
+class Corpus : public testing::TestWithParam<std::string> {
+protected:
+    void run(void (*operation)(QByteArray const&)) {
+        const LogCapture quiet;
+        const QByteArray bytes = readFile(
+            QDir(QStringLiteral(DATAIO_CORPUS_DIR)).filePath(QString::fromStdString(GetParam())));
+        try {
+            operation(bytes);
+        } catch (fuzz::Broken const& broken) {
+            ADD_FAILURE() << "not kept: " << broken.promise;
+        }
+    }
+};
+
+TEST_P(Corpus, IsRead) {
+    run(fuzz::readMovie);
+}
+TEST_P(Corpus, IsParsedAsAttributes) {
+    run(fuzz::parseAttributes);
+}
+TEST_P(Corpus, IsModified) {
+    run(fuzz::modifyMovie);
+}
+TEST_P(Corpus, IsRecompressed) {
+    run(fuzz::recompressMovie);
+}
+TEST_P(Corpus, IsSalvaged) {
+    run(fuzz::salvageMovie);
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, Corpus, testing::ValuesIn(corpusNames()),
+                         [](auto const& file) { return file.param; });
+
+TEST(CorpusFolder, HoldsFiles) {
+    EXPECT_GE(corpusNames().size(), 12u);
+}
+
+}  // namespace
