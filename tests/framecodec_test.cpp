@@ -7,11 +7,11 @@
 #include <boost/iostreams/filter/gzip.hpp>
 #include <boost/iostreams/filter/zlib.hpp>
 #include <boost/iostreams/filtering_streambuf.hpp>
-#include <boost/optional/optional_io.hpp>
 #include <boost/range/iterator_range.hpp>
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -298,9 +298,9 @@ TEST_P(Codec, CountsWhatAStreamIsWorth) {
     };
     EXPECT_EQ(sizeOf(stream(noise(size)), size), uint64_t{size});
     EXPECT_EQ(sizeOf(stream(""), 0), uint64_t{0});
-    EXPECT_EQ(sizeOf(stream(noise(size)), size - 1), boost::none);
-    EXPECT_EQ(sizeOf(stream(noise(size)).chopped(6), size), boost::none);
-    EXPECT_EQ(sizeOf("no stream", size), boost::none);
+    EXPECT_EQ(sizeOf(stream(noise(size)), size - 1), std::nullopt);
+    EXPECT_EQ(sizeOf(stream(noise(size)).chopped(6), size), std::nullopt);
+    EXPECT_EQ(sizeOf("no stream", size), std::nullopt);
 }
 
 // --- encoding --------------------------------------------------------------------------------
