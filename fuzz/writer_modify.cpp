@@ -24,6 +24,7 @@ std::vector<char> pixels(size_t size) {
 /// The payloads of a movie's frames, as far as they can be read; the keys are their numbers.
 struct Frames {
     bool opens = false;
+    bool areCompressed = false;
     std::vector<QByteArray> payloads;
 };
 
@@ -32,6 +33,9 @@ Frames storedFrames(QString const& path) {
     ImageReader reader;
     frames.opens = succeeds([&] { reader.open(path); });
     if (!frames.opens) return frames;
+    QString compression;
+    reader.attribute(QStringLiteral("compression_type"), compression);
+    frames.areCompressed = compression.contains(u'z');
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
         void const* data = nullptr;
         boost::optional<unsigned int> size;
@@ -46,7 +50,7 @@ Frames storedFrames(QString const& path) {
 /// One step of a script on an open writer, with what it does to the number of frames.
 class Editor {
 public:
-    Editor(ImageWriter& writer, std::vector<QByteArray> const& frames)
+    Editor(ImageWriter& writer, Frames const& frames)
         : _writer(writer), _frames(frames), _pixels(pixels(largestFrame)) {}
 
     /// Frames appended; meaningless once isOrderly() is false.
@@ -95,10 +99,12 @@ private:
         ++_added;
     }
 
-    /// The caller knows the size of a frame from reading it.
+    /// The caller knows the size of a frame from reading it; that of a stream he cannot know.
     void _replace(Script& script) {
+        if (_frames.areCompressed) return;
         const unsigned int number = script.next();
-        const auto size = number < _frames.size() ? _frames[number].size() : 0;
+        auto const& payloads = _frames.payloads;
+        const auto size = number < payloads.size() ? payloads[number].size() : 0;
         const std::vector<char> frame = pixels(static_cast<size_t>(size));
         _isOrderly = false;
         if (script.next() % 2 == 0) {
@@ -146,7 +152,7 @@ private:
     }
 
     ImageWriter& _writer;
-    std::vector<QByteArray> const& _frames;
+    Frames const& _frames;
     std::vector<char> _pixels;
     unsigned int _added = 0;
     bool _isOrderly = true;
@@ -166,7 +172,7 @@ void modify(QByteArray const& movie, Script script) {
         require(!writer.isOpen() && file.bytes() == movie, "a movie that cannot be modified stays");
         return;
     }
-    Editor editor(writer, before.payloads);
+    Editor editor(writer, before);
     for (int steps = 0; steps < 24 && !script.isAtEnd(); ++steps)
         succeedsOnFrames([&] { editor.step(script); });
     const bool closed = succeeds([&] { writer.close(); });

@@ -56,6 +56,21 @@ QString previousUnreadable() {
     failChunkHeaderWrite();
 }
 
+bool hasBytesAt(int fd, qint64 offset, ChunkHeaderBytes const& expected) {
+    ChunkHeaderBytes found{};
+    size_t filled = 0;
+    while (filled < found.size()) {
+        const ssize_t count = posix::readAt(fd, offset + static_cast<qint64>(filled),
+                                            found.data() + filled, found.size() - filled);
+        if (count == -1)
+            DATAIO_FAIL(IOFileException, logger, SYSCALL, "FDCW_HC_READ",
+                        withSystemError("Could not read chunk header data: "));
+        if (count == 0) return false;
+        filled += static_cast<size_t>(count);
+    }
+    return found == expected;
+}
+
 }  // namespace
 
 FDChunkWriter::FDChunkWriter() = default;
@@ -157,6 +172,12 @@ bool FDChunkWriter::prevChunk(unsigned int type) {
         DATAIO_FAIL(IOFileException, logger, SYSCALL, "FDCW_PC_READ", previousUnreadable());
     _offset = chunkStart;
     return true;
+}
+
+bool FDChunkWriter::hasChunkAt(qint64 offset, unsigned int type, unsigned int size) const {
+    const ChunkHeaderBytes start = encodeChunkHeader(ChunkStartHeader::_headerStr, type, size);
+    const ChunkHeaderBytes end = encodeChunkHeader(ChunkEndHeader::_headerStr, type, size);
+    return hasBytesAt(_fd, offset, start) && hasBytesAt(_fd, offset + chunkHeaderSize + size, end);
 }
 
 bool FDChunkWriter::_readPayload(unsigned int size) {

@@ -58,6 +58,10 @@ public:
     ///         fails; and those of ChunkHeaderBase::loadFD. The cursor stays
     bool prevChunk(unsigned int type) override;
 
+    /// Whether a chunk of exactly that type and payload size stands at `offset`. The cursor stays.
+    /// @throws IOFileException "FDCW_HC_READ" when the system fails
+    bool hasChunkAt(qint64 offset, unsigned int type, unsigned int size) const;
+
     bool openned() const override { return _fd != -1; }
 
     /// The cursor to an offset in bytes. @return false, cursor unchanged, when the system refuses

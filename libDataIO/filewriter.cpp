@@ -73,6 +73,10 @@ bool FileWriter::prevChunk(unsigned int type) {
     return _writer && _writer->prevChunk(type);
 }
 
+bool FileWriter::hasChunkAt(qint64 offset, unsigned int type, unsigned int size) const {
+    return _writer && _writer->hasChunkAt(offset, type, size);
+}
+
 bool FileWriter::seek(qint64 offset) {
     return _writer && _writer->seek(offset);
 }

@@ -41,6 +41,7 @@ public:
     int addChunk(unsigned int type, const void* data, size_t size);
     bool nextChunk(unsigned int type);
     bool prevChunk(unsigned int type);
+    bool hasChunkAt(qint64 offset, unsigned int type, unsigned int size) const;
     /// @param offset in bytes from the start of the file
     bool seek(qint64 offset);
     bool seekEnd();

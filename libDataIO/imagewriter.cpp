@@ -48,7 +48,6 @@ void ImageWriter::_forget() {
     _ftimer.clear();
     _laserPower.clear();
     _fibercenters.clear();
-    _isReopened = false;
     _fileEnd = 0;
 }
 

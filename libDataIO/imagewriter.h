@@ -121,8 +121,7 @@ public:
     ///         compression is set; "IW_RF_AUTOTIME" with a time although the writer takes it
     ///         itself; "IW_RF_FIND", "IW_RF_FIND2" without any frame; "IW_RF_BOUND", "IW_RF_BOUND2"
     ///         beyond the last frame; "IW_RF_TIMER" when it would set the time of a frame that has
-    ///         none; after modify() "IW_RF_CHUNK", "CHB_LFD_PARSE" or "FDCW_NC_BOUND" when there is
-    ///         no frame of that size where the index says
+    ///         none; "IW_RF_CHUNK" when a damaged index leads to no frame of that size
     void replaceFrame(void const* data, unsigned int index, float laserPower = -1.0F);
     void replaceFrame(void const* data, unsigned int index, timeval time, float laserPower = -1.0F);
 
@@ -238,7 +237,6 @@ private:
     bool _fits(int64_t payloadSize) const;
     void _checkReplaceable() const;
     void _checkHasTime(unsigned int index) const;
-    void _checkIsInPlace(ChunkRecord const& record);
     void _replaceFrameChunk(void const* data, ChunkRecord const& record);
     void _replaceLaserPower(unsigned int index, float laserPower);
 
@@ -255,7 +253,6 @@ private:
     FileWriter _writer;
     FrameTimer _ftimer;
     bool _autotime = true;
-    bool _isReopened = false;
     std::vector<float> _laserPower;
     std::vector<float> _fibercenters;
     CompressionType::e _compression = CompressionType::None;

@@ -238,20 +238,14 @@ void ImageWriter::_checkHasTime(unsigned int index) const {
     }
 }
 
-/// The records of a reopened movie are only as good as its file, and a frame written to a wrong
-/// place destroys others.
-void ImageWriter::_checkIsInPlace(ChunkRecord const& record) {
-    if (!_isReopened || !_writer.openned()) return;
-    if (!_writer.seek(record.offset)) _failSeek();
-    if (!_writer.nextChunk(MZ_CT_FRAME) || _writer.chunkSize() != record.length) {
+void ImageWriter::_replaceFrameChunk(void const* data, ChunkRecord const& record) {
+    _laserPower.reserve(_frameCount());
+    // A damaged index could lead into the middle of other frames, or take more bytes of the caller
+    // than the frame has.
+    if (_writer.openned() && !_writer.hasChunkAt(record.offset, MZ_CT_FRAME, record.length)) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_RF_CHUNK",
                     QStringLiteral("Frame is not where the index says, file may be corrupted."));
     }
-}
-
-void ImageWriter::_replaceFrameChunk(void const* data, ChunkRecord const& record) {
-    _laserPower.reserve(_frameCount());
-    _checkIsInPlace(record);
     if (_writer.openned() && !_writer.seek(record.offset)) _failSeek();
     _writer.addChunk(MZ_CT_FRAME, data, record.length);
 }

@@ -24,7 +24,6 @@ void ImageWriter::modify(QString const& fileName) {
         }
         _writer.truncate();
         _fileEnd = _writer.tell();
-        _isReopened = true;
     });
 }
 

@@ -56,6 +56,10 @@ ssize_t read(int fd, void* data, size_t size) {
     return untilNotInterrupted([&] { return ::read(fd, data, size); });
 }
 
+ssize_t readAt(int fd, qint64 offset, void* data, size_t size) {
+    return untilNotInterrupted([&] { return ::pread(fd, data, size, offset); });
+}
+
 ssize_t write(int fd, const void* data, size_t size) {
     return untilNotInterrupted([&] { return ::write(fd, data, size); });
 }

@@ -22,6 +22,8 @@ int close(int fd);
 int status(QString const& path, struct stat& result);
 
 ssize_t read(int fd, void* data, size_t size);
+/// Leaves the descriptor's position alone.
+ssize_t readAt(int fd, qint64 offset, void* data, size_t size);
 ssize_t write(int fd, const void* data, size_t size);
 ssize_t write(int fd, const iovec* parts, int count);
 /// The new position, or -1.

@@ -57,24 +57,21 @@ Codes writeCodes(Effect const& effect) {
 Codes codesOf(Step const& step, Fault const& fault) {
     if (fault.effect.error == EINTR || step.kind == Step::Destroy) return {};
     const bool reopens = step.kind == Step::Reopen;
-    const bool overwrites = step.kind == Step::Overwrite;
     switch (fault.call) {
         case Call::Open:
             return {reopens ? "FW_OF_OPEN2" : "FW_OF_OPEN"};
         case Call::Close:
             return {"FDCW_CF_CLOSE"};
         case Call::Read:
-            return {"CHB_LDF_READ", overwrites ? "FDCW_NC_READ" : "FDCW_PC_READ"};
+            return {"CHB_LDF_READ", "FDCW_PC_READ", "FDCW_HC_READ"};
         case Call::Write:
             return writeCodes(fault.effect);
         case Call::Seek:
             if (reopens) return {"FDCW_AC_SEEK", "CHB_LFD_SEEK", "FDCW_PC_SEEK1", "FDCW_PC_SEEK2"};
-            if (overwrites) return {"FDCW_AC_SEEK", "CHB_LFD_SEEK"};
             return {"FDCW_AC_SEEK"};
         case Call::Truncate:
             return {"FDCW_TRUNC"};
         case Call::Stat:
-            if (overwrites) return {"FDCW_AC_SEEK", "FDCW_NC_READ"};
             return {"FDCW_AC_SEEK"};
         default:
             return {};

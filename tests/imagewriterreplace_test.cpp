@@ -201,6 +201,34 @@ void modifyThree(ImageWriter& writer, ScratchFile const& file, QByteArray const&
     writer.modify(file.path());
 }
 
+/// A movie of one frame whose index says something else about it.
+void expectUntouchedWithIndex(uint32_t offset, uint32_t length) {
+    const ScratchFile file;
+    const QByteArray frames = chunk(2, "aaa") + chunk(3, "bbb");
+    writeFile(file.path(),
+              frames + chunk(5, le32(1) + indexRecord(2, offset, length) + "endian=2\n"));
+    ImageWriter writer;
+    writer.modify(file.path());
+    expectFailure<IOFileException>(
+        refusal("IW_RF_CHUNK", "Frame is not where the index says, file may be corrupted."),
+        [&] { writer.replaceFrame("AAA", 0); });
+    EXPECT_EQ(file.bytes(), frames);
+    add(writer, "cc");
+    EXPECT_EQ(file.bytes(), frames + chunk(2, "cc"));
+}
+
+TEST(ReplaceFrame, WritesNothingWhereADamagedIndexLeads) {
+    expectUntouchedWithIndex(1, 3);           // into a header
+    expectUntouchedWithIndex(35, 3);          // another type of chunk
+    expectUntouchedWithIndex(70, 3);          // the end of the file
+    expectUntouchedWithIndex(0xffffffff, 3);  // far behind it
+}
+
+TEST(ReplaceFrame, TakesNoMoreBytesThanTheFrameHas) {
+    expectUntouchedWithIndex(0, 0xffffffff);
+    expectUntouchedWithIndex(0, 2);
+}
+
 TEST(ReplaceFrame, MissingPowersAreFilledUpWhenThereIsOneToStore) {
     const ScratchFile file;
     ImageWriter writer;

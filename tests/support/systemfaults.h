@@ -66,6 +66,9 @@ extern "C" {
 ssize_t read(int fd, void* data, size_t size) {
     DATAIO_TEST_CALL(Read, read, fd, data, size);
 }
+ssize_t pread(int fd, void* data, size_t size, off_t offset) {
+    DATAIO_TEST_CALL(Read, pread, fd, data, size, offset);
+}
 ssize_t write(int fd, const void* data, size_t size) {
     DATAIO_TEST_CALL(Write, write, fd, data, size);
 }
