@@ -50,9 +50,10 @@ void parseLine(Text line, AttributeChunk::AttributeMap& map) {
     const qsizetype equals = find(trimmed, '=');
     if (equals < 1 || equals == trimmed.size() - 1) return;
     if (trimmed.front() == QLatin1Char('#')) return;
-    // Written files are sorted, so that a new key nearly always belongs at the end.
-    map.insert_or_assign(map.cend(), trimmed.left(equals).toString(),
-                         Attribute{trimmed.mid(equals + 1).toString()});
+    // Written files are sorted, so that a new key nearly always belongs at the end. Told so, this
+    // compares it once; insert_or_assign would twice, a tenth of the time of parsing.
+    const auto entry = map.emplace_hint(map.cend(), trimmed.left(equals).toString(), Attribute{});
+    entry->second._val = trimmed.mid(equals + 1).toString();
 }
 
 template <class Text>

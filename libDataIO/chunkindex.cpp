@@ -1,10 +1,11 @@
 #include <libDataIO/chunkindex.h>
+#include <libDataIO/storediterator.h>
 #include <libLog/failure.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <iterator>
+#include <cstring>
 #include <memory>
 
 namespace mz {
@@ -25,33 +26,12 @@ uint32_t storedType(const char* stored) {
     return type;
 }
 
-/// Walks over stored records, so that a list takes a run of them at once: an index of 100,000
-/// frames is loaded in 0.09 ms, record by record in 0.13 ms.
-class StoredRecordIterator {
-public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = ChunkRecord;
-    using difference_type = std::ptrdiff_t;
-    using pointer = ChunkRecord const*;
-    using reference = ChunkRecord;
-
-    explicit StoredRecordIterator(const char* stored) : _stored(stored) {}
-
-    ChunkRecord operator*() const {
-        ChunkRecord record;
-        std::memcpy(&record, _stored + typeSize, sizeof record);
-        return record;
-    }
-    StoredRecordIterator& operator++() {
-        _stored += recordSize;
-        return *this;
-    }
-    bool operator==(StoredRecordIterator other) const { return _stored == other._stored; }
-    bool operator!=(StoredRecordIterator other) const { return _stored != other._stored; }
-
-private:
-    const char* _stored;
-};
+ChunkRecord storedRecord(const char* stored) {
+    ChunkRecord record;
+    std::memcpy(&record, stored + typeSize, sizeof record);
+    return record;
+}
+using StoredRecordIterator = StoredIterator<ChunkRecord, recordSize, storedRecord>;
 
 const char* endOfRun(const char* stored, const char* end) {
     const uint32_t type = storedType(stored);
@@ -115,6 +95,8 @@ int ChunkIndex::load(void const* buf, unsigned int len) {
     while (in != end) {
         const char* const runEnd = endOfRun(in, end);
         std::vector<ChunkRecord>& records = _recordMap[storedType(in)];
+        // A run at once: an index of 100,000 frames is loaded in 0.09 ms, record by record in
+        // 0.13 ms.
         records.insert(records.end(), StoredRecordIterator(in), StoredRecordIterator(runEnd));
         in = runEnd;
     }

@@ -1,6 +1,7 @@
 #include <libDataIO/attributechunk.h>
 #include <libDataIO/frametimer.h>
 #include <libDataIO/localtime.h>
+#include <libDataIO/storediterator.h>
 
 #include <QLatin1String>
 #include <QString>
@@ -35,6 +36,13 @@ timeval widened(Record const& record) {
     return time;
 }
 
+timeval storedTime(const char* stored) {
+    Record record;
+    std::memcpy(&record, stored, sizeof record);
+    return widened(record);
+}
+using StoredTimeIterator = StoredIterator<timeval, sizeof(Record), storedTime>;
+
 QString entryKey(const char* format, size_t index) {
     char buffer[64];
     // The longest index there is leaves the key well below the buffer's size.
@@ -68,13 +76,7 @@ bool FrameTimer::dumpToRawBuffer(char* buffer, unsigned int size) {
 
 bool FrameTimer::readFromRawBuffer(const char* buffer, unsigned int size) {
     if (!isRawSize(size)) return false;
-    clear();
-    reserve(size / sizeof(Record));
-    for (unsigned int at = 0; at < size; at += sizeof(Record)) {
-        Record record;
-        std::memcpy(&record, buffer + at, sizeof record);
-        push_back(widened(record));
-    }
+    assign(StoredTimeIterator(buffer), StoredTimeIterator(buffer + size));
     return true;
 }
 

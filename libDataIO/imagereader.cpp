@@ -175,7 +175,10 @@ bool ImageReader::pixType(MZImagePixelType& type) const {
 }
 
 int ImageReader::endian() const {
-    return _intOr("endian", 0);
+    // Asked for with every frame, since callers may change it: a key that is a text already saves a
+    // third of that.
+    int value = 0;
+    return _info.get(QStringLiteral("endian"), value) ? value : 0;
 }
 
 int ImageReader::utcOffsetSeconds(bool& present, bool& trustable) const {

@@ -1,6 +1,8 @@
 #include <libDataIO/laserpower.h>
 #include <libDataIO/rounding.h>
 
+#include <array>
+
 namespace mz {
 
 namespace {
@@ -21,9 +23,12 @@ unsigned char encoded(float power) {
 
 std::vector<float> decodeLaserPowers(void const* payload, size_t size) {
     const auto* bytes = static_cast<const unsigned char*>(payload);
+    std::array<float, 256> powerOf{};
+    for (size_t byte = 0; byte < powerOf.size(); ++byte)
+        powerOf[byte] = decoded(static_cast<unsigned char>(byte));
     std::vector<float> powers(size);
     for (size_t i = 0; i < size; ++i)
-        powers[i] = decoded(bytes[i]);
+        powers[i] = powerOf[bytes[i]];
     return powers;
 }
 
