@@ -1,0 +1,116 @@
+#pragma once
+
+// Movies to copy with RSQCompress, and services that turn their vectorized frames into images.
+
+#include <libDataIO/ireconstructionservice.h>
+#include <libDataIO/rsqcompressutil.h>
+
+#include <boost/smart_ptr/make_shared.hpp>
+
+#include <algorithm>
+
+#include <tests/support/expectfailure.h>
+#include <tests/support/moviebytes.h>
+#include <tests/support/movieparser.h>
+#include <tests/support/scratchfile.h>
+
+namespace mz::test {
+
+/// Gives images of which sample k is the k-th of the frame, over and over, plus one.
+class RepeatingService : public IReconstructionService {
+public:
+    bool prepare(boost::iterator_range<float const*>, int, int, float, float, float, float, float,
+                 float) override {
+        return true;
+    }
+    bool reconstruct(boost::iterator_range<uint16_t const*> input,
+                     boost::iterator_range<uint16_t*> output) override {
+        for (size_t k = 0; k < output.size(); ++k)
+            output[static_cast<std::ptrdiff_t>(k)] = static_cast<uint16_t>(
+                input.empty() ? 0 : input[static_cast<std::ptrdiff_t>(k % input.size())] + 1);
+        return true;
+    }
+    IReconstructionService* clone() const override { return new RepeatingService; }
+};
+
+inline boost::shared_ptr<IReconstructionService> repeatingService() {
+    return boost::make_shared<RepeatingService>();
+}
+
+/// A frame of 16-bit samples: sample i of frame n is 1000 n + i.
+inline QByteArray numberedFrame(int number, int samples) {
+    QByteArray frame;
+    for (int i = 0; i < samples; ++i)
+        frame += le16(static_cast<uint16_t>(1000 * number + i));
+    return frame;
+}
+
+/// The stored fraction of a fibre in the middle of a pixel.
+inline uint32_t fraction(int pixel, int side) {
+    return static_cast<uint32_t>(pixel * 4294967295.0 / side);
+}
+
+/// 16 × 8 pixels of 16 bits and eight fibres: sixteen pixels a fibre. Fibre i lies at pixel 2 i of
+/// row i.
+constexpr int movieWidth = 16;
+constexpr int movieHeight = 8;
+constexpr int moviePixels = movieWidth * movieHeight;
+constexpr int movieFibers = 8;
+constexpr int fiberStep = movieWidth + 2;
+
+inline MovieBytes withHeader(MZImagePixelType type = MZ_USHORT) {
+    MovieBytes movie;
+    movie.size(movieWidth, movieHeight).attribute("pixtype", type);
+    return movie.endian(Order::Little);
+}
+
+inline MovieBytes& addFibers(MovieBytes& movie) {
+    QByteArray words;
+    for (int i = 0; i < movieFibers; ++i)
+        words += le32(fraction(2 * i, movieWidth)) + le32(fraction(i, movieHeight));
+    return movie.chunk(MovieBytes::FiberCenter, words);
+}
+
+/// Frames of images, numbered from 0, then the fibres.
+inline MovieBytes images(int frames) {
+    MovieBytes movie = withHeader();
+    for (int i = 0; i < frames; ++i)
+        movie.frame(numberedFrame(i, moviePixels));
+    return addFibers(movie);
+}
+
+class Compression : public testing::Test {
+protected:
+    QString in() const { return _input.path(); }
+    QString out() const { return _input.sibling("output"); }
+
+    void put(MovieBytes const& movie) { writeFile(in(), movie.bytes()); }
+
+    Movie compressed(RSQCompress::Vectorization vectorization = RSQCompress::SameAsInput,
+                     CompressionType::e compression = CompressionType::None, int first = -1,
+                     int last = -1) {
+        RSQCompress::compressFileImpl(in(), out(), compression, vectorization, first, last, nullptr,
+                                      repeatingService());
+        return soundMovie(out());
+    }
+
+    /// The same failure as any other, but for the number of frames that were copied before it.
+    template <class Action>
+    void expectFailureAfter(size_t frames, Failure const& failure, Action action) {
+        expectFailure<IOFileException>(failure, action);
+        EXPECT_EQ(soundMovie(out()).frames.size(), frames);
+    }
+
+private:
+    ScratchFile _input;
+};
+
+inline Failure compressFailure(const char* code, const char* message) {
+    return {"dataio.rsqcompressutil", SOFTWARE, code, QString::fromLatin1(message)};
+}
+
+inline Failure invalidCopiedSize() {
+    return compressFailure("RC_CF_SIZE", "Frame size is invalid, file may be corrupted.");
+}
+
+}  // namespace mz::test
