@@ -160,7 +160,7 @@ TEST_F(Salvage, OfARecordingWithoutAFrameGivesAMovieWithoutOne) {
 TEST_F(Salvage, RefusesWhatIsNoMovie) {
     recordGood({});
     for (QByteArray const& other :
-         {QByteArray("\xff\xd8\xff\xe0\0\x10JFIF and so on, for more than a header", 48),
+         {QByteArray("\xff\xd8\xff\xe0") + QByteArray("JFIF and so on, for more than a header"),
           QByteArray("\n"), QByteArray("\n<CST"), QByteArray(100000, '\0'),
           QByteArray("\n<CEND") + QByteArray(100, '\n')}) {
         writeFile(damaged(), other);
