@@ -251,9 +251,7 @@ void inChild(Check check) {
 }
 
 TEST_P(Damage, MemoryIsBounded) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the sanitizer needs the address space itself";
-#endif
+    DATAIO_SKIP_IF_SANITIZED();
     inChild([&] {
         // What is mapped and free before counts as well: begin at the peak.
         const rlim_t before = peakMemory();
@@ -273,9 +271,7 @@ TEST_P(Damage, MemoryIsBounded) {
 }
 
 TEST_P(Damage, AFrameOfTheSizeThatIsBelievedIsReadInThatMemory) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the sanitizer needs the address space itself";
-#endif
+    DATAIO_SKIP_IF_SANITIZED();
     inChild([&] {
         const AddressSpaceLimit limit(mostMemory);
         GoodMovie large = GetParam();

@@ -303,9 +303,7 @@ TEST_F(FailingWriter, FailedStepsBackLeaveTheCursor) {
 }
 
 TEST_F(FailingWriter, ABufferThatCannotBeHadLeavesThePayload) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the sanitizer needs the address space itself";
-#endif
+    DATAIO_SKIP_IF_SANITIZED();
     openOver(sound);
     putSparseChunk(file, 36, 2, 0x7fffff00);
     ASSERT_TRUE(writer->seek(0));

@@ -146,9 +146,7 @@ TEST_F(Mapping, WhereTheFileCannotBeMappedWholeTheChunkIs) {
 }
 
 TEST_F(Mapping, AFileLargerThanTheAddressSpaceIsReadChunkByChunk) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the sanitizer needs the address space itself";
-#endif
+    DATAIO_SKIP_IF_SANITIZED();
     qint64 end = putSparseChunk(file, 0, 2, 0x7fffffff);
     file.put(end, chunk(2, QByteArray(100000, 'b')) + chunk(5, "info"));
     reader.fileDes(file.open(O_RDONLY));

@@ -163,6 +163,12 @@ TEST(FileWriter, FailedOpensLeaveNoFile) {
     fails(directory, EISDIR);
     fails(nowhere, ENOENT);
     fails(withNul, ENOENT);
+}
+
+TEST(FileWriter, WithoutADescriptorLeftNothingIsOpened) {
+    DATAIO_SKIP_IF_SANITIZED();
+    const ScratchFile file;
+    FileWriter writer;
     const SoftLimit noMoreDescriptors(RLIMIT_NOFILE, 0);
     expectFailure<IOFileException>(openFailure("FW_OF_OPEN2", file.path(), EMFILE),
                                    [&] { writer.openFile(file.path(), FW_APPEND); });
