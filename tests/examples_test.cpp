@@ -412,6 +412,47 @@ TEST_F(Examples, SalvageBringsBackTheFramesOfACutMovie) {
                     .contains(QStringLiteral("opens as it is")));
 }
 
+TEST_F(Examples, SalvageLendsAVectorizedMovieWhatItNeeds) {
+    succeed(QStringLiteral("demo"), {QStringLiteral("--frames"), QStringLiteral("3")});
+    const QStringList vectorized =
+        QDir(path("movies")).entryList({QStringLiteral("*vec*")}, QDir::Files);
+    ASSERT_FALSE(vectorized.isEmpty());
+    const QString like = QStringLiteral("movies/") + vectorized.first();
+    succeed(QStringLiteral("recompress"), {QStringLiteral("--compression"), QStringLiteral("gz"),
+                                           like, QStringLiteral("v.movie")});
+    // Of a killed recorder there is nothing behind the frames.
+    const QByteArray whole = readFile(path("v.movie"));
+    const QByteArray fibersStart = startHeader(6, 0).left(10);
+    const QByteArray killed = whole.left(whole.indexOf(fibersStart));
+    ASSERT_LT(killed.size(), whole.size());
+    writeFile(path("killed.movie"), killed);
+    refuse(QStringLiteral("salvage"),
+           {QStringLiteral("--set"), QStringLiteral("compression_type=bz2"),
+            QStringLiteral("killed.movie")},
+           "--like");
+    EXPECT_EQ(readFile(path("killed.movie")), killed);
+    succeed(QStringLiteral("salvage"),
+            {QStringLiteral("--like"), QStringLiteral("v.movie"), QStringLiteral("killed.movie")});
+    EXPECT_EQ(fact("killed.movie", "digest"), fact("v.movie", "digest"));
+}
+
+TEST_F(Examples, SalvageReportsEachPlaceThatIsLost) {
+    drawDeep("a.png", 1);
+    const QString a = QStringLiteral("a.png");
+    succeed(QStringLiteral("record"), {QStringLiteral("whole.movie"), a, a, a});
+    QByteArray damaged = readFile(path("whole.movie")).left(3 * 2432);
+    damaged[2432] = 'x';
+    writeFile(path("damaged.movie"), damaged + "torn");
+    const QString out =
+        succeed(QStringLiteral("salvage"), {QStringLiteral("--like"), QStringLiteral("whole.movie"),
+                                            QStringLiteral("damaged.movie")})
+            .simplified();
+    EXPECT_TRUE(out.contains(QStringLiteral("frames kept 2"))) << out.toStdString();
+    EXPECT_TRUE(out.contains(QStringLiteral("not kept at byte bytes"))) << out.toStdString();
+    EXPECT_TRUE(out.contains(QStringLiteral("begins here 2432 2432"))) << out.toStdString();
+    EXPECT_EQ(fact("damaged.movie", "frames"), QStringLiteral("2"));
+}
+
 TEST_F(Examples, DemoShowsThatEveryFormReadsBack) {
     const QString out =
         succeed(QStringLiteral("demo"), {QStringLiteral("--frames"), QStringLiteral("3")});
