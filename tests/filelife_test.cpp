@@ -1,141 +1,258 @@
-// The life of one movie, from its recording to a recompressed copy; after each step the whole file
-// is looked at by a parser that shares nothing with the library.
+// One movie on its way through every operation that changes files. After each step it is compared
+// byte for byte with what a model of the format says, and judged by the independent parser.
 
 #include <libDataIO/imagereader.h>
+#include <libDataIO/imageutilities.h>
 #include <libDataIO/imagewriter.h>
 #include <libDataIO/rsqcompressutil.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <vector>
+#include <cstdlib>
+#include <ctime>
 
+#include <tests/support/logcapture.h>
 #include <tests/support/movieparser.h>
-#include <tests/support/recordings.h>
+#include <tests/support/recording.h>
 #include <tests/support/scratchfile.h>
+#include <tests/support/streams.h>
 
 using namespace mz;
 using namespace mz::test;
 
 namespace {
 
-const std::vector<uint32_t> trailing = {6, 7, 8, 5};
+constexpr int width = 16;
+constexpr int height = 8;
 
-/// What each frame of the movie is expected to hold, in the order of the index.
-struct Expected {
-    std::vector<QByteArray> frames;
-    std::vector<int> seconds;  ///< stored in ascending order, whatever the order of the frames
-    std::vector<int> powers;   ///< as bytes
+/// What a finished movie holds, and its bytes.
+struct Model {
+    std::vector<QByteArray> frames;  ///< in the order of the file
+    std::vector<size_t> order;       ///< the place in the file of each frame of the index
+    QByteArray fibers, times, powers;
+    std::map<QByteArray, QByteArray> text;
+
+    void append(QByteArray const& frame, uint32_t seconds, char power) {
+        order.push_back(frames.size());
+        frames.push_back(frame);
+        times += le32(seconds) + le32(0);
+        powers += power;
+    }
+
+    QByteArray bytes() const {
+        QByteArray file;
+        std::vector<uint32_t> offsets;
+        for (QByteArray const& frame : frames) {
+            offsets.push_back(static_cast<uint32_t>(file.size()));
+            file += chunk(2, frame);
+        }
+        QByteArray index;
+        for (const size_t place : order)
+            index += indexRecord(2, offsets[place], static_cast<uint32_t>(frames[place].size()));
+        uint32_t type = 6;
+        for (QByteArray const& payload : {fibers, times, powers}) {
+            index += indexRecord(type, static_cast<uint32_t>(file.size()),
+                                 static_cast<uint32_t>(payload.size()));
+            file += chunk(type++, payload);
+        }
+        QByteArray lines;
+        for (auto const& [key, value] : text)
+            lines += key + '=' + value + '\n';
+        return file + chunk(5, le32(static_cast<uint32_t>(index.size() / 12)) + index + lines);
+    }
+
+    /// The movie as its copy stores it: each frame where it is played.
+    Model inOrderOfPlay() const {
+        Model copy = *this;
+        for (size_t i = 0; i < order.size(); ++i) {
+            copy.frames[i] = frames[order[i]];
+            copy.order[i] = i;
+        }
+        return copy;
+    }
 };
-
-int powerByte(float power) {
-    return static_cast<int>(power * 254 + 0.5F);
-}
 
 class FileLife : public testing::Test {
 protected:
+    FileLife() {
+        setenv("TZ", "<+02>-2", 1);  // two hours east, whatever the machine
+        tzset();
+    }
+
+    static QByteArray frame(uint32_t number) { return frame16(width * height, number); }
+
+    void expectAsModelled(const char* step) {
+        SCOPED_TRACE(step);
+        expectAsModelled(file.path(), model);
+    }
+
+    static void expectAsModelled(QString const& path, Model const& expected) {
+        EXPECT_EQ(readFile(path), expected.bytes());
+        const Movie movie = soundMovie(path);
+        ASSERT_EQ(movie.frames.size(), expected.frames.size());
+        ImageReader reader(path);
+        for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
+            const void* data = nullptr;
+            const auto size = reader.getRawFrame(data, i);
+            ASSERT_TRUE(size);
+            EXPECT_EQ(QByteArray(static_cast<const char*>(data), *size),
+                      expected.frames[expected.order[i]]);
+        }
+    }
+
     void record() {
         ImageWriter writer;
-        writer.create(_file.path(), false);
-        writer.width(_kind.width);
-        writer.height(_kind.height);
-        writer.pixType(MZ_USHORT);
-        writer.setComment(QStringLiteral("two\nlines"));
-        writer.addRasterFiberContinuousIndexes(someFibers());
-        for (int i = 0; i < 3; ++i)
-            add(writer, i);
+        writer.create(file.path(), false);
+        setSize(writer, width, height);
+        writer.addRasterFiberContinuousIndexes({0, 0, width - 1, height - 1});
+        for (uint32_t i = 0; i < 4; ++i)
+            add(writer, frame(i), timeOf(100 + i), i % 2 == 0 ? 1.0F : -1.0F);
         writer.close();
+
+        for (uint32_t i = 0; i < 4; ++i)
+            model.append(frame(i), 100 + i, i % 2 == 0 ? '\xfe' : '\xff');
+        model.fibers = le32(0) + le32(0) + le32(4026531839u) + le32(3758096383u);
+        model.text = {{"compression_type", "none"},
+                      {"endian", "2"},
+                      {"height", "8"},
+                      {"pixbits", "16"},
+                      {"pixtype", "5"},
+                      {"utc_offset_seconds", "7200"},
+                      {"width", "16"}};
     }
 
-    void add(ImageWriter& writer, int number) {
-        const QByteArray frame = frameOf(_kind, number);
-        writer.addFrameAtEnd(frame.constData(), static_cast<int>(frame.size()), timeOfFrame(number),
-                             powerOfFrame(number));
-        _expected.frames.push_back(frame);
-        _expected.seconds.push_back(1000 + number);
-        _expected.powers.push_back(powerByte(powerOfFrame(number)));
+    /// Two frames, the second of them a second after the first. Times are kept in ascending order.
+    void append(uint32_t seconds) {
+        ImageWriter writer;
+        writer.modify(file.path());
+        add(writer, frame(4), timeOf(seconds), 0.0F);
+        writer.addFrameAtEnd(frame(5).constData(), width * height * 2, timeOf(seconds + 1), 1.0F);
+        writer.setComment(QStringLiteral("two\nlines"));
+        writer.close();
+
+        model.append(frame(4), seconds, '\0');
+        model.append(frame(5), seconds + 1, '\xfe');
+        model.text["comment"] = "two\alines";
     }
 
-    void expectWhole(QString const& path) const {
-        const Movie movie = soundMovie(path);
-        std::vector<uint32_t> types(_expected.frames.size(), 2);
-        types.insert(types.end(), trailing.begin(), trailing.end());
-        EXPECT_EQ(movie.types(), types);
-        EXPECT_EQ(movie.frames, _expected.frames);
-        EXPECT_EQ(movie.powers, _expected.powers);
-        ASSERT_EQ(movie.times.size(), _expected.seconds.size());
-        for (size_t i = 0; i < movie.times.size(); ++i)
-            EXPECT_EQ(movie.times[i].sec, _expected.seconds[i]) << i;
-        EXPECT_EQ(movie.fiberWords.size(), someFibers().size());
-        EXPECT_EQ(movie.attribute("comment"), QByteArray("two\alines"));
-        EXPECT_EQ(movie.attribute("endian"), QByteArray("2"));
+    /// Replaces the frame that the index lists at `number`.
+    void replace(unsigned int number, uint32_t seed, uint32_t seconds) {
+        ImageWriter writer;
+        writer.modify(file.path());
+        writer.replaceFrame(frame(seed).constData(), number, timeOf(seconds), 0.0F);
+        writer.close();
+
+        model.frames[model.order[number]] = frame(seed);
+        model.times.replace(8 * qsizetype{number}, 8, le32(seconds) + le32(0));
+        model.powers[number] = '\0';
     }
 
-    RecordingKind _kind;
-    ScratchFile _file;
-    Expected _expected;
+    /// Of the first four or, when there are no more, of all frames.
+    void arrangeRing(int frames) {
+        ImageWriter writer;
+        writer.modify(file.path());
+        frames > 4 ? writer.organizeIndex(1, 4) : writer.setFirstFrame(1);
+        writer.close();
+
+        std::rotate(model.order.begin(), model.order.begin() + 1, model.order.begin() + 4);
+        std::rotate(model.powers.begin(), model.powers.begin() + 1, model.powers.begin() + 4);
+    }
+
+    void annotate() {
+        AttributeChunk attributes = ImageReader(file.path()).attributeChunk();
+        attributes.set(QStringLiteral("plug_event_1"), QStringLiteral("2\ainjection"));
+        attributes.erase(QStringLiteral("comment"));
+        ImageWriter writer;
+        writer.modifyAttribute(file.path(), attributes);
+
+        model.text["plug_event_1"] = "2\ainjection";
+        model.text.erase("comment");
+    }
+
+    ScratchFile file;
+    Model model;
 };
 
-TEST_F(FileLife, KeepsTheFileWholeAtEachStep) {
+TEST_F(FileLife, GoesByTheBookAtEachStep) {
     record();
-    expectWhole(_file.path());
+    expectAsModelled("recorded");
+
     {
-        SCOPED_TRACE("append");
         ImageWriter writer;
-        writer.modify(_file.path());
-        add(writer, 3);
-        add(writer, 4);
-        writer.close();
-        expectWhole(_file.path());
+        writer.modify(file.path());
     }
+    expectAsModelled("opened and closed again");
+
+    append(110);
+    expectAsModelled("appended");
+
+    replace(1, 71, 101);
+    expectAsModelled("frame replaced");
+
+    arrangeRing(6);
+    expectAsModelled("made a ring");
+
+    replace(3, 73, 103);
+    expectAsModelled("frame of the ring replaced");
+
+    annotate();
+    expectAsModelled("annotated");
+
+    append(120);
+    expectAsModelled("appended to the ring");
+
+    file.resize(file.size() - 1);
     {
-        SCOPED_TRACE("replace");
-        ImageWriter writer;
-        writer.modify(_file.path());
-        const QByteArray frame = frameOf(_kind, 40);
-        timeval time{};
-        time.tv_sec = 1001;
-        writer.replaceFrame(frame.constData(), 1, time, 1.0F);
-        writer.close();
-        _expected.frames[1] = frame;
-        _expected.powers[1] = 254;
-        expectWhole(_file.path());
+        const LogCapture quiet;
+        ImageUtilities::salvage(file.path(), AttributeChunk());
     }
+    expectAsModelled("cut and salvaged");
+
+    // Without index and powers, which the cut has reached, the order is that of the file.
+    const auto info = static_cast<qint64>(soundMovie(file.path()).chunks.back().offset);
+    file.resize(info - 8);
+    const QString copy = file.sibling("copy");
+    AttributeChunk attributes;
+    for (auto const& [key, value] : model.text)
+        attributes.set(QString::fromLatin1(key), QString::fromLatin1(value));
     {
-        SCOPED_TRACE("ring");
-        ImageWriter writer;
-        writer.modify(_file.path());
-        writer.setFirstFrame(2);
-        writer.close();
-        std::rotate(_expected.frames.begin(), _expected.frames.begin() + 2, _expected.frames.end());
-        std::rotate(_expected.powers.begin(), _expected.powers.begin() + 2, _expected.powers.end());
-        expectWhole(_file.path());
+        const LogCapture quiet;
+        ImageUtilities::salvageTo(file.path(), copy, attributes);
     }
-    {
-        SCOPED_TRACE("annotate");
-        ImageReader reader(_file.path());
-        AttributeChunk attributes = reader.attributeChunk();
-        reader.close();
-        attributes.set(QStringLiteral("plug_operator"), QStringLiteral("somebody"));
-        ImageWriter().modifyAttribute(_file.path(), attributes);
-        expectWhole(_file.path());
-        EXPECT_EQ(soundMovie(_file.path()).attribute("plug_operator"), QByteArray("somebody"));
-    }
-    {
-        SCOPED_TRACE("recompress");
-        const ScratchFile packed;
-        const ScratchFile unpacked;
-        RSQCompress::compressFile(_inputFilename = _file.path(), _outputFilename = packed.path(),
-                                  _compression = CompressionType::BZip2);
-        const Movie movie = soundMovie(packed.path());
-        EXPECT_EQ(movie.attribute("compression_type"), QByteArray("bz2"));
-        EXPECT_EQ(movie.attribute("plug_operator"), QByteArray("somebody"));
-        EXPECT_EQ(movie.powers, _expected.powers);
-        for (QByteArray const& frame : movie.frames)
-            EXPECT_TRUE(frame.startsWith("BZh9"));
-        RSQCompress::compressFile(_inputFilename = packed.path(),
-                                  _outputFilename = unpacked.path());
-        expectWhole(unpacked.path());
+    const Movie salvaged = soundMovie(copy);
+    EXPECT_EQ(salvaged.frames, model.frames);
+    EXPECT_EQ(salvaged.times, parseMovie(model.bytes()).times);
+    EXPECT_TRUE(salvaged.powers.empty());
+}
+
+TEST_F(FileLife, GoesOnThroughEveryCompression) {
+    record();
+    arrangeRing(4);
+    annotate();
+    expectAsModelled("before the first copy");
+    model.text["data_type"] = "imp";
+    model.text["plug_event_1"] = "3\ainjection";  // each copy counts one frame more
+    for (const CompressionType::e compression :
+         {CompressionType::ZLib, CompressionType::GZip, CompressionType::BZip2}) {
+        const QString packed = file.sibling("packed");
+        RSQCompress::compressFile(_inputFilename = file.path(), _outputFilename = packed,
+                                  _compression = compression);
+        Movie movie = soundMovie(packed);
+        Model expected = model.inOrderOfPlay();
+        ASSERT_EQ(movie.frames.size(), expected.frames.size());
+        for (size_t i = 0; i < movie.frames.size(); ++i) {
+            EXPECT_EQ(decompressed(compression, movie.frames[i], 1000), expected.frames[i]);
+            expected.frames[i] = movie.frames[i];
+        }
+        expected.text["compression_type"] = movie.attribute("compression_type");
+        EXPECT_EQ(readFile(packed), expected.bytes());
+
+        const QString unpacked = file.sibling("unpacked");
+        RSQCompress::compressFile(_inputFilename = packed, _outputFilename = unpacked);
+        expected = model.inOrderOfPlay();
+        expected.text["plug_event_1"] = "4\ainjection";
+        expectAsModelled(unpacked, expected);
     }
 }
 
