@@ -9,7 +9,8 @@
 
 namespace mz {
 
-/// Neither copyable nor to be shared between threads: it owns its descriptor.
+/// Neither copyable nor to be shared between threads: it owns its descriptor. MMapChunkReader says
+/// what each operation does, returns and throws.
 class DATAIO_EXPORT ChunkReader {
 public:
     ChunkReader();

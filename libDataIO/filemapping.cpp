@@ -40,7 +40,7 @@ bool FileMapping::_unmap(Region& region) {
     return true;
 }
 
-bool FileMapping::release() {
+bool FileMapping::_release() {
     if (!_unmap(_chunk)) return false;
     if (!_fileChanged) return true;
     if (!_unmap(_file)) return false;
@@ -68,7 +68,8 @@ const char* FileMapping::_viewWholeFile(int fd, qint64 fileSize, qint64 offset, 
 }
 
 void FileMapping::_giveBackPages(qint64 offset, qint64 length) {
-    if (_handedOut + length > giveBackInterval) {
+    // While nothing is handed out, the range is still that of a former mapping.
+    if (_handedOut > 0 && _handedOut + length > giveBackInterval) {
         // The view that is about to be handed out is not in the range, unless it was before. A
         // failure costs memory, not data.
         const qint64 begin = pageStart(_handedOutBegin);

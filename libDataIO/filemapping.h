@@ -26,13 +26,22 @@ public:
     ///        enough because the file has grown
     const char* view(int fd, qint64 fileSize, qint64 offset, qint64 length);
 
+    /// The bytes [offset, offset + length) in the mapping of the whole file as it was when it was
+    /// mapped, or null when they are not in it. It may only be looked at as far as the file reaches
+    /// now.
+    const char* mapped(qint64 offset, qint64 length) const {
+        const bool isInside =
+            offset >= 0 && offset + length <= static_cast<qint64>(_file.length) && !_fileChanged;
+        return isInside ? _file.start + offset : nullptr;
+    }
+
     /// From the next release() on, views are of another file, or of none.
     void fileChanged() { _fileChanged = true; }
 
     /// Ends the current view, if any.
     /// @return false with errno set when memory cannot be given back; the view is as it was and the
     ///         call may be repeated
-    bool release();
+    bool release() { return (_chunk.start == nullptr && !_fileChanged) || _release(); }
 
 private:
     struct Region {
@@ -42,6 +51,7 @@ private:
 
     static Region _map(int fd, qint64 offset, size_t length);
     static bool _unmap(Region& region);
+    bool _release();
     const char* _viewWholeFile(int fd, qint64 fileSize, qint64 offset, qint64 length);
     void _giveBackPages(qint64 offset, qint64 length);
 

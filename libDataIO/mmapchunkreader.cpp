@@ -7,6 +7,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace mz {
 
 namespace {
@@ -40,10 +42,13 @@ const void* MMapChunkReader::data() const {
 bool MMapChunkReader::nextChunk(unsigned int type) {
     _unmapData();
     ChunkStartHeader header;
-    if (!header.loadFD(_fd, _offset) || header.type() != type) return false;
+    qint64 fileSize = -1;
+    if (!_loadHeader(header, ChunkStartHeader::_headerStr, _offset, fileSize) ||
+        header.type() != type)
+        return false;
 
     const qint64 payload = _offset + chunkHeaderSize;
-    const qint64 fileSize = posix::fileSize(_fd);
+    if (fileSize == -1) fileSize = posix::fileSize(_fd);
     if (fileSize != -1 && payload + header.size() > fileSize)
         DATAIO_FAIL(IOFileException, logger, SOFTWARE, "MM_NC_BOUND", chunkOutsideFile());
     const char* data =
@@ -59,10 +64,13 @@ bool MMapChunkReader::nextChunk(unsigned int type) {
 bool MMapChunkReader::prevChunk(unsigned int type) {
     _unmapData();
     ChunkEndHeader header;
-    if (!header.loadFD(_fd, endHeaderOffset(_offset)) || header.type() != type) return false;
+    qint64 fileSize = -1;
+    if (!_loadHeader(header, ChunkEndHeader::_headerStr, endHeaderOffset(_offset), fileSize) ||
+        header.type() != type)
+        return false;
 
     const qint64 payload = _offset - chunkHeaderSize - header.size();
-    const qint64 fileSize = posix::fileSize(_fd);
+    if (fileSize == -1) fileSize = posix::fileSize(_fd);
     // The end as well: the file may have been cut since its header was read.
     if (payload < chunkHeaderSize || (fileSize != -1 && payload + header.size() > fileSize))
         DATAIO_FAIL(IOFileException, logger, SOFTWARE, "MM_CR_BOUND", chunkOutsideFile());
@@ -107,6 +115,31 @@ void MMapChunkReader::closeFile() {
     if (_fd != -1) posix::close(_fd);
     _fd = -1;
     _offset = 0;
+}
+
+/// Loads a header from the file, or from the kept mapping where that shows the file as it is now;
+/// `fileSize` is then the file's length and otherwise stays. Of two small calls, to read the header
+/// and to ask for the length, which took 1.2 of the 2.2 µs of a move, the cheapest way to ask is
+/// left, 0.2 µs: on frames of 32 KiB, whose pixels take 2.5 µs, that is one third of the speed.
+/// Whatever is not a sound header inside the file is left to the file to tell.
+bool MMapChunkReader::_loadHeader(ChunkHeaderBase& header, const char* text, qint64 offset,
+                                  qint64& fileSize) {
+    ChunkHeaderBytes bytes;
+    unsigned int type = 0;
+    unsigned int size = 0;
+    if (const char* mapped = _mapping->mapped(offset, chunkHeaderSize)) {
+        const qint64 length = posix::seek(_fd, 0, SEEK_END);
+        if (length >= offset + chunkHeaderSize) {
+            std::copy_n(mapped, bytes.size(), bytes.begin());
+            if (decodeChunkHeader(bytes, text, type, size)) {
+                header.type(type);
+                header.size(size);
+                fileSize = length;
+                return true;
+            }
+        }
+    }
+    return header.loadFD(_fd, offset);
 }
 
 void MMapChunkReader::_unmapData() {

@@ -9,6 +9,7 @@
 
 namespace mz {
 
+class ChunkHeaderBase;
 class FileMapping;
 
 /// The cursor is an offset in bytes that lies on a chunk boundary, 0 at first. After a successful
@@ -53,17 +54,18 @@ public:
     unsigned int size() const override { return _chunkSize; }
 
     /// The cursor to the start of the file. @return true
-    /// @throws IOFileException "MM_R_SEEK" when the descriptor cannot be moved; the cursor is
-    ///         unchanged
+    /// @throws IOFileException "MM_R_SEEK" when the descriptor cannot be moved, CriticalException
+    ///         "MM_UNMAP" as nextChunk(); the cursor is unchanged
     bool rewind() override;
 
     /// The cursor to the end of the file, as it is now. @return true
-    /// @throws IOFileException "MM_SE_SEEK" when the descriptor cannot be moved; the cursor is
-    ///         unchanged
+    /// @throws IOFileException "MM_SE_SEEK" when the descriptor cannot be moved, CriticalException
+    ///         "MM_UNMAP" as nextChunk(); the cursor is unchanged
     bool seekEnd() override;
 
     /// The cursor to an offset in bytes, such as the index holds. Nothing is checked here: the next
     /// move fails when no chunk begins there. @return true
+    /// @throws CriticalException "MM_UNMAP" as nextChunk(); the cursor is unchanged
     bool seek(qint64 offset) override;
 
     /// Releases the mapping, closes the descriptor if any and sets the cursor to 0.
@@ -71,6 +73,7 @@ public:
     void closeFile() override;
 
 private:
+    bool _loadHeader(ChunkHeaderBase& header, const char* text, qint64 offset, qint64& fileSize);
     void _unmapData();
 
     unsigned int _chunkSize = 0;

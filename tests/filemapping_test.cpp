@@ -273,4 +273,20 @@ TEST_F(Mapping, InterruptedReadsOfHeadersAreMadeAgain) {
     EXPECT_EQ(interrupted.hits(), 2);
 }
 
+TEST_F(Mapping, PagesOfAFormerFileAreNotGivenBackForALargeChunkOfTheNext) {
+    const qint64 farOut = putSparseChunk(file, 0, 2, 300 * mebibyte);
+    putSparseChunk(file, farOut, 2, 10 * mebibyte);
+    const ScratchFile large;
+    putSparseChunk(large, 0, 2, 65 * mebibyte);
+    reader.fileDes(file.open(O_RDONLY));
+    ASSERT_TRUE(reader.seek(farOut));
+    ASSERT_TRUE(reader.nextChunk(2));
+    reader.closeFile();
+
+    const FailingCalls advised(Call::Advise, EINVAL);
+    reader.fileDes(large.open(O_RDONLY));
+    ASSERT_TRUE(reader.nextChunk(2));
+    EXPECT_EQ(advised.hits(), 0) << "what lies behind the large file in memory is not ours to drop";
+}
+
 }  // namespace
