@@ -3,6 +3,8 @@
 // The framing in plain values, for the modules that place header and payload themselves. Not
 // installed; defined in chunkheader.cpp.
 
+#include <libCommon/locationinfo.h>
+
 #include <QString>
 
 #include <array>
@@ -33,7 +35,7 @@ inline QString chunkOutsideFile() {
     return QStringLiteral("Chunk exceeds file, file may be corrupted.");
 }
 
-/// Raises "CHB_WFD_WRITE" for the current errno.
-[[noreturn]] void failChunkHeaderWrite();
+/// Raises "CHB_WFD_WRITE" for the current errno, as the operation at `location`.
+[[noreturn]] void failChunkHeaderWrite(LocationInfo const& location);
 
 }  // namespace mz

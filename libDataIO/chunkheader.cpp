@@ -41,10 +41,10 @@ bool decodeChunkHeader(ChunkHeaderBytes const& bytes, const char* text, unsigned
     return true;
 }
 
-void failChunkHeaderWrite() {
+void failChunkHeaderWrite(LocationInfo const& location) {
     // The text names the start header for end headers as well; applications know it so.
-    DATAIO_FAIL(IOFileException, logger, SYSCALL, "CHB_WFD_WRITE",
-                withSystemError("Could not write chunk start header: "));
+    DATAIO_FAIL_AT(IOFileException, logger, SYSCALL, "CHB_WFD_WRITE",
+                   withSystemError("Could not write chunk start header: "), location);
 }
 
 ChunkHeaderBase::~ChunkHeaderBase() = default;
@@ -90,7 +90,7 @@ bool ChunkHeaderBase::writeFD(int fd) {
     const ssize_t count = posix::write(fd, bytes.data(), bytes.size());
     if (count < chunkHeaderSize) {
         if (errno == 0) errno = ENOSPC;  // a full device takes what it can without a reason
-        failChunkHeaderWrite();
+        failChunkHeaderWrite(DATAIO_HERE);
     }
     return true;
 }

@@ -45,15 +45,16 @@ QString previousUnreadable() {
     return withSystemError("Could not read previous chunk data: ");
 }
 
-[[noreturn]] void failPayloadWrite() {
-    DATAIO_FAIL(IOFileException, logger, SYSCALL, "FDCW_AC_WRITE",
-                withSystemError("Could not write all data: "));
+[[noreturn]] void failPayloadWrite(LocationInfo const& location) {
+    DATAIO_FAIL_AT(IOFileException, logger, SYSCALL, "FDCW_AC_WRITE",
+                   withSystemError("Could not write all data: "), location);
 }
 
 /// Fails as the part of the chunk in which the write stopped.
-[[noreturn]] void failWriteAfter(qint64 written, qint64 payloadSize) {
-    if (written >= chunkHeaderSize && written < chunkHeaderSize + payloadSize) failPayloadWrite();
-    failChunkHeaderWrite();
+[[noreturn]] void failWriteAfter(qint64 written, qint64 payloadSize, LocationInfo const& location) {
+    if (written >= chunkHeaderSize && written < chunkHeaderSize + payloadSize)
+        failPayloadWrite(location);
+    failChunkHeaderWrite(location);
 }
 
 bool hasBytesAt(int fd, qint64 offset, ChunkHeaderBytes const& expected) {
@@ -90,15 +91,15 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, size_t size) {
     if (_fd == -1)
         DATAIO_FAIL(IOFileException, logger, SOFTWARE, "FDCW_AC_BADFD",
                     QStringLiteral("Cannot write in a non openned file."));
-    if (!_removeTornChunk()) failPayloadWrite();
-    const qint64 lengthBefore =
-        posix::seek(_fd, _offset, SEEK_SET) == -1 ? -1 : posix::fileSize(_fd);
-    if (lengthBefore == -1)
+    if (!_removeTornChunk()) failPayloadWrite(DATAIO_HERE);
+    // The end as a position: to ask for the file's status would take three times as long.
+    const qint64 lengthBefore = posix::seek(_fd, 0, SEEK_END);
+    if (lengthBefore == -1 || posix::seek(_fd, _offset, SEEK_SET) == -1)
         DATAIO_FAIL(IOFileException, logger, SYSCALL, "FDCW_AC_SEEK",
                     QStringLiteral("Cannot seek in file before writing data."));
     if (!fits(_offset, size)) {
         errno = EFBIG;
-        failPayloadWrite();
+        failPayloadWrite(DATAIO_HERE);
     }
 
     const auto chunkSize = static_cast<qint64>(size) + chunkFramingSize;
@@ -108,7 +109,7 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, size_t size) {
         _soundLength = lengthBefore;
         _removeTornChunk();
         errno = reason;
-        failWriteAfter(written, static_cast<qint64>(size));
+        failWriteAfter(written, static_cast<qint64>(size), DATAIO_HERE);
     }
     const auto offset = static_cast<unsigned int>(_offset);
     _offset += chunkSize;
@@ -185,17 +186,16 @@ bool FDChunkWriter::_readPayload(unsigned int size) {
         _data.reset(new char[size]);  // a failing allocation leaves the former payload
         _capacity = size;
     }
-    _size = 0;
+    _size = size;
     unsigned int filled = 0;
+    ssize_t count = 0;
     while (filled < size) {
-        const ssize_t count = posix::read(_fd, _data.get() + filled, size - filled);
-        if (count == -1) return false;
-        if (count == 0) break;
+        count = posix::read(_fd, _data.get() + filled, size - filled);
+        if (count <= 0) break;
         filled += static_cast<unsigned int>(count);
     }
     std::fill(_data.get() + filled, _data.get() + size, '\0');
-    _size = size;
-    return true;
+    return count != -1;
 }
 
 bool FDChunkWriter::seek(qint64 offset) {

@@ -32,8 +32,9 @@ public:
     ///         cannot be reached, nothing written; "CHB_WFD_WRITE" (a header) or "FDCW_AC_WRITE"
     ///         (the payload) when not all bytes were written, the latter also, before a byte is
     ///         written, for a chunk that would end beyond 4,294,967,295 bytes, the last offset of
-    ///         the format. The cursor stays, bytes beyond the file's length before the call are cut
-    ///         off, bytes overwritten are lost; the call may be tried again
+    ///         the format, and while the torn chunk of an earlier failure cannot be cut off. The
+    ///         cursor stays, bytes beyond the file's length before the call are cut off, bytes
+    ///         overwritten are lost; the call may be tried again
     int addChunk(unsigned int type, const void* data, size_t size) override;
 
     /// Closes the descriptor, if any; it is given up also when closing fails.
@@ -46,16 +47,18 @@ public:
     /// mapped reader stops behind it): seek() before the next step.
     /// @return true, or false, nothing changed, at the end of the file and for another type
     /// @throws IOFileException "FDCW_NC_BOUND" when the chunk leaves the file; "FDCW_NC_SEEK",
-    ///         "FDCW_NC_READ" when the system fails, after which the latter leaves no payload
-    ///         (chunkSize() is 0); and those of ChunkHeaderBase::loadFD. The cursor stays
+    ///         "FDCW_NC_READ" when the system fails, after which chunkSize() is that chunk's and
+    ///         zeros stand for what could not be read; and those of ChunkHeaderBase::loadFD.
+    ///         std::bad_alloc when there is no memory for the payload: the former one stays. The
+    ///         cursor stays
     bool nextChunk(unsigned int type) override;
 
     /// Steps back over the chunk in front of the cursor if it is of the given type, and reads its
     /// payload. The cursor is then in front of that chunk's start header.
     /// @return true, or false, nothing changed, at the start of the file and for another type
     /// @throws IOFileException "FDCW_PC_BOUND" when the chunk begins before the file;
-    ///         "FDCW_PC_SEEK1", "FDCW_PC_SEEK2", "FDCW_PC_READ" (no payload left) when the system
-    ///         fails; and those of ChunkHeaderBase::loadFD. The cursor stays
+    ///         "FDCW_PC_SEEK1", "FDCW_PC_SEEK2", "FDCW_PC_READ" when the system fails; and else as
+    ///         nextChunk(). The cursor stays
     bool prevChunk(unsigned int type) override;
 
     /// Whether a chunk of exactly that type and payload size stands at `offset`. The cursor stays.
@@ -67,6 +70,7 @@ public:
     /// The cursor to an offset in bytes. @return false, cursor unchanged, when the system refuses
     bool seek(qint64 offset) override;
     /// The cursor to the end of the file. @return false, cursor unchanged, when the system refuses
+    /// or the torn chunk of an earlier failure cannot be cut off
     bool seekEnd() override;
 
     /// The cursor to the start of the chunk in front of it, of whatever type; no payload is read.
@@ -89,8 +93,9 @@ public:
     /// Prints the state to standard output, without a newline at its end.
     void dumpDebug() const override;
 
-    /// Cuts the file at the cursor.
-    /// @throws IOFileException "FDCW_TRUNC"
+    /// Cuts the file at the cursor, which stays.
+    /// @throws IOFileException "FDCW_TRUNC" when the system refuses, the file is only read for
+    ///         instance, or the torn chunk of an earlier failure cannot be cut off
     void truncateFile();
 
 private:

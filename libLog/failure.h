@@ -18,14 +18,17 @@
     mz::LocationInfo(__FILE__, static_cast<const char*>(__PRETTY_FUNCTION__), __LINE__)
 
 /// Logs and throws. The message is an expression and is evaluated for the record and again for the
-/// exception.
-#define DATAIO_FAIL(Exception, logger, origin, code, message)                               \
-    do {                                                                                    \
-        if ((logger)->level() >= mz::LogLevel::Error)                                       \
-            (logger)->forceLog(mz::LogLevel::getError(), (origin), QStringLiteral(code),    \
-                               (message), DATAIO_HERE);                                     \
-        throw Exception((message), (origin), QStringLiteral(code), QString(), DATAIO_HERE); \
+/// exception. With a location, for a function that fails on behalf of the operation at `location`.
+#define DATAIO_FAIL_AT(Exception, logger, origin, code, message, location)                 \
+    do {                                                                                   \
+        if ((logger)->level() >= mz::LogLevel::Error)                                      \
+            (logger)->forceLog(mz::LogLevel::getError(), (origin), QStringLiteral(code),   \
+                               (message), (location));                                     \
+        throw Exception((message), (origin), QStringLiteral(code), QString(), (location)); \
     } while (false)
+
+#define DATAIO_FAIL(Exception, logger, origin, code, message) \
+    DATAIO_FAIL_AT(Exception, logger, origin, code, message, DATAIO_HERE)
 
 #define DATAIO_LOG_WARNING(logger, origin, code, message)                                  \
     do {                                                                                   \

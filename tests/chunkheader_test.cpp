@@ -231,4 +231,18 @@ TEST(EndHeaderOffset, IsNegativeWhereNoHeaderCanBe) {
     EXPECT_EQ(endHeaderOffset(0x100000000), 0xfffffff0);
 }
 
+TEST_F(ChunkHeader, AFailureNamesTheOperationThatFailed) {
+    fd = ::open("/dev/full", O_WRONLY);
+    const LogCapture log;
+    try {
+        ChunkStartHeader(2, 3).writeFD(fd);
+        FAIL() << "nothing thrown";
+    } catch (IOFileException const& thrown) {
+        EXPECT_STREQ(thrown.locationInfo().fileName(), "libDataIO/chunkheader.cpp");
+        EXPECT_STREQ(thrown.locationInfo().methodName(), "bool mz::ChunkHeaderBase::writeFD(int)");
+    }
+    ASSERT_EQ(log.records().size(), 1u);
+    EXPECT_STREQ(log.records()[0].location.methodName(), "bool mz::ChunkHeaderBase::writeFD(int)");
+}
+
 }  // namespace

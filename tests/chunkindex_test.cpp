@@ -174,4 +174,16 @@ TEST(ChunkIndex, DumpListsEachRecordAndIsFlushed) {
     EXPECT_EQ(flushed, static_cast<off_t>(expected.size()));
 }
 
+TEST(ChunkIndex, AFailureNamesTheOperationThatFailed) {
+    const LogCapture quiet;
+    try {
+        ChunkIndex().load(nullptr, 0);
+        FAIL() << "nothing thrown";
+    } catch (IOFileException const& thrown) {
+        EXPECT_STREQ(thrown.locationInfo().fileName(), "libDataIO/chunkindex.cpp");
+        EXPECT_STREQ(thrown.locationInfo().methodName(),
+                     "virtual int mz::ChunkIndex::load(const void*, unsigned int)");
+    }
+}
+
 }  // namespace

@@ -182,7 +182,7 @@ TEST_F(FailingWriter, AnotherFileIsNotCutForATornChunkOfThisOne) {
 TEST_F(FailingWriter, ALengthThatIsNotToldAfterAFailureIsAskedForAgain) {
     openOver(sound);
     {
-        const FailingCalls silent(Call::Stat, EIO, 1);
+        const FailingCalls silent(Call::Stat, EIO);
         addWithRoomFor(50, payloadWrite(ENOSPC));
         EXPECT_EQ(silent.hits(), 1);
     }
@@ -192,8 +192,8 @@ TEST_F(FailingWriter, ALengthThatIsNotToldAfterAFailureIsAskedForAgain) {
 
 TEST_F(FailingWriter, ACursorThatCannotBeReachedWritesNothing) {
     openOver(sound);
-    for (const Call call : {Call::Seek, Call::Stat}) {
-        const FailingCalls failing(call, EIO);
+    for (const int before : {0, 1}) {  // to the end, whose position is asked for, and to the cursor
+        const FailingCalls failing(Call::Seek, EIO, before);
         expectFailure<IOFileException>(cannotSeek, [&] { add(*writer, 2, hundred); });
         EXPECT_EQ(failing.hits(), 1);
         EXPECT_EQ(file.bytes(), sound);
@@ -266,7 +266,8 @@ TEST_F(FailingWriter, FailedStepsForwardLeaveTheCursor) {
         expectFailure<IOFileException>(writerFailure("FDCW_NC_READ", readPrefix, EIO),
                                        [&] { writer->nextChunk(2); });
     }
-    EXPECT_EQ(writer->chunkSize(), 0u);
+    EXPECT_EQ(writer->chunkSize(), 4u);
+    EXPECT_EQ(std::memcmp(writer->data(), "\0\0\0\0", 4), 0);
     {
         const FailingCalls silent(Call::Stat, EIO);
         expectFailure<IOFileException>(writerFailure("FDCW_NC_READ", readPrefix, EIO),
@@ -296,7 +297,8 @@ TEST_F(FailingWriter, FailedStepsBackLeaveTheCursor) {
         expectFailure<IOFileException>(writerFailure("FDCW_PC_READ", readPrefix, EIO),
                                        [&] { writer->prevChunk(5); });
     }
-    EXPECT_EQ(writer->chunkSize(), 0u);
+    EXPECT_EQ(writer->chunkSize(), 2u);
+    EXPECT_EQ(std::memcmp(writer->data(), "\0\0", 2), 0);
     EXPECT_EQ(writer->tell(), 70u);
     ASSERT_TRUE(writer->prevChunk(5));
     EXPECT_EQ(std::memcmp(writer->data(), "bb", 2), 0);

@@ -11,6 +11,7 @@
 #include <tests/support/addchunk.h>
 #include <tests/support/expectfailure.h>
 #include <tests/support/scratchfile.h>
+#include <tests/support/translated.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -347,6 +348,20 @@ TEST_F(Writer, CloseAndDestructorGiveTheDescriptorUp) {
     const int destroyed = file.open();
     { FDChunkWriter().fileDes(destroyed); }
     EXPECT_EQ(::fcntl(destroyed, F_GETFD), -1);
+}
+
+TEST_F(Writer, OnlyThePrefixOfAFailedCutIsTranslated) {
+    const Translated translated;
+    file.put(0, chunk(2, "aaaa"));
+    writer.fileDes(file.open(O_RDONLY));
+    expectFailure<IOFileException>(
+        {"dataio.fdchunkwriter", SYSCALL, "FDCW_TRUNC",
+         systemError("QObject: Error while removing old index chunk:", EINVAL)},
+        [&] { writer.truncateFile(); });
+    FDChunkWriter closed;
+    expectFailure<IOFileException>({"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_BADFD",
+                                    QStringLiteral("Cannot write in a non openned file.")},
+                                   [&] { add(closed, 2, "a"); });
 }
 
 }  // namespace

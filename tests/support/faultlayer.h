@@ -74,7 +74,10 @@ private:
     };
 };
 
-/// What the clock tells the library from now on.
+/// For setClock: nothing but an error.
+constexpr long brokenClock = -1;
+
+/// What the clock tells the library from now on; the time of the system for 0.
 void setClock(long seconds);
 
 /// Descriptors that this process has open.
