@@ -29,8 +29,10 @@ bool ImageReader::_fiberImageSize(ImageSize& size) const {
 
 void ImageReader::getRasterFiberContinuousIndexes(std::vector<float>& out,
                                                   FiberFilteringMode mode) const {
-    out.clear();
-    if (!_readChunk(MZ_CT_FIBERCENTER, 0)) return;
+    if (!_readChunk(MZ_CT_FIBERCENTER, 0)) {
+        out.clear();
+        return;
+    }
     ImageSize size{};
     if (!_fiberImageSize(size)) {
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRFI_NOSIZE",
@@ -58,9 +60,9 @@ void ImageReader::getRasterFiberIndexes(std::vector<unsigned int>& out,
 }
 
 void ImageReader::getFiberOffsets(std::vector<unsigned int>& out, FiberFilteringMode mode) const {
-    out.clear();
     std::vector<unsigned int> positions;
     getRasterFiberIndexes(positions, mode);
+    out.clear();
     // With a fibre in the list the width is known: the list needs it.
     if (!positions.empty()) out = pixelOffsets(positions, _intOr("width", 0));
 }

@@ -6,6 +6,8 @@
 #include <libDataIO/imagereaderlog.h>
 #include <libDataIO/thumbnail.h>
 
+#include <cxxabi.h>
+
 namespace mz {
 
 namespace {
@@ -28,7 +30,9 @@ bool ImageReader::thumbnail(QImage& image, int maxWidth, int maxHeight, int fram
     boost::optional<size_t> size;
     try {
         size = _getSizedFrame(data, static_cast<unsigned int>(frameIdx));
-    } catch (std::exception const&) {
+    } catch (abi::__forced_unwind const&) {
+        throw;  // the thread is being cancelled
+    } catch (...) {
         return false;  // logged where it was found; a browser shows nothing for a damaged movie
     }
     if (!size) return false;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 namespace mz {
@@ -103,7 +104,9 @@ public:
             _pixels = frameBytes(width, height, 1).value_or(0);
             movie.pixType(type);
             _imageBytes = frameBytes(width, height, wholeBytes(GetPixBits(type)));
-            if (movie.pixBits(bits)) _headerBytes = frameBytes(width, height, wholeBytes(bits));
+            // 0 bits say nothing about the frame.
+            if (movie.pixBits(bits) && bits > 0)
+                _headerBytes = frameBytes(width, height, wholeBytes(bits));
         }
         QString compression;
         movie.attribute(QStringLiteral("compression_type"), compression);
@@ -147,11 +150,16 @@ private:
 
     FrameBytes _reconstructed(unsigned int number) {
         void const* data = nullptr;
-        // Reconstructed images have 16-bit pixels, whatever the header says.
-        if (!_movie.getFrame(data, number) || !_imageBytes || *_imageBytes > _pixels * 2) {
-            _failWithInvalidSize();
-        }
+        if (!_movie.getFrame(data, number) || !_isReconstructedSize()) _failWithInvalidSize();
         return {data, static_cast<unsigned int>(*_imageBytes)};
+    }
+
+    /// Reconstructed images have 16-bit pixels, whatever the header says. One that speaks of more,
+    /// or of none, would give frames that hold no image.
+    bool _isReconstructedSize() const {
+        return _imageBytes && *_imageBytes <= _pixels * 2 &&
+               *_imageBytes <= std::numeric_limits<unsigned int>::max() &&
+               (*_imageBytes > 0 || _pixels == 0);
     }
 
     FrameBytes _raw(unsigned int number) {

@@ -46,17 +46,22 @@ public:
     };
 
     /// Writes frames `firstFrame` to `lastFrame` of a movie, with their times, laser powers and
-    /// attributes, into a new file. Plug events ("plug_event_1", "plug_event_2" …: frame number,
-    /// BEL, text) are kept for those frames and renumbered.
+    /// attributes, into a new file. "endian" and "compression_type" become those of the new file,
+    /// times in attributes ("frame_timer…") its time chunk, and "data_type" is "vec" or "imp" when
+    /// frames change between samples and images, else the input's. Plug events ("plug_event_1",
+    /// "plug_event_2" …: frame number, BEL, text) are kept for those frames and renumbered.
     ///
     /// Images of other pixels than 16-bit ones are copied as they are. Movies without fibres, "raw"
     /// ones, ones with a field of view above 700, with 35,001 fibres and more, or with fewer than
     /// four pixels a fibre become or stay images, whatever `vec` asks for.
     ///
     /// @param outputFilename overwritten; must not be the input
+    /// @param comp how the output's frames are stored, whatever the input's are
+    /// @param vec whether frames become samples of the fibres or images
     /// @param firstFrame from 0; negative means 0
     /// @param lastFrame the last one copied; negative means the last of the movie
-    /// @param reporter may be null; belongs to the caller
+    /// @param reporter may be null; belongs to the caller. An exception of its function ends the
+    ///        run and passes to the caller, the output closed with the frames copied so far
     /// @param reconstructionService needed to turn vectorized frames into images; may be null
     ///        otherwise
     /// @param effort how much time zlib and gzip frames may take

@@ -400,3 +400,22 @@ TEST_F(MovieReader, FrameTimingFollowsTheCurrentFrame) {
     reader.nextFrame(data);
     EXPECT_FALSE(reader.frameTiming(time));
 }
+
+TEST_F(Fibers, ARefusedQueryLeavesTheListsAlone) {
+    const auto expectUntouched = [&](Failure const& failure, Mode mode) {
+        Floats floats = {1};
+        Indexes indexes = {1};
+        expectFailure<IOFileException>(
+            failure, [&] { reader.getRasterFiberContinuousIndexes(floats, mode); });
+        expectFailure<IOFileException>(failure,
+                                       [&] { reader.getRasterFiberIndexes(indexes, mode); });
+        expectFailure<IOFileException>(failure, [&] { reader.getFiberOffsets(indexes, mode); });
+        expectFailure<IOFileException>(failure, [&] { reader.getWorldFiberCenters(floats, mode); });
+        EXPECT_EQ(floats, Floats{1});
+        EXPECT_EQ(indexes, Indexes{1});
+    };
+    open(MovieBytes().fibers({1, 2}));
+    expectUntouched(noSize, ImageReader::NoFiberFiltering);
+    open(bundle({5, 5}));
+    expectUntouched(unknownMode, static_cast<Mode>(6));
+}

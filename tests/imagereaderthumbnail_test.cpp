@@ -534,4 +534,74 @@ TEST_F(Thumbnail, OfRealFramesIsTheNaiveOne) {
     }
 }
 
+class ThrowingService : public ImageService {
+public:
+    bool reconstruct(boost::iterator_range<uint16_t const*>,
+                     boost::iterator_range<uint16_t*>) override {
+        throw 5;
+    }
+};
+
+TEST_F(Thumbnail, IsNoneWhereTheServiceThrows) {
+    put(withHeader(MZ_USHORT).attribute("data_type", "vec").fibers({0, 0}).frame(le16(5)));
+    ImageReader vectorized(file.path(), boost::make_shared<ThrowingService>());
+    EXPECT_FALSE(vectorized.thumbnail(image, 10, 10, 0));
+    EXPECT_EQ(image, before);
+}
+
+TEST_F(Thumbnail, OfAnIncompletePaletteUsesTheDefaultOne) {
+    // The reader keeps the whole node, and says that this is no palette.
+    open(withHeader(MZ_USHORT)
+             .attribute("pal_nbcols", 2)
+             .attribute("pal_n0_val", "0")
+             .attribute("pal_n0_r", "1")
+             .attribute("pal_n0_g", "0")
+             .attribute("pal_n0_b", "0")
+             .frame(frame16()));
+    MzPalette expected;
+    expected.initDefault();
+    ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
+    const Naive naive{frame16(), width, height, 10, 10};
+    const auto [min, max] = naive.window();
+    const auto place = [&](int v) {
+        return static_cast<float>(v - expected._cropMinInt) /
+               static_cast<float>(expected._cropMaxInt - expected._cropMinInt);
+    };
+    expectThrough(expected, place(min), place(max), 0x8000, naive);
+}
+
+TEST_F(Thumbnail, MasksTheLowestLevelUnlessToldOtherwise) {
+    MzPalette white = grey(0, 2000);
+    white._nodes.front()._col = PalColor(1, 1, 1);
+    const QByteArray frame = le16(0x8000) + frame16().mid(2);
+    open(withPalette(withHeader(MZ_USHORT), white).frame(frame));
+    ASSERT_TRUE(reader.thumbnail(image, width, height, 0));
+    EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000u);
+    EXPECT_EQ(pixelOf(image, 1, 0), 0xffffffffu);
+    open(withPalette(withHeader(MZ_USHORT), white).attribute("mask_level", 7).frame(frame));
+    ASSERT_TRUE(reader.thumbnail(image, width, height, 0));
+    EXPECT_EQ(pixelOf(image, 0, 0), 0xffffffffu);
+}
+
+TEST_F(Thumbnail, ReadsTheFrameBetweenSizeAndPixelType) {
+    open(MovieBytes()
+             .size(width, height)
+             .attribute("pixtype", MZ_FLOAT)
+             .frame(frame16())
+             .frame(frame16()));
+    expectNone(0, 10, 1);
+    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    expectNone(10, 10, 1);
+    EXPECT_EQ(reader.currFrameIdx(), 1u);
+}
+
+TEST_F(Thumbnail, KnowsThePixelsByTheirBits) {
+    open(MovieBytes().size(width, height).attribute("pixbits", 16).frame(frame16()));
+    ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
+    EXPECT_EQ(image.format(), QImage::Format_RGB32);
+    open(MovieBytes().size(width, height).attribute("pixbits", 8).frame(frame8()));
+    ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
+    EXPECT_EQ(image.format(), QImage::Format_Indexed8);
+}
+
 }  // namespace

@@ -351,4 +351,17 @@ TEST_F(Compression, SaysThatTheOutputCannotBeWritten) {
         [&] { RSQCompress::compressFile(_inputFilename = in(), _outputFilename = nowhere); });
 }
 
+TEST_F(Compression, PassesCompressedPixelsOfNoKnownSizeOnWhole) {
+    const QByteArray frame = numberedFrame(1, moviePixels);
+    for (auto const& [key, value] :
+         {std::pair("pixtype", 0), std::pair("pixtype", 99), std::pair("pixbits", 0)}) {
+        MovieBytes movie;
+        movie.size(movieWidth, movieHeight)
+            .attribute(key, value)
+            .attribute("compression_type", "z");
+        put(movie.frame(test::compressed(CompressionType::ZLib, frame)));
+        EXPECT_EQ(compressed().frames, (std::vector<QByteArray>{frame})) << key << value;
+    }
+}
+
 }  // namespace

@@ -262,4 +262,16 @@ TEST_F(VectorizedCopy, OfFibersWithoutASizeFailsBeforeThereIsAnOutput) {
     EXPECT_FALSE(QFile::exists(out()));
 }
 
+TEST_F(VectorizedCopy, OfPixelsOfNoKnownSizeFailsWhenTheyBecomeImages) {
+    MovieBytes movie;
+    movie.size(movieWidth, movieHeight)
+        .attribute("pixbits", 12)
+        .attribute("data_type", "vec")
+        .attribute("fovx", 800)
+        .attribute("fovy", 800)
+        .frame(numberedFrame(0, movieFibers));
+    put(addFibers(movie));
+    expectFailureAfter(0, invalidCopiedSize(), [&] { compressed(same); });
+}
+
 }  // namespace
