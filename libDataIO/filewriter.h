@@ -16,8 +16,8 @@ enum FileWriterMode {
 };
 
 /// The front of an FDChunkWriter, where the operations are described. Without an open file moves
-/// return false, data() is null and chunkSize() 0, addChunk() throws "FDCW_AC_BADFD" and truncate()
-/// "FDCW_TRUNC". Not copyable.
+/// and hasChunkAt() return false, data() is null and chunkSize() 0, addChunk() throws
+/// "FDCW_AC_BADFD" and truncate() "FDCW_TRUNC". Not copyable.
 class DATAIO_EXPORT FileWriter {
 public:
     FileWriter();

@@ -14,8 +14,9 @@
 //
 // Failures are IOFileException, logged on "dataio.imagereader" first. Besides the codes below,
 // every operation that touches the file may meet those of FileReader ("FR_…"), of the chunk reader
-// ("MM_…") and of the chunk headers ("CHB_…"), with origin SYSCALL, FILESYSTEM or SOFTWARE. Missing
-// attributes are never errors.
+// ("MM_…") and of the chunk headers ("CHB_…"), with origin SYSCALL, FILESYSTEM or SOFTWARE. Should
+// the system refuse to take memory back, that is a CriticalException "MM_UNMAP", and the file stays
+// open. Missing attributes are never errors.
 
 #include <libCommon/export.h>
 #include <libCommon/mzpalette.h>
@@ -85,17 +86,20 @@ public:
     ///        file; "IR_MISSINFO" when its last chunk is not an info chunk; "CI_L_CHUNK" when that
     ///        holds no whole index; for vectorized movies "IR_GRFI_NOSIZE" when there are fibres
     ///        but no size, and "IR_GRF_SIZE" when the image is negative, or above 16 MiB and more
-    ///        than 4,096 pixels a fibre. After a failure getFilename() is the name that was given,
-    ///        and header, frames, times and powers are those of an empty movie.
+    ///        than 4,096 pixels a fibre or than memory holds. After a failure getFilename() is the
+    ///        name that was given, and header, frames, times and powers are those of an empty
+    ///        movie.
     void open(QString const& fileName);
 
     /// Reads index and attributes again from the last info chunk of the open file. The number of
     /// frames, the compression, times and powers stay those of the last open().
-    /// @throws IOFileException "IR_MISSINFO", "CI_L_CHUNK"
+    /// @throws IOFileException "IR_MISSINFO", the header staying as it is; "CI_L_CHUNK", after
+    ///         which it is empty
     void reloadHeader();
 
     /// Closes the file; getFilename() is null then, and frame and fibre requests find nothing.
     /// Header, times and powers stay readable.
+    /// @throws CriticalException "MM_UNMAP"; the file stays open
     void close();
 
     /// The name given to open(); null while closed.
@@ -126,10 +130,11 @@ public:
     ///        are untouched then
     /// @throws IOFileException "IR_RC_BOUND" when reloadHeader() has left fewer frames than `idx`;
     ///        "IR_MISSINFO" when the frame is gone because the file was cut; "IR_GRF_SIZE" when the
-    ///        header asks for a frame that is negative, of 4 GiB or more, or above 16 MiB and more
-    ///        than its stream can hold; for a damaged stream or one longer than the frame the
-    ///        exception of the compression library, derived from std::exception. A stream that is
-    ///        too short leaves the rest of the frame as the previous frame left it, zeros at first.
+    ///        header asks for a frame that is negative, of 4 GiB or more, above 16 MiB and more
+    ///        than its stream can hold, or more than memory holds; for a damaged stream or one
+    ///        longer than the frame the exception of the compression library, derived from
+    ///        std::exception. A stream that is too short leaves the rest of the frame as the
+    ///        previous frame left it, zeros at first.
     boost::optional<unsigned int> getRawFrame(void const*& data, unsigned int idx);
 
     /// getFrame of currFrameIdx(), then steps on by one, also when nothing was read. After
@@ -141,15 +146,20 @@ public:
 
     /// A small picture of frame `frameIdx`, at most `maxWidth` × `maxHeight`, in the proportions of
     /// the movie. 8-bit frames become 8-bit indexed images without a colour table, 16-bit frames
-    /// RGB32 images in the movie's palette after an automatic contrast step; 16-bit movies of data
-    /// dimension 1 give a built-in placeholder of 160 × 120.
+    /// RGB32 images in the movie's palette after an automatic contrast step, samples equal to
+    /// getMaskLevel() black; 16-bit movies of data dimension 1 give a built-in placeholder of 160 ×
+    /// 120. Small frames are enlarged. It is a request for that frame: earlier frame pointers end,
+    /// and currFrameIdx() is `frameIdx`. Samples outside the palette's crop range, and an empty
+    /// range, are warned of ("PIXOUTOFRANGE" on "dataio.imagereader") and shown all the same.
     /// @return false, with `image` untouched, when the size is missing or below 1, a maximum is
     ///        below 1 or so small that a side would have no pixel, the frame cannot be read or is
-    ///        too short, or for other pixel types and data dimensions. Nothing is thrown.
+    ///        too short, or for other pixel types and data dimensions. Nothing is thrown; why a
+    ///        frame cannot be read is logged.
     bool thumbnail(QImage& image, int maxWidth, int maxHeight, int frameIdx);
 
     // --- header ---
-    // False means that the attribute is missing; the argument is untouched then.
+    // False means that the attribute is missing, the argument untouched then, or no number, the
+    // argument 0 then.
 
     bool width(int& pixels) const;
     bool height(int& pixels) const;
@@ -161,7 +171,7 @@ public:
     bool pixBits(int& bits) const;
     /// Whole bytes per pixel, 0 when the bits are not known.
     int pixBytes() const;
-    /// By "pixtype", or else the unsigned integer of "pixbits" bits.
+    /// By "pixtype", as it stands there, or else the unsigned integer of "pixbits" bits.
     /// @return false, with MZ_UNKNOWN in `type`, when neither tells
     bool pixType(MZImagePixelType& type) const;
     /// "endian": 2 for samples in little-endian order, 0 when missing (taken as 2 by all requests);
@@ -178,8 +188,9 @@ public:
     /// Line breaks restored; null when missing.
     QString getComment() const;
     QString getSpecificComment() const;
-    /// The display palette. One without nodes is replaced by the default, black to white.
-    /// @return whether the attributes held a whole palette
+    /// The display palette. When nothing of one is there, the default, black to white.
+    /// @return whether the attributes held a whole palette; of a broken one `palette` has the nodes
+    ///         in front of the break
     bool palette(MzPalette& palette) const;
 
     /// The value of `key` exactly as given. What is not a number gives 0 and false.
@@ -202,8 +213,9 @@ public:
     // Empty lists when the movie has none. These requests move the file's cursor and so end the
     // life of an uncompressed frame's pointer.
     //
-    // @throws IOFileException, once the movie has fibres: "IR_GRFI_NOSIZE" when its size is
-    //        missing, "IR_GRFI_UMODE" when `mode` is none of the enumeration
+    // @throws IOFileException, the list untouched, once the movie has fibres: "IR_GRFI_NOSIZE"
+    //        when its size is missing, "IR_GRFI_UMODE" when `mode` is none of the enumeration,
+    //        "IR_MISSINFO" when the fibres are gone because the file was cut
 
     /// x, y pairs in raster pixel coordinates: 0 is the left or top edge of pixel 0.
     void getRasterFiberContinuousIndexes(std::vector<float>& out, FiberFilteringMode mode) const;

@@ -66,9 +66,9 @@ struct SalvageReport {
 class DATAIO_EXPORT ImageUtilities {
 public:
     /// Takes the attributes of a finished movie, its times apart, into a writer that records a new
-    /// one. Attributes of the same name are replaced, "compression_type" and "endian" among them:
-    /// call setCompression afterwards, or frames are compressed in one way and announced in
-    /// another.
+    /// one; after its create(), which forgets all attributes. Those of the same name are replaced,
+    /// "compression_type" and "endian" among them: call setCompression and attribute("endian", 2)
+    /// afterwards, or frames are stored in one way and announced in another.
     /// @throws IOFileException what ImageReader::open throws; the writer is unchanged then
     static void copyRsqFileAttributes(ImageWriter& writer, QString const& fileName);
 
@@ -85,9 +85,8 @@ public:
     /// Salvages a file in place. Nothing is cut but a torn chunk at its end. Damaged places stay
     /// where they are and the index leads around them: such a file can be read, but perhaps not be
     /// opened by ImageWriter::modify; salvageTo makes one that can. A file that opens is not
-    /// touched. After a failure the file is as it was, as far as the
-    /// system still lets it; every whole chunk is where it was in any case, and salvaging may be
-    /// tried again.
+    /// touched. After a failure the file is as it was, as far as the system still lets it; every
+    /// whole chunk is where it was in any case, and salvaging may be tried again.
     /// @param fibers positions for a movie that holds none, as fibersOf returns them
     static SalvageReport salvage(QString const& fileName, AttributeChunk const& attributes,
                                  std::vector<float> const& fibers = {});

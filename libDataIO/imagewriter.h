@@ -13,7 +13,8 @@
 // Failures are IOFileException with origin SOFTWARE, logged on "dataio.imagewriter" first, unless
 // an operation says otherwise. Those of the file itself come from below, on "dataio.fdchunkwriter"
 // and "dataio.chunkheader" with origin SYSCALL: "FDCW_AC_SEEK" (also logged here), "FDCW_AC_WRITE"
-// and "CHB_WFD_WRITE", a full disk for instance. After a failure, what was recorded before is
+// and "CHB_WFD_WRITE", a full disk for instance; "FDCW_TRUNC" when the file cannot be cut, from
+// modify() and from what follows a failed close(). After a failure, what was recorded before is
 // whole, nothing of the failed call stays in the file or in memory, and the call may be tried
 // again; where an operation leaves more behind, it says so.
 
@@ -70,6 +71,7 @@ public:
     ///         the writer is closed then
     void close();
 
+    /// Whether there is a file: from create() or modify() to close().
     bool isOpen() const;
 
     // --- frames ---
@@ -100,7 +102,8 @@ public:
     // the largest frame so far (a frame of very few bytes).
 
     /// A frame of the size that the header says: width × height × whole bytes of "pixbits". The
-    /// power is a floating-point number: an int behind `data` is a size.
+    /// power is a floating-point number: an int behind `data` is a size, and other integers must be
+    /// made one or the other.
     void addFrame(void const* data, float laserPower = -1.0F);
     void addFrame(void const* data, double laserPower);
     void addFrame(void const* data, int size, float laserPower = -1.0F);
@@ -121,7 +124,8 @@ public:
     ///         compression is set; "IW_RF_AUTOTIME" with a time although the writer takes it
     ///         itself; "IW_RF_FIND", "IW_RF_FIND2" without any frame; "IW_RF_BOUND", "IW_RF_BOUND2"
     ///         beyond the last frame; "IW_RF_TIMER" when it would set the time of a frame that has
-    ///         none; "IW_RF_CHUNK" when a damaged index leads to no frame of that size
+    ///         none; "IW_RF_CHUNK" when a damaged index leads to no frame of that size,
+    ///         "FDCW_HC_READ", SYSCALL, when that cannot be seen
     void replaceFrame(void const* data, unsigned int index, float laserPower = -1.0F);
     void replaceFrame(void const* data, unsigned int index, timeval time, float laserPower = -1.0F);
 
@@ -131,26 +135,29 @@ public:
 
     /// Frames 0 to circularSize - 1 are a ring whose oldest frame is `firstFrame`; at least one
     /// frame lies behind it. Does nothing for `firstFrame` 0 or without frames.
-    /// @throws IOFileException "IW_IO_INDEX" for other arguments, and when there is not one power a
-    ///         frame: the frames have then been reordered, the powers not
+    /// @throws IOFileException "IW_IO_INDEX" for other arguments, and when there are powers but
+    ///         not one a frame: the frames have then been reordered, the powers not
     void organizeIndex(unsigned int firstFrame, unsigned int circularSize);
 
     /// All frames are a ring whose oldest frame is `firstFrame`. Does nothing without frames.
-    /// @throws IOFileException "IW_SFF_BOUND" beyond the last frame, and when there is not one
-    ///         power a frame: the frames have then been reordered, the powers not
+    /// @throws IOFileException "IW_SFF_BOUND" beyond the last frame, and when there are powers but
+    ///         not one a frame: the frames have then been reordered, the powers not
     void setFirstFrame(unsigned int firstFrame);
 
     // --- changing a finished movie ---
 
     /// Reopens a finished movie: frames can be added and replaced and attributes changed until
     /// close() finishes it again. Without autotime. The compression of the movie is not taken over:
-    /// set it before adding frames. What stands behind the frames is cut from the file and kept in
+    /// that of this writer's earlier recording stays, so set it before adding frames. So does the
+    /// size of that recording's last frame, by which close() judges "data_type" until a frame is
+    /// added. What stands behind the frames is cut from the file and kept in
     /// memory; a process that ends without close() leaves a file that cannot be opened.
     /// @throws IOFileException, the file closed and its bytes as they were: origin FILESYSTEM
-    ///         "FDCW_MODIFY" when its last chunk is no info chunk, "FDCW_MODIFY1" for another byte
+    ///         "FDCW_MODIFY" when its last chunk is no info chunk or there is no such file (none is
+    ///         left behind), "FDCW_MODIFY1" for another byte
     ///         order or none, "FDCW_MODIFY2", "…3", "…4" when laser powers, times or fibres are not
     ///         where close() puts them; "IW_ARFCI_INFO2" for fibres without a positive size;
-    ///         "FW_OF_OPEN2", "CI_L_CHUNK", "CHB_…", "FDCW_PC_…" from below
+    ///         "FW_OF_OPEN2", "CI_L_CHUNK", "CHB_…", "FDCW_PC_…", "FDCW_TRUNC" from below
     void modify(QString const& fileName);
 
     /// Replaces all attributes of a finished movie by `attributes`, which must therefore be
@@ -167,6 +174,7 @@ public:
     void height(int pixels);
     /// Delay between frames; not interpreted by the library.
     void frameDelay(int delay);
+    /// Of the data: 2 for images; not interpreted here.
     void dimension(int dimension);
     /// Whether pixels are palette indexes.
     void indexed(bool indexed);

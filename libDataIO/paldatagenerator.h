@@ -65,7 +65,8 @@ class DATAIO_EXPORT PalDataGenerator {
 public:
     /// Fills `table` with 0xAARRGGBB, resized to one entry for each sample value; a sample is an
     /// index by its bit pattern, so the signed value v lives at v & maxVectorIdx. A palette without
-    /// nodes leaves the table as it is, size included.
+    /// nodes leaves the table as it is, size included. Where a squeezed ramp begins behind the
+    /// smallest sample, the entries in front of it keep what they held, 0 where the table grew.
     ///
     /// The ramp lies over the crop range. Below it is the colour of the first node, above it, and
     /// at the position of the last node, that of the last; with _saturationSignal these are the

@@ -29,6 +29,7 @@ void expectWithoutFile(FileWriter& writer) {
     EXPECT_FALSE(writer.seek(0));
     EXPECT_FALSE(writer.seekEnd());
     EXPECT_FALSE(writer.seekPrev());
+    EXPECT_FALSE(writer.hasChunkAt(0, 2, 4));
     EXPECT_EQ(writer.data(), nullptr);
     EXPECT_EQ(writer.chunkSize(), 0u);
     EXPECT_EQ(writer.tell(), 0);
@@ -223,6 +224,18 @@ TEST(FileWriter, CursorAndLengthAreWide) {
     EXPECT_EQ(writer.tell(), 0x1fffffff0);
     writer.truncate();
     EXPECT_EQ(writer.fileSize(), 0x1fffffff0);
+}
+
+TEST(FileWriter, AppendMakesAFileForItsOwnerAlone) {
+    const ScratchFile file;
+    const QString path = file.sibling("new");
+    const mode_t mask = ::umask(0);
+    FileWriter writer;
+    writer.openFile(path, FW_APPEND);
+    ::umask(mask);
+    struct stat status {};
+    ASSERT_EQ(::stat(path.toLocal8Bit().constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
 }
 
 }  // namespace

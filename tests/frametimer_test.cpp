@@ -244,4 +244,38 @@ TEST(FrameTimerAttributes, CarryNegativeAndNarrowedTimes) {
     EXPECT_EQ(times(back), (Times{{-7, -8}, {-0x7fffffffLL, 9}}));
 }
 
+TEST(FrameTimerAttributes, TellTheOffsetOfNowNotOfTheFrames) {
+    const std::time_t now = std::time(nullptr);
+    const auto dayOfYear = [&](int daysFromNow) {
+        const std::time_t then = now + std::time_t{daysFromNow} * 86400;
+        std::tm utc{};
+        gmtime_r(&then, &utc);
+        return std::to_string(utc.tm_yday);
+    };
+    // An hour more from a month ago until a month from now, each year.
+    const std::string rule = "TEST0SUMMER-1," + dayOfYear(-30) + "," + dayOfYear(30);
+    const TimeZone zone(rule.c_str());
+    FrameTimer halfAYearAgo = timer({{now - 182 * 86400, 0}});
+    AttributeChunk chunk;
+    ASSERT_TRUE(halfAYearAgo.dumpToChunkInfo(chunk));
+    int offset = 0;
+    ASSERT_TRUE(chunk.get(QStringLiteral("utc_offset_seconds"), offset));
+    EXPECT_EQ(offset, 3600);
+}
+
+TEST(FrameTimerAttributes, ThatAreNoNumbersEndTheListButAreRemoved) {
+    AttributeChunk chunk = attributes(threeEntries);
+    chunk.set(QStringLiteral("frame_timer"), 1);
+    chunk.set(QStringLiteral("frame_timer_n1_sec"), QStringLiteral("x"));
+    FrameTimer read;
+    EXPECT_TRUE(read.readFromChunkInfo(chunk));
+    EXPECT_EQ(times(read), (Times{{1, 2}}));
+    chunk.set(QStringLiteral("frame_timer_n1_sec"), 3);
+    chunk.set(QStringLiteral("frame_timer_n1_usec"), QStringLiteral("x"));
+    EXPECT_FALSE(read.readFromChunkInfo(chunk));
+    EXPECT_EQ(times(read), (Times{{1, 2}}));
+    FrameTimer::removeFromAttChunk(chunk);
+    EXPECT_EQ(text(chunk), "");
+}
+
 }  // namespace

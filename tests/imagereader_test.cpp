@@ -446,3 +446,42 @@ TEST_F(MovieReader, DumpsIndexAndAttributes) {
               "Number of items: 1\n"
               "width -> 2\n");
 }
+
+TEST_F(MovieReader, AFileThatCannotBeOpenedEndsTheMovieBefore) {
+    open(twoFrames().times({1, 2, 3, 4}).laserPowers(QByteArray("\x01\x02")));
+    const QString missing = file.sibling("missing");
+    {
+        const LogCapture quiet;
+        EXPECT_THROW(reader.open(missing), IOFileException);
+    }
+    EXPECT_EQ(reader.nbFrames(), 0u);
+    EXPECT_TRUE(reader.attributeChunk().attributes().empty());
+    EXPECT_FALSE(reader.getLaserPower(0));
+    EXPECT_FALSE(reader.getFrameTiming(0));
+    EXPECT_EQ(rawFrame(0), boost::none);
+    expectFailure<IOFileException>(missingInfo(missing), [&] { reader.reloadHeader(); });
+}
+
+TEST_F(MovieReader, ReloadingADamagedInfoChunkLeavesAnEmptyHeader) {
+    open(twoFrames());
+    writeFile(file.path(), chunk(MovieBytes::Frame, "ab") + chunk(MovieBytes::Info, le32(1)));
+    expectFailure<IOFileException>(
+        {"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK", "Cannot read header index, chunk too small."},
+        [&] { reader.reloadHeader(); });
+    EXPECT_TRUE(reader.attributeChunk().attributes().empty());
+    EXPECT_EQ(reader.nbFrames(), 2u);
+    EXPECT_EQ(rawFrame(0), boost::none);
+}
+
+TEST_F(MovieReader, ABrokenPaletteKeepsTheNodesInFrontOfTheBreak) {
+    open(MovieBytes()
+             .attribute("pal_nbcols", 2)
+             .attribute("pal_n0_val", "0.5")
+             .attribute("pal_n0_r", "1")
+             .attribute("pal_n0_g", "0.25")
+             .attribute("pal_n0_b", "0"));
+    MzPalette palette;
+    EXPECT_FALSE(reader.palette(palette));
+    ASSERT_EQ(palette._nodes.size(), 1u) << "not the default";
+    EXPECT_EQ(palette._nodes.front(), PalNode(0.5F, PalColor(1, 0.25F, 0)));
+}

@@ -15,6 +15,7 @@
 #include <tests/support/movieparser.h>
 #include <tests/support/recording.h>
 #include <tests/support/scratchfile.h>
+#include <tests/support/translated.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -396,6 +397,19 @@ TEST(ModifyRefusal, WriterCanGoOnWithAnotherFile) {
     add(writer, "abc");
     writer.close();
     EXPECT_EQ(soundMovie(file.sibling("other")).frames, (std::vector<QByteArray>{"abc"}));
+}
+
+TEST(ModifyRefusal, MessagesAreTranslated) {
+    const Translated translated;
+    const auto translation = [](Failure failure) {
+        failure.message.prepend(QStringLiteral("QObject: "));
+        return failure;
+    };
+    expectRefused(translation(noMovie), "");
+    expectRefused(translation(otherByteOrder), twoFrames().finished("endian=1\n"));
+    expectRefused(translation(misplacedPowers), twoFrames().record(Powers, 0, 2).finished(header));
+    expectRefused(translation(misplacedTimes), twoFrames().record(Times, 0, 8).finished(header));
+    expectRefused(translation(misplacedFibers), twoFrames().record(Fibers, 0, 8).finished(header));
 }
 
 }  // namespace

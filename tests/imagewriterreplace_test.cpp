@@ -12,6 +12,7 @@
 #include <tests/support/movieparser.h>
 #include <tests/support/recording.h>
 #include <tests/support/scratchfile.h>
+#include <tests/support/translated.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -257,6 +258,39 @@ TEST(ReplaceFrame, MissingPowersStayMissingWithoutOne) {
     writer.replaceFrame("BB", 1);
     writer.close();
     EXPECT_EQ(soundMovie(file.path()).powers, (std::vector<int>{1, 255}));
+}
+
+TEST(ReplaceFrame, MessagesAreTranslatedUnlikeThoseOfAddFrame) {
+    const Translated translated;
+    const char* automaticText = "AddFrame with a frametiming cannot be used with autotime=true";
+    const ScratchFile file;
+    ImageWriter writer;
+    writer.create(file.path(), true);
+    expectFailure<IOFileException>(
+        refusal("IW_RF_FIND", "QObject: Cannot replace frame, indice out of bounds."),
+        [&] { writer.replaceFrame("aaa", 0); });
+    expectFailure<IOFileException>(
+        refusal("IW_RF_AUTOTIME",
+                "QObject: AddFrame with a frametiming cannot be used with autotime=true"),
+        [&] { writer.replaceFrame("aaa", 0, timeOf(1)); });
+    expectFailure<IOFileException>(refusal("IW_AF_AUTOTIME2", automaticText),
+                                   [&] { writer.addFrame("aaa", 3, timeOf(1)); });
+    add(writer, "aaa");
+    expectFailure<IOFileException>(
+        refusal("IW_RF_BOUND", "QObject: Cannot replace Frame, indice out of bounds."),
+        [&] { writer.replaceFrame("aaa", 1); });
+    writer.create(file.path(), false);
+    expectFailure<IOFileException>(
+        refusal("IW_RF_FIND2", "QObject: Cannot replace frame, indice out of bounds."),
+        [&] { writer.replaceFrame("aaa", 0, timeOf(1)); });
+    add(writer, "aaa", timeOf(1));
+    expectFailure<IOFileException>(
+        refusal("IW_RF_BOUND2", "QObject: Cannot replace Frame, indice out of bounds."),
+        [&] { writer.replaceFrame("aaa", 1, timeOf(1)); });
+    writer.setCompression(CompressionType::ZLib);
+    expectFailure<IOFileException>(
+        refusal("IW_RF_COMPRESS", "QObject: Cannot replace frame when using compression."),
+        [&] { writer.replaceFrame("aaa", 0); });
 }
 
 }  // namespace
