@@ -1,0 +1,55 @@
+#pragma once
+
+// Ratios of speed that a busy machine does not move much: the processor's time is counted, not the
+// clock's, and the works to compare take turns.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <utility>
+#include <vector>
+
+namespace mz::test {
+
+using Work = std::function<void()>;
+
+inline double processorTime(Work const& work) {
+    const auto now = [] {
+        timespec time{};
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+    };
+    const double start = now();
+    work();
+    return now() - start;
+}
+
+inline double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+/// How many times as fast `work` is as `other`: the median over rounds in which each runs `repeats`
+/// times.
+inline double speedOver(Work const& other, Work const& work, int repeats = 1) {
+    constexpr int rounds = 9;
+    const auto repeated = [repeats](Work const& once) {
+        return processorTime([&] {
+            for (int i = 0; i < repeats; ++i)
+                once();
+        });
+    };
+    repeated(other);  // what is only done once is left out
+    repeated(work);
+    std::vector<double> ratios;
+    for (int round = 0; round < rounds; ++round) {
+        const double own = repeated(work);
+        ratios.push_back(repeated(other) / own);
+    }
+    if (getenv("SHOW_RATIO")) printf("   ratio %.2f  (min %.2f max %.2f)\n", median(ratios), *std::min_element(ratios.begin(),ratios.end()), *std::max_element(ratios.begin(),ratios.end()));
+    return median(ratios);
+}
+
+}  // namespace mz::test
