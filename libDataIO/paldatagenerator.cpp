@@ -17,8 +17,9 @@ PalColor clampedColor(PalColor const& color) {
     return {clampedToUnit(color._r), clampedToUnit(color._g), clampedToUnit(color._b)};
 }
 
-/// A component from 0 to 1 as 8 bits.
+/// A component from 0 to 1 as 8 bits. Never negative, and lround would be a call for each entry.
 inline uint32_t channel(double c) {
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings)
     return static_cast<uint32_t>(static_cast<int32_t>(255.0 * c + 0.5));
 }
 

@@ -4,8 +4,6 @@
 // clock's, and the works to compare take turns.
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <utility>
@@ -48,7 +46,6 @@ inline double speedOver(Work const& other, Work const& work, int repeats = 1) {
         const double own = repeated(work);
         ratios.push_back(repeated(other) / own);
     }
-    if (getenv("SHOW_RATIO")) printf("   ratio %.2f  (min %.2f max %.2f)\n", median(ratios), *std::min_element(ratios.begin(),ratios.end()), *std::max_element(ratios.begin(),ratios.end()));
     return median(ratios);
 }
 
