@@ -81,7 +81,7 @@ private:
     }
 
     boost::optional<ChunkSpan> _wholeChunkAt(qint64 offset) {
-        const auto chunk = _announcedAt(offset);
+        auto chunk = _announcedAt(offset);
         if (!chunk || chunk->end() > _scan.fileSize) return boost::none;
         const auto end = _headerAt(chunk->end() - chunkHeaderSize, ChunkEndHeader::_headerStr);
         if (!end || end->type != chunk->type || end->size != chunk->size) return boost::none;
@@ -94,7 +94,7 @@ private:
              size = std::min(2 * size, largestWindow)) {
             if (_window.size() < size) _window.resize(size);
             const size_t count = _read(offset, _window.data(), size);
-            if (const auto chunk = _firstWholeChunkIn(offset, count)) return chunk;
+            if (auto chunk = _firstWholeChunkIn(offset, count)) return chunk;
             // Windows overlap by less than a tag, so that none is missed between them.
             offset += count >= tagSize ? static_cast<qint64>(count - tagSize + 1) : unreadableStep;
         }
@@ -108,7 +108,7 @@ private:
             at = static_cast<const char*>(
                 memmem(at, static_cast<size_t>(end - at), ChunkStartHeader::_headerStr, tagSize));
             if (at == nullptr) break;
-            const auto chunk = _wholeChunkAt(offset + (at - begin));
+            auto chunk = _wholeChunkAt(offset + (at - begin));
             if (chunk && chunk->type <= MZ_CT_LASERPOWER) return chunk;
         }
         return boost::none;

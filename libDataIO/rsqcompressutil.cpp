@@ -40,9 +40,10 @@ bool isWorthVectorizing(ImageReader const& movie, size_t fiberValues) {
     int height = 0;
     movie.width(width);
     movie.height(height);
-    const auto fibers = static_cast<float>(fiberValues / 2);
+    const size_t fibers = fiberValues / 2;
+    const float pixels = static_cast<float>(width) * static_cast<float>(height);
     return fiberValues < tooManyFiberValues &&
-           static_cast<float>(width) * static_cast<float>(height) / fibers >= fewestPixelsPerFiber;
+           pixels / static_cast<float>(fibers) >= fewestPixelsPerFiber;
 }
 
 RSQCompress::Vectorization decidedVectorization(ImageReader const& movie, size_t fiberValues,
