@@ -11,7 +11,7 @@ namespace {
 
 /// Pages of views count as the process's own memory until they are given back; at this interval it
 /// costs nothing in order and 4 % on large frames in random order.
-constexpr qint64 giveBackInterval = 64 * 1024 * 1024;
+constexpr qint64 giveBackInterval = qint64{64} * 1024 * 1024;
 
 qint64 pageSize() {
     return getpagesize();
