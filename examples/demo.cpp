@@ -167,8 +167,7 @@ std::unique_ptr<FrameSource> sourceOf(QCommandLineParser const& parser) {
 
 std::vector<Movie> makeMovies(FrameSource& source, QDir const& folder, bool force) {
     const auto fileOf = [&](const char* name) {
-        const QString file =
-            folder.absoluteFilePath(QLatin1String(name) + QStringLiteral(".movie"));
+        QString file = folder.absoluteFilePath(QLatin1String(name) + QStringLiteral(".movie"));
         examples::refuseToOverwrite(file, force);
         return file;
     };
@@ -187,7 +186,7 @@ QString saveContactSheet(std::vector<Movie> const& movies, QDir const& folder) {
     QList<examples::ContactRow> rows;
     for (Movie const& movie : movies)
         rows.append({movie.name, movie.file});
-    const QString file = folder.absoluteFilePath(QStringLiteral("contact-sheet.png"));
+    QString file = folder.absoluteFilePath(QStringLiteral("contact-sheet.png"));
     examples::savePng(examples::contactSheet(rows), file);
     return file;
 }

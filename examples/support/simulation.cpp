@@ -38,14 +38,19 @@ float smooth(float t) {
     return t * t * (3 - 2 * t);
 }
 
+constexpr std::size_t indexOf(int row, int column, int columns) {
+    return static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
+           static_cast<std::size_t>(column);
+}
+
 }  // namespace
 
 Simulation::Simulation()
     : _bundle(hexagonalBundle(width, height)),
-      _scene(sceneSide * sceneSide),
+      _scene(indexOf(sceneSide, 0, sceneSide)),
       _gaussian(1 << 14),
-      _light(width * height),
-      _image(width * height) {
+      _light(indexOf(height, 0, width)),
+      _image(indexOf(height, 0, width)) {
     std::mt19937 random(11);
     std::normal_distribution<float> normal;
     for (float& number : _gaussian)
@@ -71,9 +76,7 @@ void Simulation::_paintScene() {
         std::vector<float> lattice(static_cast<std::size_t>(cells * cells));
         for (float& value : lattice)
             value = static_cast<float>(random() & 0xffff) / 65536.0f;
-        const auto at = [&](int x, int y) {
-            return lattice[static_cast<std::size_t>(y % cells * cells + x % cells)];
-        };
+        const auto at = [&](int x, int y) { return lattice[indexOf(y % cells, x % cells, cells)]; };
         const int cellSide = sceneSide / cells;
         for (int y = 0; y < sceneSide; ++y)
             for (int x = 0; x < sceneSide; ++x) {
@@ -85,8 +88,7 @@ void Simulation::_paintScene() {
                     smooth(static_cast<float>(y % cellSide) / static_cast<float>(cellSide));
                 const float top = at(column, row) * (1 - u) + at(column + 1, row) * u;
                 const float bottom = at(column, row + 1) * (1 - u) + at(column + 1, row + 1) * u;
-                _scene[static_cast<std::size_t>(y * sceneSide + x)] +=
-                    strength * (top * (1 - v) + bottom * v);
+                _scene[indexOf(y, x, sceneSide)] += strength * (top * (1 - v) + bottom * v);
             }
     }
 }
@@ -105,7 +107,7 @@ void Simulation::_addCells() {
                 const float distance = std::hypot(static_cast<float>(x), static_cast<float>(y));
                 const int column = (x0 + x) & (sceneSide - 1);
                 const int row = (y0 + y) & (sceneSide - 1);
-                _scene[static_cast<std::size_t>(row * sceneSide + column)] +=
+                _scene[indexOf(row, column, sceneSide)] +=
                     brightness / (1 + std::exp(1.5f * (distance - radius)));
             }
     }
@@ -148,8 +150,7 @@ float Simulation::_sceneAt(float x, float y) const {
     const float u = x - left;
     const float v = y - top;
     const auto at = [&](int column, int row) {
-        return _scene[static_cast<std::size_t>((row & (sceneSide - 1)) * sceneSide +
-                                               (column & (sceneSide - 1)))];
+        return _scene[indexOf(row & (sceneSide - 1), column & (sceneSide - 1), sceneSide)];
     };
     const int column = static_cast<int>(left);
     const int row = static_cast<int>(top);
@@ -197,7 +198,7 @@ std::vector<std::uint16_t> const& Simulation::image(int frame) {
         for (int row = y - spotReach; row <= y + spotReach; ++row)
             for (int column = x - spotReach; column <= x + spotReach; ++column, ++spot)
                 if (row >= 0 && row < height && column >= 0 && column < width)
-                    _light[static_cast<std::size_t>(row * width + column)] += signals[i] * *spot;
+                    _light[indexOf(row, column, width)] += signals[i] * *spot;
     }
     Random random(500000u + static_cast<std::uint64_t>(frame));
     std::transform(_light.begin(), _light.end(), _image.begin(), [&](float light) {
