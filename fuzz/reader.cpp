@@ -128,7 +128,8 @@ void readFrame(ImageReader& reader, unsigned int number) {
     });
     for (const int side : {1, 40, std::numeric_limits<int>::max()}) {
         QImage image;
-        if (side > 40 && imageBytes(reader) == 0) break;
+        // A narrow frame becomes an image of 400 times its height: once will do.
+        if (side > 40 && (number != 0 || imageBytes(reader) == 0)) break;
         if (!reader.thumbnail(image, std::min(side, 400), side, static_cast<int>(number))) {
             require(image.isNull(), "an image that cannot be made is untouched");
         }

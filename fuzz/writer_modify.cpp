@@ -1,6 +1,7 @@
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
 
+#include <algorithm>
 #include <vector>
 
 #include <fuzz/operations.h>
@@ -25,7 +26,7 @@ std::vector<char> pixels(size_t size) {
 struct Frames {
     bool opens = false;
     bool areCompressed = false;
-    std::vector<QByteArray> payloads;
+    std::vector<boost::optional<QByteArray>> payloads;
 };
 
 Frames storedFrames(QString const& path) {
@@ -41,7 +42,8 @@ Frames storedFrames(QString const& path) {
         boost::optional<unsigned int> size;
         frames.payloads.emplace_back();
         if (i < 32 && succeedsOnFrames([&] { size = reader.getRawFrame(data, i); }) && size) {
-            frames.payloads.back() = QByteArray(static_cast<const char*>(data), *size);
+            frames.payloads.back() =
+                QByteArray(static_cast<const char*>(data), static_cast<qsizetype>(*size));
         }
     }
     return frames;
@@ -51,7 +53,11 @@ Frames storedFrames(QString const& path) {
 class Editor {
 public:
     Editor(ImageWriter& writer, Frames const& frames)
-        : _writer(writer), _frames(frames), _pixels(pixels(largestFrame)) {}
+        : _writer(writer), _sizes(frames.payloads.size()), _pixels(pixels(largestFrame)) {
+        for (size_t i = 0; i < _sizes.size() && !frames.areCompressed; ++i) {
+            if (frames.payloads[i]) _sizes[i] = frames.payloads[i]->size();
+        }
+    }
 
     /// Frames appended; meaningless once isOrderly() is false.
     unsigned int added() const { return _added; }
@@ -76,11 +82,9 @@ public:
             case 5:
                 return _setAttribute(script);
             case 6:
-                _isOrderly = false;
-                return _writer.organizeIndex(script.next(), script.next());
+                return _organize(script);
             case 7:
-                _isOrderly = false;
-                return _writer.setFirstFrame(script.next());
+                return _chooseFirst(script);
             case 8:
                 return _setFibers(script);
             case 9:
@@ -96,22 +100,42 @@ private:
     template <class Add>
     void _append(Script& script, Add add) {
         add(script.next() % 2 == 0 ? script.next() : script.next() - 64);
+        _sizes.emplace_back();
         ++_added;
     }
 
     /// The caller knows the size of a frame from reading it; that of a stream he cannot know.
     void _replace(Script& script) {
-        if (_frames.areCompressed) return;
         const unsigned int number = script.next();
-        auto const& payloads = _frames.payloads;
-        const auto size = number < payloads.size() ? payloads[number].size() : 0;
-        const std::vector<char> frame = pixels(static_cast<size_t>(size));
+        const bool exists = number < _sizes.size();
+        if (exists && !_sizes[number]) return;
+        const std::vector<char> frame = pixels(exists ? *_sizes[number] : 0);
         _isOrderly = false;
         if (script.next() % 2 == 0) {
             _writer.replaceFrame(frame.data(), number, 0.25F);
         } else {
             _writer.replaceFrame(frame.data(), number, timeval{7, 7}, -1.0F);
         }
+    }
+
+    void _organize(Script& script) {
+        _isOrderly = false;
+        const unsigned int first = script.next();
+        const unsigned int ring = script.next();
+        if (first < ring && ring < _sizes.size()) _rotateSizes(first, ring);
+        _writer.organizeIndex(first, ring);
+    }
+
+    void _chooseFirst(Script& script) {
+        _isOrderly = false;
+        const unsigned int first = script.next();
+        if (first < _sizes.size()) _rotateSizes(first, _sizes.size());
+        _writer.setFirstFrame(first);
+    }
+
+    void _rotateSizes(size_t first, size_t size) {
+        const auto at = [this](size_t i) { return _sizes.begin() + static_cast<ptrdiff_t>(i); };
+        std::rotate(at(0), at(first), at(size));
     }
 
     void _setAttribute(Script& script) {
@@ -148,11 +172,13 @@ private:
         const double bytes = double(width) * height * (bits / 8 + 1);
         if (bytes > double(largestFrame) && bytes < 4e9) return;
         _writer.addFrame(_pixels.data(), 0.75F);
+        _sizes.emplace_back();
         ++_added;
     }
 
     ImageWriter& _writer;
-    Frames const& _frames;
+    /// What the caller knows of the frames' sizes, in the order of the index.
+    std::vector<boost::optional<size_t>> _sizes;
     std::vector<char> _pixels;
     unsigned int _added = 0;
     bool _isOrderly = true;
