@@ -117,9 +117,10 @@ public:
     void addFrameAtEnd(void const* data, int size, timeval time, float laserPower = -1.0F);
 
     /// Writes over frame `index` in place; a fault of the disk may leave that frame half written.
-    /// `data` must hold as many bytes as that frame has. Its time becomes the current one with
-    /// autotime and `time` when given, else it stays. Powers missing up to the last frame are
-    /// filled up with "none" when `laserPower` is not negative.
+    /// `data` must hold as many bytes as that frame has in the file, which for a reopened movie of
+    /// compressed frames are those of its stream: they are replaced as they are. Its time becomes
+    /// the current one with autotime and `time` when given, else it stays. Powers missing up to the
+    /// last frame are filled up with "none" when `laserPower` is not negative.
     /// @throws IOFileException, in this order, nothing written: "IW_RF_COMPRESS" while a
     ///         compression is set; "IW_RF_AUTOTIME" with a time although the writer takes it
     ///         itself; "IW_RF_FIND", "IW_RF_FIND2" without any frame; "IW_RF_BOUND", "IW_RF_BOUND2"
