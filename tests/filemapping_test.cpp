@@ -100,6 +100,14 @@ TEST_F(Mapping, PagesThatWereLookedAtAreGivenBack) {
     }
 }
 
+/// Where the pages of a mapping that is gone were, there may be memory of others.
+void expectNoPagesAreGivenBackIn(MMapChunkReader& reader, ScratchFile const& next) {
+    const FailingCalls advised(Call::Advise, EINVAL);
+    reader.fileDes(next.open(O_RDONLY));
+    ASSERT_TRUE(reader.nextChunk(2));
+    EXPECT_EQ(advised.hits(), 0) << "what lies behind the file in memory is not ours to drop";
+}
+
 TEST_F(Mapping, PagesOfAFormerFileAreNotGivenBackInTheNext) {
     putSparseChunk(file, 0, 2, 60 * mebibyte);
     const ScratchFile small;
@@ -107,11 +115,19 @@ TEST_F(Mapping, PagesOfAFormerFileAreNotGivenBackInTheNext) {
     reader.fileDes(file.open(O_RDONLY));
     ASSERT_TRUE(reader.nextChunk(2));
     reader.closeFile();
+    expectNoPagesAreGivenBackIn(reader, small);
+}
 
-    const FailingCalls advised(Call::Advise, EINVAL);
-    reader.fileDes(small.open(O_RDONLY));
+TEST_F(Mapping, PagesOfAFormerFileAreNotGivenBackForALargeChunkOfTheNext) {
+    const qint64 farOut = putSparseChunk(file, 0, 2, 300 * mebibyte);
+    putSparseChunk(file, farOut, 2, 10 * mebibyte);
+    const ScratchFile large;
+    putSparseChunk(large, 0, 2, 65 * mebibyte);
+    reader.fileDes(file.open(O_RDONLY));
+    ASSERT_TRUE(reader.seek(farOut));
     ASSERT_TRUE(reader.nextChunk(2));
-    EXPECT_EQ(advised.hits(), 0) << "what lies behind the small file in memory is not ours to drop";
+    reader.closeFile();
+    expectNoPagesAreGivenBackIn(reader, large);
 }
 
 TEST_F(Mapping, OneMappingServesAllMoves) {
@@ -271,22 +287,6 @@ TEST_F(Mapping, InterruptedReadsOfHeadersAreMadeAgain) {
     const FailingCalls interrupted(Call::Read, EINTR, 0, 2);
     EXPECT_TRUE(reader.nextChunk(2));
     EXPECT_EQ(interrupted.hits(), 2);
-}
-
-TEST_F(Mapping, PagesOfAFormerFileAreNotGivenBackForALargeChunkOfTheNext) {
-    const qint64 farOut = putSparseChunk(file, 0, 2, 300 * mebibyte);
-    putSparseChunk(file, farOut, 2, 10 * mebibyte);
-    const ScratchFile large;
-    putSparseChunk(large, 0, 2, 65 * mebibyte);
-    reader.fileDes(file.open(O_RDONLY));
-    ASSERT_TRUE(reader.seek(farOut));
-    ASSERT_TRUE(reader.nextChunk(2));
-    reader.closeFile();
-
-    const FailingCalls advised(Call::Advise, EINVAL);
-    reader.fileDes(large.open(O_RDONLY));
-    ASSERT_TRUE(reader.nextChunk(2));
-    EXPECT_EQ(advised.hits(), 0) << "what lies behind the large file in memory is not ours to drop";
 }
 
 }  // namespace

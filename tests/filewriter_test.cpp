@@ -61,19 +61,28 @@ TEST(FileWriter, WithoutAFileEveryCallIsSafe) {
     expectWithoutFile(writer);
 }
 
-TEST(FileWriter, CreateMakesAFileForItsOwnerAlone) {
+TEST(FileWriter, ANewFileIsForItsOwnerAlone) {
+    for (const auto mode : {FW_CREATE, FW_APPEND}) {
+        const ScratchFile file;
+        const QString path = file.sibling("new");
+        const mode_t mask = ::umask(0);
+        FileWriter writer;
+        writer.openFile(path, mode);
+        ::umask(mask);
+        struct stat status {};
+        ASSERT_EQ(::stat(path.toLocal8Bit().constData(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, 0600u) << mode;
+    }
+}
+
+TEST(FileWriter, CreateMakesAnEmptyFile) {
     const ScratchFile file;
     const QString path = file.sibling("new");
-    const mode_t mask = ::umask(0);
     FileWriter writer;
     writer.openFile(path, FW_CREATE);
-    ::umask(mask);
     EXPECT_TRUE(writer.openned());
     EXPECT_TRUE(writer.created());
     EXPECT_EQ(writer.fileSize(), 0);
-    struct stat status {};
-    ASSERT_EQ(::stat(path.toLocal8Bit().constData(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0600u);
     EXPECT_EQ(add(writer, 2, "aaaa"), 0);
     EXPECT_EQ(writer.tell(), 36);
     EXPECT_EQ(writer.fileSize(), 36);
@@ -224,18 +233,6 @@ TEST(FileWriter, CursorAndLengthAreWide) {
     EXPECT_EQ(writer.tell(), 0x1fffffff0);
     writer.truncate();
     EXPECT_EQ(writer.fileSize(), 0x1fffffff0);
-}
-
-TEST(FileWriter, AppendMakesAFileForItsOwnerAlone) {
-    const ScratchFile file;
-    const QString path = file.sibling("new");
-    const mode_t mask = ::umask(0);
-    FileWriter writer;
-    writer.openFile(path, FW_APPEND);
-    ::umask(mask);
-    struct stat status {};
-    ASSERT_EQ(::stat(path.toLocal8Bit().constData(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0600u);
 }
 
 }  // namespace

@@ -86,6 +86,14 @@ unsigned int touchFrames(ImageReader& reader, unsigned int frames) {
     return sum;
 }
 
+/// The calls that a chunk costs when its header is not looked at in memory.
+void readHeaderAndLength(int fd, off_t at) {
+    char header[16];
+    struct stat status {};
+    ASSERT_EQ(::pread(fd, header, sizeof header, at), 16);
+    ASSERT_EQ(::fstat(fd, &status), 0);
+}
+
 constexpr unsigned int smallFrames = 1000;
 constexpr int smallSide = 128;
 constexpr off_t smallChunk = smallSide * smallSide * 2 + 32;
@@ -98,11 +106,8 @@ TEST_F(SpeedGuard, AMappingOfItsOwnForEachChunkWouldBeSlower) {
     const auto page = static_cast<off_t>(::getpagesize());
     const auto mapEach = [&] {
         for (unsigned int i = 0; i < smallFrames; ++i) {
-            char header[16];
-            struct stat status {};
             const off_t at = smallChunk * static_cast<off_t>(i);
-            ASSERT_EQ(::pread(fd, header, sizeof header, at), 16);
-            ASSERT_EQ(::fstat(fd, &status), 0);
+            readHeaderAndLength(fd, at);
             const auto length = static_cast<size_t>(page + smallChunk);
             void* start = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, fd, at / page * page);
             touched(static_cast<char*>(start) + at % page + 16);
@@ -127,11 +132,8 @@ TEST_F(SpeedGuard, AReadForEachHeaderWouldBeSlower) {
     void* start = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
     const auto readEach = [&] {
         for (unsigned int i = 0; i < smallFrames; ++i) {
-            char header[16];
-            struct stat status {};
             const off_t at = chunk * static_cast<off_t>(i);
-            ASSERT_EQ(::pread(fd, header, sizeof header, at), 16);
-            ASSERT_EQ(::fstat(fd, &status), 0);
+            readHeaderAndLength(fd, at);
             touched(static_cast<char*>(start) + at + 16);
         }
     };
