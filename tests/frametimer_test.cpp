@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <initializer_list>
 #include <string>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include <tests/support/bytes.h>
+#include <tests/support/timezone.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -57,31 +57,6 @@ std::string text(AttributeChunk const& chunk) {
     chunk.dump(out);
     return out.toStdString();
 }
-
-/// Puts the process into a time zone of POSIX form while it lives.
-class TimeZone {
-public:
-    explicit TimeZone(const char* zone) {
-        const char* before = getenv("TZ");
-        _had = before != nullptr;
-        if (_had) _before = before;
-        setenv("TZ", zone, 1);
-        tzset();
-    }
-    ~TimeZone() {
-        if (_had)
-            setenv("TZ", _before.c_str(), 1);
-        else
-            unsetenv("TZ");
-        tzset();
-    }
-    TimeZone(TimeZone const&) = delete;
-    TimeZone& operator=(TimeZone const&) = delete;
-
-private:
-    bool _had;
-    std::string _before;
-};
 
 TEST(FrameTimerRaw, IsSortedRecordsOfEightBytes) {
     FrameTimer unsorted = timer({{5, 0}, {-1, 3}, {2, 900000}, {2, 7}, {2, -1}});

@@ -12,6 +12,9 @@
 
 namespace mz::test {
 
+/// What close() writes of a header in which nothing was set.
+constexpr const char* emptyHeader = "compression_type=none\nendian=2\n";
+
 /// Noise of 12-bit samples, another one for each seed.
 inline QByteArray frame16(int samples, uint32_t seed = 1) {
     QByteArray out;
@@ -42,6 +45,18 @@ inline void add(ImageWriter& writer, QByteArray const& frame, float power = -1.0
 
 inline void add(ImageWriter& writer, QByteArray const& frame, timeval time, float power = -1.0F) {
     writer.addFrame(frame.constData(), static_cast<int>(frame.size()), time, power);
+}
+
+/// The text of an attribute in memory; null when it is missing.
+inline QString text(ImageWriter& writer, const char* key) {
+    QString value;
+    writer.attributeChunk().get(QString::fromLatin1(key), value);
+    return value;
+}
+
+inline bool has(ImageWriter& writer, const char* key) {
+    QString value;
+    return writer.attributeChunk().get(QString::fromLatin1(key), value);
 }
 
 }  // namespace mz::test
