@@ -9,12 +9,6 @@ Failure missingInfo(QString const& fileName) {
     return readerFailure("IR_MISSINFO", "File " + fileName + ": missing info, bad file format.");
 }
 
-MovieBytes twoFrames() {
-    MovieBytes movie;
-    movie.size(2, 1).attribute("pixtype", MZ_UCHAR).frame("ab").frame("cd");
-    return movie;
-}
-
 }  // namespace
 
 // --- opening ---------------------------------------------------------------------------------
@@ -146,6 +140,21 @@ TEST_F(MovieReader, AFailureBehindTheHeaderLeavesTheSame) {
     EXPECT_FALSE(reader.getFrameTiming(0));
 }
 
+TEST_F(MovieReader, AFileThatCannotBeOpenedEndsTheMovieBefore) {
+    open(twoFrames().times({1, 2, 3, 4}).laserPowers(QByteArray("\x01\x02")));
+    const QString missing = file.sibling("missing");
+    {
+        const LogCapture quiet;
+        EXPECT_THROW(reader.open(missing), IOFileException);
+    }
+    EXPECT_EQ(reader.nbFrames(), 0u);
+    EXPECT_TRUE(reader.attributeChunk().attributes().empty());
+    EXPECT_FALSE(reader.getLaserPower(0));
+    EXPECT_FALSE(reader.getFrameTiming(0));
+    EXPECT_EQ(rawFrame(0), boost::none);
+    expectFailure<IOFileException>(missingInfo(missing), [&] { reader.reloadHeader(); });
+}
+
 // --- reloading and closing -------------------------------------------------------------------
 
 TEST_F(MovieReader, ReloadingRefreshesIndexAndAttributesOnly) {
@@ -179,6 +188,17 @@ TEST_F(MovieReader, ReloadingAFileWithoutInfoKeepsTheHeader) {
     expectFailure<IOFileException>(missingInfo(file.path()), [&] { reader.reloadHeader(); });
     int width = 0;
     EXPECT_TRUE(reader.width(width));
+}
+
+TEST_F(MovieReader, ReloadingADamagedInfoChunkLeavesAnEmptyHeader) {
+    open(twoFrames());
+    writeFile(file.path(), chunk(MovieBytes::Frame, "ab") + chunk(MovieBytes::Info, le32(1)));
+    expectFailure<IOFileException>(
+        {"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK", "Cannot read header index, chunk too small."},
+        [&] { reader.reloadHeader(); });
+    EXPECT_TRUE(reader.attributeChunk().attributes().empty());
+    EXPECT_EQ(reader.nbFrames(), 2u);
+    EXPECT_EQ(rawFrame(0), boost::none);
 }
 
 TEST_F(MovieReader, AfterReloadingAShorterIndexItsBoundsCount) {
@@ -221,267 +241,4 @@ TEST_F(MovieReader, AClosedReaderFindsNoFramesAndNoFibers) {
     EXPECT_EQ(data, &untouched);
     EXPECT_EQ(reader.nbFibers(ImageReader::NoFiberFiltering), 0);
     expectFailure<IOFileException>(missingInfo(QString()), [&] { reader.reloadHeader(); });
-}
-
-// --- header ----------------------------------------------------------------------------------
-
-TEST_F(MovieReader, ReadsNumbersOfTheHeader) {
-    open(MovieBytes()
-             .size(512, 400)
-             .attribute("framedelay", 83)
-             .attribute("datadimension", 2)
-             .attribute("endian", 2)
-             .attribute("mask_level", -5));
-    int value = 0;
-    EXPECT_TRUE(reader.width(value));
-    EXPECT_EQ(value, 512);
-    EXPECT_TRUE(reader.height(value));
-    EXPECT_EQ(value, 400);
-    EXPECT_TRUE(reader.frameDelay(value));
-    EXPECT_EQ(value, 83);
-    EXPECT_TRUE(reader.dimension(value));
-    EXPECT_EQ(value, 2);
-    EXPECT_EQ(reader.endian(), 2);
-    EXPECT_EQ(reader.getMaskLevel(), -5);
-}
-
-TEST_F(MovieReader, MissingNumbersHaveTheirDefaults) {
-    open(MovieBytes());
-    int value = 77;
-    EXPECT_FALSE(reader.width(value));
-    EXPECT_FALSE(reader.height(value));
-    EXPECT_FALSE(reader.frameDelay(value));
-    EXPECT_FALSE(reader.dimension(value));
-    EXPECT_FALSE(reader.pixBits(value));
-    EXPECT_EQ(value, 77);
-    EXPECT_EQ(reader.endian(), 0);
-    EXPECT_EQ(reader.getMaskLevel(), -32768);
-}
-
-namespace {
-
-struct PixelCase {
-    const char* attributes;
-    bool hasBits;
-    int bits;
-    int bytes;
-    MZImagePixelType type;
-};
-
-void PrintTo(PixelCase const& pixel, std::ostream* out) {
-    *out << testing::PrintToString(pixel.attributes);
-}
-
-class PixelsOfTheHeader : public MovieReader, public testing::WithParamInterface<PixelCase> {};
-
-}  // namespace
-
-TEST_P(PixelsOfTheHeader, AreRead) {
-    PixelCase const& expected = GetParam();
-    open(MovieBytes().text(expected.attributes));
-    int bits = 0;
-    EXPECT_EQ(reader.pixBits(bits), expected.hasBits);
-    EXPECT_EQ(bits, expected.bits);
-    EXPECT_EQ(reader.pixBytes(), expected.bytes);
-    MZImagePixelType type = MZ_DOUBLE;
-    EXPECT_EQ(reader.pixType(type), expected.type != MZ_UNKNOWN);
-    EXPECT_EQ(type, expected.type);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    TypeOrBits, PixelsOfTheHeader,
-    testing::Values(PixelCase{"", false, 0, 0, MZ_UNKNOWN},
-                    PixelCase{"pixbits=16\n", true, 16, 2, MZ_USHORT},
-                    PixelCase{"pixbits=8\n", true, 8, 1, MZ_UCHAR},
-                    PixelCase{"pixbits=12\n", true, 12, 2, MZ_UNKNOWN},
-                    PixelCase{"pixbits=1\n", true, 1, 1, MZ_UNKNOWN},
-                    PixelCase{"pixbits=0\n", true, 0, 1, MZ_UNKNOWN},
-                    PixelCase{"pixbits=-2147483648\n", true, -2147483647 - 1, -268435455,
-                              MZ_UNKNOWN},
-                    PixelCase{"pixtype=6\npixbits=8\n", true, 16, 2, MZ_SHORT},
-                    PixelCase{"pixtype=2\n", true, 64, 8, MZ_DOUBLE},
-                    PixelCase{"pixtype=0\npixbits=8\n", true, 0, 1, MZ_UNKNOWN},
-                    PixelCase{"pixtype=99\n", true, 0, 1, static_cast<MZImagePixelType>(99)}));
-
-TEST_F(MovieReader, ReadsTheUtcOffset) {
-    bool present = false;
-    bool trustable = false;
-    open(MovieBytes().attribute("utc_offset_seconds", 3600));
-    EXPECT_EQ(reader.utcOffsetSeconds(present, trustable), 3600);
-    EXPECT_TRUE(present);
-    EXPECT_TRUE(trustable);
-    open(MovieBytes().attribute("utc_offset_seconds", 3600).attribute("utc_offset_untrustable", 1));
-    EXPECT_EQ(reader.utcOffsetSeconds(present, trustable), 3600);
-    EXPECT_TRUE(present);
-    EXPECT_FALSE(trustable);
-    open(
-        MovieBytes().attribute("utc_offset_seconds", -7200).attribute("utc_offset_untrustable", 0));
-    EXPECT_EQ(reader.utcOffsetSeconds(present, trustable), -7200);
-    EXPECT_TRUE(trustable);
-    open(MovieBytes().attribute("utc_offset_untrustable", 0));
-    EXPECT_EQ(reader.utcOffsetSeconds(present, trustable), 0);
-    EXPECT_FALSE(present);
-    EXPECT_FALSE(trustable);
-}
-
-TEST_F(MovieReader, GuessesTheDataTypeByTheWidth) {
-    open(MovieBytes().size(896, 1));
-    EXPECT_EQ(reader.dataType(), QStringLiteral("raw"));
-    open(MovieBytes().size(895, 1));
-    EXPECT_EQ(reader.dataType(), QStringLiteral("imp"));
-    open(MovieBytes().attribute("height", 1));
-    EXPECT_EQ(reader.dataType(), QStringLiteral("imp"));
-    open(MovieBytes().attribute("width", 896));
-    EXPECT_EQ(reader.dataType(), QStringLiteral("imp"));
-    open(MovieBytes().size(896, 1).attribute("data_type", "imp"));
-    EXPECT_EQ(reader.dataType(), QStringLiteral("imp"));
-    open(MovieBytes().attribute("data_type", "other"));
-    EXPECT_EQ(reader.dataType(), QStringLiteral("other"));
-}
-
-TEST_F(MovieReader, RestoresTheLineBreaksOfComments) {
-    open(MovieBytes().attribute("comment", "a\ab").attribute("specific_comment", "c\a\ad"));
-    EXPECT_EQ(reader.getComment(), QStringLiteral("a\nb"));
-    EXPECT_EQ(reader.getSpecificComment(), QStringLiteral("c\n\nd"));
-    open(MovieBytes());
-    EXPECT_TRUE(reader.getComment().isNull());
-    EXPECT_TRUE(reader.getSpecificComment().isNull());
-}
-
-TEST_F(MovieReader, TextIsLatin1) {
-    open(MovieBytes().attribute("comment", "\xe9t\xe9"));
-    EXPECT_EQ(reader.getComment(), QStringLiteral("été"));
-}
-
-TEST_F(MovieReader, ReadsThePalette) {
-    open(MovieBytes()
-             .attribute("pal_nbcols", 1)
-             .attribute("pal_n0_val", "0.5")
-             .attribute("pal_n0_r", "1")
-             .attribute("pal_n0_g", "0.25")
-             .attribute("pal_n0_b", "0"));
-    MzPalette palette;
-    EXPECT_TRUE(reader.palette(palette));
-    ASSERT_EQ(palette._nodes.size(), 1u);
-    EXPECT_EQ(palette._nodes.front(), PalNode(0.5F, PalColor(1, 0.25F, 0)));
-}
-
-TEST_F(MovieReader, APaletteWithoutNodesBecomesTheDefault) {
-    MzPalette expected;
-    expected.initDefault();
-    MzPalette palette;
-    open(MovieBytes());
-    EXPECT_FALSE(reader.palette(palette));
-    EXPECT_EQ(palette, expected);
-    palette = MzPalette();
-    open(MovieBytes().attribute("pal_nbcols", 0));
-    EXPECT_TRUE(reader.palette(palette)) << "the attributes held a palette, if an empty one";
-    EXPECT_EQ(palette, expected);
-}
-
-// --- attributes ------------------------------------------------------------------------------
-
-TEST_F(MovieReader, ReadsAttributesByTheirWholeName) {
-    open(MovieBytes().attribute("plug_gain", "1.5").attribute("plug_count", 7));
-    int count = 0;
-    float gain = 0;
-    QString text;
-    EXPECT_TRUE(reader.attribute(QStringLiteral("plug_count"), count));
-    EXPECT_EQ(count, 7);
-    EXPECT_TRUE(reader.attribute(QStringLiteral("plug_gain"), gain));
-    EXPECT_EQ(gain, 1.5F);
-    EXPECT_TRUE(reader.attribute(QStringLiteral("plug_gain"), text));
-    EXPECT_EQ(text, QStringLiteral("1.5"));
-    EXPECT_FALSE(reader.attribute(QStringLiteral("gain"), text));
-    EXPECT_EQ(text, QStringLiteral("1.5"));
-}
-
-TEST_F(MovieReader, SetsAttributesUnderAPrefix) {
-    open(MovieBytes());
-    reader.setAttribute(QStringLiteral("k"), 1);
-    reader.setAttribute(QStringLiteral("f"), 1.5F);
-    reader.setAttribute(QStringLiteral("t"), QStringLiteral("text"));
-    int value = 0;
-    EXPECT_FALSE(reader.attribute(QStringLiteral("k"), value));
-    EXPECT_TRUE(reader.attribute(QStringLiteral("plug_k"), value));
-    EXPECT_EQ(value, 1);
-    QString text;
-    EXPECT_TRUE(reader.attribute(QStringLiteral("plug_f"), text));
-    EXPECT_EQ(text, QStringLiteral("1.500000e+00"));
-    EXPECT_TRUE(reader.attribute(QStringLiteral("plug_t"), text));
-    EXPECT_EQ(text, QStringLiteral("text"));
-
-    reader.removeAttribute(QStringLiteral("k"));
-    EXPECT_TRUE(reader.attribute(QStringLiteral("plug_k"), value));
-    reader.removeAttribute(QStringLiteral("plug_k"));
-    EXPECT_FALSE(reader.attribute(QStringLiteral("plug_k"), value));
-}
-
-TEST_F(MovieReader, ChangedAttributesStayInMemory) {
-    open(twoFrames());
-    const QByteArray before = file.bytes();
-    reader.setAttribute(QStringLiteral("k"), 1);
-    reader.attributeChunk().set(QStringLiteral("width"), 9);
-    int width = 0;
-    EXPECT_TRUE(reader.width(width));
-    EXPECT_EQ(width, 9);
-    ImageReader const& constant = reader;
-    EXPECT_EQ(constant.attributeChunk().attributes().count(QStringLiteral("plug_k")), 1u);
-    reader.reloadHeader();
-    EXPECT_TRUE(reader.width(width));
-    EXPECT_EQ(width, 2);
-    EXPECT_EQ(file.bytes(), before);
-}
-
-TEST_F(MovieReader, DumpsIndexAndAttributes) {
-    open(MovieBytes().frame("ab").frame("cde").attribute("width", 2));
-    testing::internal::CaptureStdout();
-    reader.dumpDebug();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Chunk index----------------------\n"
-              "index[2][0] -> first: off 0 - len 2 \n"
-              "index[2][1] -> first: off 34 - len 3 \n"
-              "---------------------------------\n"
-              "Attribute Chunk Dump:\n"
-              "Number of items: 1\n"
-              "width -> 2\n");
-}
-
-TEST_F(MovieReader, AFileThatCannotBeOpenedEndsTheMovieBefore) {
-    open(twoFrames().times({1, 2, 3, 4}).laserPowers(QByteArray("\x01\x02")));
-    const QString missing = file.sibling("missing");
-    {
-        const LogCapture quiet;
-        EXPECT_THROW(reader.open(missing), IOFileException);
-    }
-    EXPECT_EQ(reader.nbFrames(), 0u);
-    EXPECT_TRUE(reader.attributeChunk().attributes().empty());
-    EXPECT_FALSE(reader.getLaserPower(0));
-    EXPECT_FALSE(reader.getFrameTiming(0));
-    EXPECT_EQ(rawFrame(0), boost::none);
-    expectFailure<IOFileException>(missingInfo(missing), [&] { reader.reloadHeader(); });
-}
-
-TEST_F(MovieReader, ReloadingADamagedInfoChunkLeavesAnEmptyHeader) {
-    open(twoFrames());
-    writeFile(file.path(), chunk(MovieBytes::Frame, "ab") + chunk(MovieBytes::Info, le32(1)));
-    expectFailure<IOFileException>(
-        {"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK", "Cannot read header index, chunk too small."},
-        [&] { reader.reloadHeader(); });
-    EXPECT_TRUE(reader.attributeChunk().attributes().empty());
-    EXPECT_EQ(reader.nbFrames(), 2u);
-    EXPECT_EQ(rawFrame(0), boost::none);
-}
-
-TEST_F(MovieReader, ABrokenPaletteKeepsTheNodesInFrontOfTheBreak) {
-    open(MovieBytes()
-             .attribute("pal_nbcols", 2)
-             .attribute("pal_n0_val", "0.5")
-             .attribute("pal_n0_r", "1")
-             .attribute("pal_n0_g", "0.25")
-             .attribute("pal_n0_b", "0"));
-    MzPalette palette;
-    EXPECT_FALSE(reader.palette(palette));
-    ASSERT_EQ(palette._nodes.size(), 1u) << "not the default";
-    EXPECT_EQ(palette._nodes.front(), PalNode(0.5F, PalColor(1, 0.25F, 0)));
 }

@@ -47,6 +47,13 @@ protected:
         return QByteArray(static_cast<const char*>(data), size);
     }
 
+    /// Of two pixels of 8 bits each.
+    static MovieBytes twoFrames() {
+        MovieBytes movie;
+        movie.size(2, 1).attribute("pixtype", MZ_UCHAR).frame("ab").frame("cd");
+        return movie;
+    }
+
     ScratchFile file;
     ImageReader reader;
 };
