@@ -41,12 +41,13 @@ Comparison comparisonOf(std::string const& work, Material const& material) {
 
 // --- reading
 
-Sum sumBare(QString const& path, Type type, Material const& material) {
+Sum sumBare(QString const& path, Type type, Material const& material,
+            decltype(decodeBare)* decode = &decodeBare) {
     const PlainMapping file(path);
     std::vector<uint16_t> frame(material.frameBytes() / 2);
     Sum sum = 0;
     eachPayload(file, material.frames(), [&](const char* stream, size_t size) {
-        decodeBare(type, stream, size, frame.data(), material.frameBytes());
+        decode(type, stream, size, frame.data(), material.frameBytes());
         sum += sumOf(frame.data(), material.frameBytes());
     });
     return sum;
@@ -77,6 +78,9 @@ void compareDecoding(Context const& context, Type type) {
         recordHdf5(hdf5, material);
         recordTiff(tiff, material, TiffCompression::Deflate);
         const std::vector<uint64_t> pages = pageOffsets(tiff);
+        // What the library could reach at most: its reader is built on this.
+        comparison.cases.push_back(
+            {"bare libdeflate", [=] { return sumBare(movie, type, material, &decodeLibdeflate); }});
         comparison.cases.push_back(
             {"HDF5 gzip filter", [=] { return sumHdf5(hdf5, material, order); }});
         comparison.cases.push_back(

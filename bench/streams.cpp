@@ -1,8 +1,10 @@
 #include <bzlib.h>
+#include <libdeflate.h>
 #include <zlib.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 #include <bench/streams.h>
 
@@ -66,6 +68,19 @@ void decodeBare(mz::CompressionType::e type, const char* stream, size_t size, vo
     check(BZ2_bzBuffToBuffDecompress(static_cast<char*>(out), &length, const_cast<char*>(stream),
                                      static_cast<unsigned int>(size), 0, 0) == BZ_OK &&
           length == outSize);
+}
+
+void decodeLibdeflate(mz::CompressionType::e type, const char* stream, size_t size, void* out,
+                      size_t outSize) {
+    using Decompressor =
+        std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)>;
+    static const Decompressor decompressor(libdeflate_alloc_decompressor(),
+                                           &libdeflate_free_decompressor);
+    check(decompressor != nullptr);
+    const auto decompress =
+        type == mz::CompressionType::ZLib ? libdeflate_zlib_decompress : libdeflate_gzip_decompress;
+    check(decompress(decompressor.get(), stream, size, out, outSize, nullptr) ==
+          LIBDEFLATE_SUCCESS);
 }
 
 size_t encodeBare(mz::CompressionType::e type, void const* data, size_t size,
