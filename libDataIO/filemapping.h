@@ -30,8 +30,9 @@ public:
     /// mapped, or null when they are not in it. It may only be looked at as far as the file reaches
     /// now.
     const char* mapped(qint64 offset, qint64 length) const {
-        const bool isInside =
-            offset >= 0 && offset + length <= static_cast<qint64>(_file.length) && !_fileChanged;
+        // A cursor may stand anywhere: nothing is added to it.
+        const auto mappedLength = static_cast<qint64>(_file.length);
+        const bool isInside = offset >= 0 && offset <= mappedLength - length && !_fileChanged;
         return isInside ? _file.start + offset : nullptr;
     }
 

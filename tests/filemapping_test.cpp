@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
 
 #include <tests/support/expectfailure.h>
 #include <tests/support/limits.h>
@@ -128,6 +129,19 @@ TEST_F(Mapping, PagesOfAFormerFileAreNotGivenBackForALargeChunkOfTheNext) {
     ASSERT_TRUE(reader.nextChunk(2));
     reader.closeFile();
     expectNoPagesAreGivenBackIn(reader, large);
+}
+
+TEST_F(Mapping, NoOffsetIsTooLargeToLookFor) {
+    openOver(chunk(2, "aaaa"));
+    ASSERT_TRUE(reader.nextChunk(2));
+    ASSERT_TRUE(reader.seek(std::numeric_limits<qint64>::max()));
+    try {
+        EXPECT_FALSE(reader.nextChunk(2));
+    } catch (IOFileException const& refused) {
+        EXPECT_EQ(refused.code(), "CHB_LFD_SEEK") << "file systems differ in what they can seek";
+    }
+    ASSERT_TRUE(reader.rewind());
+    EXPECT_TRUE(reader.nextChunk(2));
 }
 
 TEST_F(Mapping, OneMappingServesAllMoves) {
