@@ -114,6 +114,15 @@ size_t imageBytes(ImageReader const& reader) {
     return static_cast<size_t>(width) * static_cast<size_t>(height) * 2;
 }
 
+/// Whether an image as wide as a caller likes and of any height remains small: a frame of one
+/// column would become one of millions of rows.
+bool isFlat(ImageReader const& reader) {
+    int width = 0;
+    int height = 0;
+    return imageBytes(reader) != 0 && reader.width(width) && reader.height(height) && width > 0 &&
+           height / width < 4;
+}
+
 void readFrame(ImageReader& reader, unsigned int number) {
     const bool exists = number < reader.nbFrames();
     void const* data = nullptr;
@@ -127,9 +136,8 @@ void readFrame(ImageReader& reader, unsigned int number) {
         if (reader.getFrame(data, number)) touch(data, imageBytes(reader));
     });
     for (const int side : {1, 40, std::numeric_limits<int>::max()}) {
+        if (side > 40 && !isFlat(reader)) break;
         QImage image;
-        // A narrow frame becomes an image of 400 times its height: once will do.
-        if (side > 40 && (number != 0 || imageBytes(reader) == 0)) break;
         if (!reader.thumbnail(image, std::min(side, 400), side, static_cast<int>(number))) {
             require(image.isNull(), "an image that cannot be made is untouched");
         }

@@ -288,7 +288,6 @@ TEST_F(SpeedGuard, TimesAreTakenAllAtOnce) {
             times.push_back({fields[0], fields[1]});
         }
     };
-    FrameTimer timer;
     const auto read = [&] {
         FrameTimer fresh;
         fresh.readFromRawBuffer(stored.data(), static_cast<unsigned int>(stored.size()));
