@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <ostream>
 
 using namespace mz;
 
@@ -14,6 +15,10 @@ struct Row {
     MZImagePixelGroups group;
     int bits;
 };
+
+void PrintTo(Row const& row, std::ostream* out) {
+    *out << row.name;
+}
 
 class PixelTypes : public testing::TestWithParam<Row> {};
 

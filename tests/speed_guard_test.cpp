@@ -275,7 +275,7 @@ TEST_F(SpeedGuard, AttributesAreParsedWithoutCopiesOfTheirText) {
         AttributeChunk parsed;
         parsed.parseLatin1(text.constData(), text.size());
     };
-    EXPECT_GT(speedOver(splitLines, parse), 1.5);
+    EXPECT_GT(speedOver(splitLines, parse), 1.9);
 }
 
 TEST_F(SpeedGuard, TimesAreTakenAllAtOnce) {

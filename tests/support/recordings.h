@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <vector>
 
 namespace mz::test {
@@ -20,6 +21,10 @@ struct RecordingKind {
     int width = 16;
     int height = 8;
 };
+
+inline void PrintTo(RecordingKind const& kind, std::ostream* out) {
+    *out << "compression " << kind.compression << (kind.isVectorized ? ", vectorized" : "");
+}
 
 /// x, y of eight fibres.
 inline std::vector<float> someFibers() {

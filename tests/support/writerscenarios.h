@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -68,6 +69,10 @@ struct Recording {
     bool powers = true;
     int frames = 4;
 };
+
+inline void PrintTo(Recording const& recording, std::ostream* out) {
+    *out << "compression " << recording.compression << ", " << recording.frames << " frames";
+}
 
 inline Step createStep(Recording const& recording) {
     return {"create", Step::Create,
