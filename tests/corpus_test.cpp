@@ -17,9 +17,14 @@ using namespace mz::test;
 
 namespace {
 
+/// The folder of this project, or another one that DATAIO_CORPUS names: a fuzzer's, for instance.
+QDir corpus() {
+    return QDir(qEnvironmentVariable("DATAIO_CORPUS", QStringLiteral(DATAIO_CORPUS_DIR)));
+}
+
 std::vector<std::string> corpusNames() {
     std::vector<std::string> names;
-    for (QString const& name : QDir(QStringLiteral(DATAIO_CORPUS_DIR)).entryList(QDir::Files))
+    for (QString const& name : corpus().entryList(QDir::Files))
         if (!name.contains(u'.')) names.push_back(name.toStdString());
     return names;
 }
@@ -28,8 +33,7 @@ class Corpus : public testing::TestWithParam<std::string> {
 protected:
     void run(void (*operation)(QByteArray const&)) {
         const LogCapture quiet;
-        const QByteArray bytes = readFile(
-            QDir(QStringLiteral(DATAIO_CORPUS_DIR)).filePath(QString::fromStdString(GetParam())));
+        const QByteArray bytes = readFile(corpus().filePath(QString::fromStdString(GetParam())));
         try {
             operation(bytes);
         } catch (fuzz::Broken const& broken) {
