@@ -14,6 +14,11 @@
 
 namespace mz::test {
 
+constexpr CompressionType::e none = CompressionType::None;
+constexpr CompressionType::e zlib = CompressionType::ZLib;
+constexpr CompressionType::e gzip = CompressionType::GZip;
+constexpr CompressionType::e bzip2 = CompressionType::BZip2;
+
 struct RecordingKind {
     CompressionType::e compression = CompressionType::None;
     bool isVectorized = false;
