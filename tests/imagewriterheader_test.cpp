@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include <tests/support/expectfailure.h>
@@ -17,6 +18,14 @@ using namespace mz::test;
 
 namespace {
 
+using Texts = std::vector<std::pair<const char*, const char*>>;
+
+/// Each key with the text that its attribute must have.
+void expectTexts(ImageWriter& writer, Texts const& expected) {
+    for (auto const& [key, value] : expected)
+        EXPECT_EQ(text(writer, key), value) << key;
+}
+
 TEST(ImageWriterHeader, SettersWriteTheirKeys) {
     ImageWriter writer;
     writer.width(640);
@@ -25,15 +34,15 @@ TEST(ImageWriterHeader, SettersWriteTheirKeys) {
     writer.dimension(2);
     writer.indexed(true);
     writer.addBundleBoundingBoxCoords(1.5F, 2, 30, 40.25F);
-    EXPECT_EQ(text(writer, "width"), "640");
-    EXPECT_EQ(text(writer, "height"), "-1");
-    EXPECT_EQ(text(writer, "framedelay"), "83");
-    EXPECT_EQ(text(writer, "datadimension"), "2");
-    EXPECT_EQ(text(writer, "indexed"), "1");
-    EXPECT_EQ(text(writer, "bbox_min_x"), "1.500000e+00");
-    EXPECT_EQ(text(writer, "bbox_min_y"), "2.000000e+00");
-    EXPECT_EQ(text(writer, "bbox_max_x"), "3.000000e+01");
-    EXPECT_EQ(text(writer, "bbox_max_y"), "4.025000e+01");
+    expectTexts(writer, {{"width", "640"},
+                         {"height", "-1"},
+                         {"framedelay", "83"},
+                         {"datadimension", "2"},
+                         {"indexed", "1"},
+                         {"bbox_min_x", "1.500000e+00"},
+                         {"bbox_min_y", "2.000000e+00"},
+                         {"bbox_max_x", "3.000000e+01"},
+                         {"bbox_max_y", "4.025000e+01"}});
     writer.indexed(false);
     writer.width(641);
     EXPECT_EQ(text(writer, "indexed"), "0");
@@ -49,12 +58,12 @@ TEST(ImageWriterHeader, AnyAttributeKeepsTheTypeItWasGiven) {
     writer.setPlugAttribute(QStringLiteral("x"), 3);
     writer.setPlugAttribute(QStringLiteral("y"), -300.0F);
     writer.setPlugAttribute(QStringLiteral("z"), QStringLiteral("text"));
-    EXPECT_EQ(text(writer, "i"), "3");
-    EXPECT_EQ(text(writer, "f"), "2.500000e-01");
-    EXPECT_EQ(text(writer, "s"), " as it is ");
-    EXPECT_EQ(text(writer, "plug_x"), "3");
-    EXPECT_EQ(text(writer, "plug_y"), "-3.000000e+02");
-    EXPECT_EQ(text(writer, "plug_z"), "text");
+    expectTexts(writer, {{"i", "3"},
+                         {"f", "2.500000e-01"},
+                         {"s", " as it is "},
+                         {"plug_x", "3"},
+                         {"plug_y", "-3.000000e+02"},
+                         {"plug_z", "text"}});
 
     writer.removeAttribute(QStringLiteral("i"));
     writer.removeAttribute(QStringLiteral("x"));  // not "plug_x"

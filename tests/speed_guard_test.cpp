@@ -54,7 +54,7 @@ class SpeedGuard : public testing::Test {
 protected:
     QString path(const char* name) const { return dir.filePath(QString::fromLatin1(name)); }
 
-    /// A movie of frames of that many samples, all of them the first ones of `frame`.
+    /// A movie of frames of side × side samples, all of them the first ones of `frame`.
     void record(QString const& movie, int frames, int side, int attributes = 0) const {
         ImageWriter writer;
         writer.create(movie, false);
