@@ -1,0 +1,51 @@
+#pragma once
+
+// Finds the whole chunks of a damaged file: walks the framing forwards and, where it breaks,
+// searches for the next place at which a whole chunk stands. Looks at headers alone and never
+// changes the file.
+
+#include <libDataIO/container/chunkframing.h>
+
+#include <boost/optional.hpp>
+
+#include <vector>
+
+namespace mz {
+
+/// A chunk whose start and end header agree and lie inside the file.
+struct ChunkSpan {
+    qint64 offset;  ///< of the start header
+    unsigned int type;
+    unsigned int size;  ///< of the payload
+
+    qint64 length() const { return chunkFramingSize + size; }
+    qint64 end() const { return offset + length(); }
+};
+
+/// Bytes that belong to no whole chunk.
+struct ChunkGap {
+    qint64 offset;
+    qint64 length;
+    bool beginsChunk;  ///< a start header stands there, or what a cut file left of one, at least
+                       ///< the six bytes that name it
+    bool isTorn;       ///< the file ends before the chunk that begins there does
+
+    qint64 end() const { return offset + length; }
+};
+
+struct ChunkScan {
+    std::vector<ChunkSpan> chunks;  ///< in the order of the file
+    std::vector<ChunkGap> gaps;     ///< in the order of the file; only the last one can be torn
+    qint64 fileSize = -1;           ///< -1 when the system does not tell
+    int readError = 0;              ///< errno of the first failed read, 0 when there was none
+
+    /// The start of the chunk at which the file was cut off; its end when there is none.
+    qint64 soundEnd() const;
+};
+
+/// Scans the file behind a descriptor, whose position it moves. Bytes that cannot be read belong to
+/// gaps. Takes time in proportion to the chunks and to the bytes of the gaps, and memory in
+/// proportion to the numbers of both.
+ChunkScan scanChunks(int fd);
+
+}  // namespace mz

@@ -1,0 +1,77 @@
+#include <libDataIO/filereader.h>
+#include <libDataIO/mmapchunkreader.h>
+#include <libDataIO/base/posixfile.h>
+#include <libLog/failure.h>
+
+#include <fcntl.h>
+
+namespace mz {
+
+namespace {
+
+Logger* const logger = Logger::logger(QStringLiteral("dataio.filereader"));
+
+QString fileError(QString const& path) {
+    return withSystemError("File " + path + " : ");
+}
+
+}  // namespace
+
+FileReader::FileReader() = default;
+FileReader::~FileReader() = default;
+
+void FileReader::openFile(QString const& path) {
+    _reader.reset();
+    struct stat status {};
+    if (posix::status(path, status) == -1)
+        DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_STAT", fileError(path));
+    if (!S_ISREG(status.st_mode))
+        DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_REGFILE",
+                    "File " + path + " is not a regular file.");
+    auto reader = std::make_unique<MMapChunkReader>();
+    const int fd = posix::open(path, O_RDONLY);
+    if (fd == -1) DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_OPEN", fileError(path));
+    reader->fileDes(fd);
+    _reader = std::move(reader);
+}
+
+void FileReader::closeFile() {
+    if (!_reader) return;
+    _reader->closeFile();
+    _reader.reset();
+}
+
+bool FileReader::openned() const {
+    return _reader && _reader->openned();
+}
+
+bool FileReader::rewind() {
+    return _reader && _reader->rewind();
+}
+
+bool FileReader::seekEnd() {
+    return _reader && _reader->seekEnd();
+}
+
+bool FileReader::seek(qint64 offset) {
+    return _reader && _reader->seek(offset);
+}
+
+bool FileReader::nextChunk(unsigned int type) {
+    return _reader && _reader->nextChunk(type);
+}
+
+bool FileReader::prevChunk(unsigned int type) {
+    return _reader && _reader->prevChunk(type);
+}
+
+const void* FileReader::data() const {
+    // A reader without a file fails as one between two chunks does.
+    return _reader ? _reader->data() : MMapChunkReader().data();
+}
+
+unsigned int FileReader::chunkSize() {
+    return _reader ? _reader->size() : 0;
+}
+
+}  // namespace mz

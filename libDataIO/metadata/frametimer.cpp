@@ -1,0 +1,117 @@
+#include <libDataIO/attributechunk.h>
+#include <libDataIO/frametimer.h>
+#include <libDataIO/base/localtime.h>
+#include <libDataIO/base/storediterator.h>
+
+#include <QLatin1String>
+#include <QString>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+namespace mz {
+
+namespace {
+
+struct Record {
+    int32_t sec;
+    int32_t usec;
+};
+static_assert(sizeof(Record) == 8, "the size of a stored record");
+
+const QLatin1String presenceKey("frame_timer");
+
+/// Keeps the low 32 bits, as the 32-bit clocks of the first recorders did.
+Record narrowed(timeval const& time) {
+    return {static_cast<int32_t>(time.tv_sec), static_cast<int32_t>(time.tv_usec)};
+}
+
+timeval widened(Record const& record) {
+    timeval time{};
+    time.tv_sec = record.sec;
+    time.tv_usec = record.usec;
+    return time;
+}
+
+timeval storedTime(const char* stored) {
+    Record record;
+    std::memcpy(&record, stored, sizeof record);
+    return widened(record);
+}
+using StoredTimeIterator = StoredIterator<timeval, sizeof(Record), storedTime>;
+
+QString entryKey(const char* format, size_t index) {
+    char buffer[64];
+    // The longest index there is leaves the key well below the buffer's size.
+    const int length = std::snprintf(buffer, sizeof buffer, format, index);
+    return QString::fromLatin1(buffer, length);
+}
+
+QString secondsKey(size_t index) {
+    return entryKey("frame_timer_n%zu_sec", index);
+}
+QString microsecondsKey(size_t index) {
+    return entryKey("frame_timer_n%zu_usec", index);
+}
+
+bool isRawSize(unsigned int size) {
+    return size % sizeof(Record) == 0;
+}
+
+}  // namespace
+
+bool FrameTimer::dumpToRawBuffer(char* buffer, unsigned int size) {
+    if (!isRawSize(size)) return false;
+    std::sort(begin(), end(), TimevalLessThan());
+    for (timeval const& time : *this) {
+        const Record record = narrowed(time);
+        std::memcpy(buffer, &record, sizeof record);
+        buffer += sizeof record;
+    }
+    return true;
+}
+
+bool FrameTimer::readFromRawBuffer(const char* buffer, unsigned int size) {
+    if (!isRawSize(size)) return false;
+    assign(StoredTimeIterator(buffer), StoredTimeIterator(buffer + size));
+    return true;
+}
+
+bool FrameTimer::dumpToChunkInfo(AttributeChunk& info) {
+    info.set(presenceKey, empty() ? 0 : 1);
+    if (empty()) return true;
+    info.set(QStringLiteral("utc_offset_seconds"), localOffsetFromUtc());
+    std::sort(begin(), end(), TimevalLessThan());
+    for (size_t i = 0; i < size(); ++i) {
+        const Record record = narrowed((*this)[i]);
+        info.set(secondsKey(i), record.sec);
+        info.set(microsecondsKey(i), record.usec);
+    }
+    return true;
+}
+
+bool FrameTimer::readFromChunkInfo(AttributeChunk const& info) {
+    clear();
+    int present = 0;
+    if (!info.get(presenceKey, present)) return false;
+    Record record{};
+    for (size_t i = 0; info.get(secondsKey(i), record.sec); ++i) {
+        if (!info.get(microsecondsKey(i), record.usec)) return false;
+        push_back(widened(record));
+    }
+    return true;
+}
+
+void FrameTimer::removeFromAttChunk(AttributeChunk& attributes) {
+    int present = 0;
+    if (!attributes.get(presenceKey, present)) return;
+    attributes.erase(presenceKey);
+    size_t i = 0;
+    while (attributes.erase(secondsKey(i)) && attributes.erase(microsecondsKey(i)))
+        ++i;
+}
+
+}  // namespace mz

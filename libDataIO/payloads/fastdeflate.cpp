@@ -1,0 +1,101 @@
+#include <libDataIO/payloads/fastdeflate.h>
+
+#if DATAIO_USE_LIBDEFLATE
+
+#include <libdeflate.h>
+
+namespace mz {
+
+const bool FastDeflater::isBuiltIn = true;
+
+bool FastInflater::supports(CompressionType::e type) {
+    return type == CompressionType::ZLib || type == CompressionType::GZip;
+}
+
+namespace {
+
+/// Whether a gzip header has fields that a frame's header has not. The two libraries do not read
+/// all of them alike.
+bool hasOptionalFields(CompressionType::e type, void const* payload, size_t size) {
+    constexpr size_t flagsAt = 3;
+    return type == CompressionType::GZip && size > flagsAt &&
+           static_cast<const unsigned char*>(payload)[flagsAt] != 0;
+}
+
+}  // namespace
+
+struct FastInflater::Working {
+    libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
+    Working() = default;
+    ~Working() { libdeflate_free_decompressor(decompressor); }
+    Working(Working const&) = delete;
+    Working& operator=(Working const&) = delete;
+};
+
+FastInflater::FastInflater() = default;
+FastInflater::~FastInflater() = default;
+
+bool FastInflater::decode(CompressionType::e type, void const* payload, size_t size, void* out,
+                          size_t outSize) {
+    if (!supports(type) || hasOptionalFields(type, payload, size)) return false;
+    if (!_working) _working = std::make_unique<Working>();
+    if (_working->decompressor == nullptr) return false;
+    const auto decompress = type == CompressionType::ZLib ? libdeflate_zlib_decompress_ex
+                                                          : libdeflate_gzip_decompress_ex;
+    size_t consumed = 0;
+    size_t produced = 0;
+    return decompress(_working->decompressor, payload, size, out, outSize, &consumed, &produced) ==
+               LIBDEFLATE_SUCCESS &&
+           consumed == size && produced == outSize;
+}
+
+struct FastDeflater::Working {
+    libdeflate_compressor* compressor = libdeflate_alloc_compressor(1);
+    Working() = default;
+    ~Working() { libdeflate_free_compressor(compressor); }
+    Working(Working const&) = delete;
+    Working& operator=(Working const&) = delete;
+};
+
+FastDeflater::FastDeflater() = default;
+FastDeflater::~FastDeflater() = default;
+
+size_t FastDeflater::encode(CompressionType::e type, void const* data, size_t size, void* out,
+                            size_t outSize) {
+    if (!FastInflater::supports(type)) return 0;
+    if (!_working) _working = std::make_unique<Working>();
+    if (_working->compressor == nullptr) return 0;
+    const auto compress =
+        type == CompressionType::ZLib ? libdeflate_zlib_compress : libdeflate_gzip_compress;
+    return compress(_working->compressor, data, size, out, outSize);
+}
+
+}  // namespace mz
+
+#else
+
+namespace mz {
+
+const bool FastDeflater::isBuiltIn = false;
+
+bool FastInflater::supports(CompressionType::e) {
+    return false;
+}
+
+struct FastInflater::Working {};
+FastInflater::FastInflater() = default;
+FastInflater::~FastInflater() = default;
+bool FastInflater::decode(CompressionType::e, void const*, size_t, void*, size_t) {
+    return false;
+}
+
+struct FastDeflater::Working {};
+FastDeflater::FastDeflater() = default;
+FastDeflater::~FastDeflater() = default;
+size_t FastDeflater::encode(CompressionType::e, void const*, size_t, void*, size_t) {
+    return 0;
+}
+
+}  // namespace mz
+
+#endif

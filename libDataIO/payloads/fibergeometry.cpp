@@ -1,0 +1,158 @@
+#include <libDataIO/base/byteorder.h>
+#include <libDataIO/payloads/fibergeometry.h>
+#include <libDataIO/base/rounding.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace mz {
+
+namespace {
+
+constexpr double fullScale = 4294967295.0;  // the word that stands for the whole width or height
+
+struct Position {
+    float x, y;
+};
+
+std::vector<uint32_t> words(void const* payload, size_t count) {
+    std::vector<uint32_t> out(count);
+    if (count > 0) std::memcpy(out.data(), payload, count * sizeof(uint32_t));
+    return out;
+}
+
+uint32_t encoded(float coordinate, int side) {
+    const double inside =
+        std::isnan(coordinate) ? 0.0 : std::clamp<double>(coordinate, 0.0, side - 1.0);
+    return static_cast<uint32_t>(static_cast<int64_t>(inside * fullScale / side));
+}
+
+float decoded(uint32_t word, int side) {
+    const auto coordinate = static_cast<float>(word * (side / fullScale));
+    return std::min(coordinate, static_cast<float>(side) - 1.0F);
+}
+
+bool isInImage(Position p, ImageSize image) {
+    return p.x >= 0 && p.x <= static_cast<float>(image.width) - 1.0F && p.y >= 0 &&
+           p.y <= static_cast<float>(image.height) - 1.0F;
+}
+
+/// The ellipse inscribed in the bundle box.
+class Ellipse {
+public:
+    explicit Ellipse(BundleBox const& box)
+        : _a2(0.25F * (box.maxX - box.minX) * (box.maxX - box.minX)),
+          _b2(0.25F * (box.maxY - box.minY) * (box.maxY - box.minY)),
+          _cx((box.minX + box.maxX) * 0.5F),
+          _cy((box.minY + box.maxY) * 0.5F) {}
+
+    bool contains(float x, float y) const {
+        return (x - _cx) * (x - _cx) / _a2 + (y - _cy) * (y - _cy) / _b2 <= 1.0F;
+    }
+
+private:
+    float _a2, _b2, _cx, _cy;
+};
+
+/// Both the exact and the rounded position must lie in the ellipse: the rounded one is the pixel in
+/// which the fibre is sampled.
+bool isInBundle(Position p, Ellipse const& ellipse) {
+    return ellipse.contains(p.x, p.y) &&
+           ellipse.contains(static_cast<float>(iRound(p.x)), static_cast<float>(iRound(p.y)));
+}
+
+bool lessIndex(Position const& a, Position const& b) {
+    const int rowOfA = iRound(a.y);
+    const int rowOfB = iRound(b.y);
+    return rowOfA < rowOfB || (rowOfA == rowOfB && a.x < b.x);
+}
+
+}  // namespace
+
+std::vector<float> decodeFiberFractions(void const* payload, size_t size, bool otherByteOrder) {
+    std::vector<uint32_t> raw = words(payload, size / sizeof(uint32_t));
+    if (otherByteOrder) copySwapped32(raw.data(), raw.data(), raw.size());
+    std::vector<float> fractions(raw.size());
+    std::transform(raw.begin(), raw.end(), fractions.begin(),
+                   [](uint32_t word) { return static_cast<float>(word / fullScale); });
+    return fractions;
+}
+
+std::vector<uint32_t> encodeFiberCenters(std::vector<float> const& positions, ImageSize image) {
+    std::vector<uint32_t> out(positions.size());
+    for (size_t i = 0; i < positions.size(); ++i) {
+        out[i] = encoded(positions[i], i % 2 == 0 ? image.width : image.height);
+    }
+    return out;
+}
+
+std::vector<float> decodeFiberCenters(void const* payload, size_t size, ImageSize image) {
+    const std::vector<uint32_t> raw = words(payload, size / (2 * sizeof(uint32_t)) * 2);
+    std::vector<float> out(raw.size());
+    for (size_t i = 0; i < raw.size(); ++i) {
+        out[i] = decoded(raw[i], i % 2 == 0 ? image.width : image.height);
+    }
+    return out;
+}
+
+std::vector<float> rasterPositions(std::vector<float> const& fractions, ImageSize image,
+                                   FiberFilter filter, boost::optional<BundleBox> const& box) {
+    const auto width = static_cast<float>(image.width);
+    const auto height = static_cast<float>(image.height);
+    const boost::optional<Ellipse> ellipse =
+        box ? boost::make_optional(Ellipse(*box)) : boost::none;
+    std::vector<float> out;
+    out.reserve(fractions.size());
+    for (size_t i = 0; i + 1 < fractions.size(); i += 2) {
+        Position p{width * fractions[i], height * fractions[i + 1]};
+        if (filter == FiberFilter::Clamped) {
+            p = {std::min(std::max(p.x, 0.0F), width - 1.0F),
+                 std::min(std::max(p.y, 0.0F), height - 1.0F)};
+        } else if (filter == FiberFilter::InBundle) {
+            if (!isInImage(p, image) || (ellipse && !isInBundle(p, *ellipse))) continue;
+        }
+        out.push_back(p.x);
+        out.push_back(p.y);
+    }
+    return out;
+}
+
+void sortPositions(std::vector<float>& positions) {
+    std::vector<Position> pairs(positions.size() / 2);
+    for (size_t i = 0; i < pairs.size(); ++i)
+        pairs[i] = {positions[2 * i], positions[2 * i + 1]};
+    std::sort(pairs.begin(), pairs.end(), lessIndex);
+    for (size_t i = 0; i < pairs.size(); ++i) {
+        positions[2 * i] = pairs[i].x;
+        positions[2 * i + 1] = pairs[i].y;
+    }
+}
+
+std::vector<unsigned int> roundedPositions(std::vector<float> const& positions) {
+    std::vector<unsigned int> out(positions.size());
+    std::transform(positions.begin(), positions.end(), out.begin(),
+                   [](float coordinate) { return static_cast<unsigned int>(iRound(coordinate)); });
+    return out;
+}
+
+std::vector<unsigned int> pixelOffsets(std::vector<unsigned int> const& positions, int width) {
+    std::vector<unsigned int> out(positions.size() / 2);
+    for (size_t i = 0; i < out.size(); ++i) {
+        out[i] = positions[2 * i + 1] * static_cast<unsigned int>(width) + positions[2 * i];
+    }
+    return out;
+}
+
+std::vector<float> worldPositions(std::vector<float> const& positions, ImageSize image) {
+    const float scale = 1.0F / static_cast<float>(std::max(image.width, image.height));
+    const auto height = static_cast<float>(image.height);
+    std::vector<float> out(positions.size());
+    for (size_t i = 0; i + 1 < positions.size(); i += 2) {
+        out[i] = (positions[i] + 0.5F) * scale;
+        out[i + 1] = ((height - 0.5F) - positions[i + 1]) * scale;
+    }
+    return out;
+}
+
+}  // namespace mz

@@ -1,0 +1,71 @@
+#include <libDataIO/salvage/framelist.h>
+
+#include <algorithm>
+#include <numeric>
+
+namespace mz {
+
+void FrameList::remove(std::vector<size_t> const& numbers) {
+    std::vector<KeptChunk> leftFrames;
+    std::vector<size_t> leftPlaces;
+    for (size_t i = 0; i < frames.size(); ++i) {
+        if (std::binary_search(numbers.begin(), numbers.end(), i)) continue;
+        leftFrames.push_back(frames[i]);
+        leftPlaces.push_back(places[i]);
+    }
+    frames.swap(leftFrames);
+    places.swap(leftPlaces);
+    isComplete = isComplete && numbers.empty();
+}
+
+boost::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
+                                         std::vector<ChunkRecord> const& index) {
+    FrameList list;
+    std::vector<bool> isListed(frames.size(), false);
+    for (size_t place = 0; place < index.size(); ++place) {
+        const auto frame = std::lower_bound(
+            frames.begin(), frames.end(), qint64{index[place].offset},
+            [](ChunkSpan const& chunk, qint64 offset) { return chunk.offset < offset; });
+        if (frame == frames.end() || frame->offset != qint64{index[place].offset} ||
+            frame->size != index[place].length) {
+            continue;
+        }
+        const auto number = static_cast<size_t>(frame - frames.begin());
+        if (isListed[number]) continue;
+        isListed[number] = true;
+        list.frames.push_back({*frame, frame->offset});
+        list.places.push_back(place);
+    }
+    if (list.frames.size() < frames.size()) return boost::none;
+    list.isComplete = list.frames.size() == index.size();
+    return list;
+}
+
+FrameList framesOfFile(std::vector<ChunkSpan> const& frames, std::vector<qint64> const& holes,
+                       size_t recorded) {
+    FrameList list;
+    for (ChunkSpan const& frame : frames)
+        list.frames.push_back({frame, frame.offset});
+    list.places.resize(frames.size());
+    std::iota(list.places.begin(), list.places.end(), size_t{0});
+    if (recorded <= frames.size() || holes.empty()) return list;
+
+    list.isComplete = false;
+    list.arePlacesKnown = holes.size() == 1;
+    for (size_t i = 0; i < frames.size(); ++i) {
+        if (frames[i].offset > holes.front()) list.places[i] += recorded - frames.size();
+    }
+    return list;
+}
+
+QByteArray entriesAt(std::vector<size_t> const& places, const char* entries, size_t size,
+                     size_t entrySize) {
+    QByteArray left;
+    for (const size_t place : places) {
+        if (place >= size / entrySize) break;
+        left.append(entries + place * entrySize, static_cast<qsizetype>(entrySize));
+    }
+    return left;
+}
+
+}  // namespace mz

@@ -1,0 +1,49 @@
+#pragma once
+
+// The frames that are left of a damaged movie, and the place that each had among all that were
+// recorded: times and laser powers are lists that run parallel to the frames, so that with a lost
+// frame its entries must go as well, or all later frames would show those of others.
+
+#include <libDataIO/chunkindex.h>
+#include <libDataIO/container/chunkscan.h>
+
+#include <QByteArray>
+
+#include <cstddef>
+#include <vector>
+
+namespace mz {
+
+/// A whole chunk of the damaged file.
+struct KeptChunk {
+    ChunkSpan original;
+    qint64 offset;  ///< where it stands in the salvaged file
+};
+
+struct FrameList {
+    std::vector<KeptChunk> frames;  ///< in the order of the recording
+    std::vector<size_t> places;     ///< of each among the recorded frames, ascending
+    bool arePlacesKnown = true;
+    bool isComplete = true;  ///< as far as can be told, no frame is missing
+
+    /// Takes frames out, by their numbers in ascending order.
+    void remove(std::vector<size_t> const& numbers);
+};
+
+/// The frames in the order of the index that the movie had, which may be that of a ring. Empty when
+/// it does not know one of the frames and so describes another file.
+boost::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
+                                         std::vector<ChunkRecord> const& index);
+
+/// The frames in the order of the file.
+/// @param holes offsets of the gaps in which frames may have stood
+/// @param recorded how many frames there were, 0 when nothing tells. With one hole only, the lost
+///        ones are known to have stood there
+FrameList framesOfFile(std::vector<ChunkSpan> const& frames, std::vector<qint64> const& holes,
+                       size_t recorded);
+
+/// Those entries of a list parallel to the recorded frames that belong to frames which are left.
+QByteArray entriesAt(std::vector<size_t> const& places, const char* entries, size_t size,
+                     size_t entrySize);
+
+}  // namespace mz

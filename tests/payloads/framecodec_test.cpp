@@ -1,0 +1,378 @@
+#include <libDataIO/payloads/framecodec.h>
+
+#include <QString>
+#include <boost/iostreams/copy.hpp>
+#include <boost/iostreams/device/array.hpp>
+#include <boost/iostreams/filter/bzip2.hpp>
+#include <boost/iostreams/filter/gzip.hpp>
+#include <boost/iostreams/filter/zlib.hpp>
+#include <boost/iostreams/filtering_streambuf.hpp>
+#include <boost/range/iterator_range.hpp>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <tests/support/bytes.h>
+#include <tests/support/streams.h>
+
+using namespace mz;
+using namespace mz::test;
+
+namespace io = boost::iostreams;
+
+namespace {
+
+using Samples = std::vector<uint16_t>;
+
+constexpr uint16_t untouched = 0x5555;
+
+/// What became of a stream: the samples, or the class of what was thrown.
+struct Outcome {
+    std::string thrown;
+    Samples samples;
+};
+
+template <class Decode>
+Outcome outcomeOf(size_t count, Decode decode) {
+    Outcome out{"", Samples(count, untouched)};
+    try {
+        decode(out.samples);
+    } catch (io::zlib_error const&) {
+        out.thrown = "zlib_error";
+    } catch (io::gzip_error const&) {
+        out.thrown = "gzip_error";
+    } catch (io::bzip2_error const&) {
+        out.thrown = "bzip2_error";
+    } catch (std::ios_base::failure const&) {
+        out.thrown = "failure";
+    }
+    if (!out.thrown.empty()) out.samples.clear();
+    return out;
+}
+
+Outcome decoded(CompressionType::e type, QByteArray const& stream, size_t count) {
+    return outcomeOf(count, [&](Samples& samples) {
+        FrameDecoder().decode(type, stream.constData(), static_cast<size_t>(stream.size()),
+                              samples);
+    });
+}
+
+/// The filter chain that defines what a stream is worth.
+Outcome decodedByTheChain(CompressionType::e type, QByteArray const& stream, size_t count) {
+    return outcomeOf(count, [&](Samples& samples) {
+        io::filtering_istreambuf chain;
+        if (type == CompressionType::ZLib) chain.push(io::zlib_decompressor(15, 4096));
+        if (type == CompressionType::GZip) chain.push(io::gzip_decompressor(15, 4096));
+        if (type == CompressionType::BZip2) chain.push(io::bzip2_decompressor(false, 4096));
+        chain.push(io::array_source(stream.constData(), static_cast<size_t>(stream.size())));
+        auto* bytes = reinterpret_cast<char*>(samples.data());
+        io::copy(chain, boost::iterator_range<char*>(bytes, bytes + 2 * count), 4096);
+    });
+}
+
+/// A little compressible, as frames are.
+QByteArray noise(qsizetype size, unsigned int seed = 1) {
+    std::minstd_rand random(seed);
+    QByteArray out;
+    for (qsizetype i = 0; i < size; ++i)
+        out.append(static_cast<char>(random() % 40));
+    return out;
+}
+
+Samples samplesOf(QByteArray const& bytes, size_t count) {
+    Samples out(count, untouched);
+    std::memcpy(out.data(), bytes.constData(), static_cast<size_t>(bytes.size()));
+    return out;
+}
+
+class Codec : public testing::TestWithParam<CompressionType::e> {
+protected:
+    static constexpr size_t count = 4000;
+    static constexpr qsizetype size = 8000;
+
+    QByteArray stream(QByteArray const& plain) const { return compressed(GetParam(), plain); }
+
+    /// Decodes into 4000 samples; the chain must say the same.
+    Outcome decode(QByteArray const& stream) const {
+        Outcome out = decoded(GetParam(), stream, count);
+        const Outcome given = decodedByTheChain(GetParam(), stream, count);
+        EXPECT_EQ(out.thrown, given.thrown);
+        EXPECT_EQ(out.samples, given.samples);
+        return out;
+    }
+
+    void expectSamples(QByteArray const& bytes, QByteArray const& stream) const {
+        const Outcome out = decode(stream);
+        EXPECT_EQ(out.thrown, "");
+        EXPECT_EQ(out.samples, samplesOf(bytes, count));
+    }
+
+    std::string ownError() const {
+        if (GetParam() == CompressionType::ZLib) return "zlib_error";
+        return GetParam() == CompressionType::GZip ? "gzip_error" : "bzip2_error";
+    }
+};
+
+const auto allTypes =
+    testing::Values(CompressionType::ZLib, CompressionType::GZip, CompressionType::BZip2);
+
+const auto typeName = [](auto const& type) { return compressionName(type.param).toStdString(); };
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Types, Codec, allTypes, typeName);
+
+// --- names -----------------------------------------------------------------------------------
+
+TEST(CompressionNames, AreThoseOfTheFile) {
+    EXPECT_EQ(compressionName(CompressionType::None), QStringLiteral("none"));
+    EXPECT_EQ(compressionName(CompressionType::ZLib), QStringLiteral("z"));
+    EXPECT_EQ(compressionName(CompressionType::GZip), QStringLiteral("gz"));
+    EXPECT_EQ(compressionName(CompressionType::BZip2), QStringLiteral("bz2"));
+    for (const int other : {4, -1, 1000})
+        EXPECT_EQ(compressionName(static_cast<CompressionType::e>(other)), QStringLiteral("none"));
+}
+
+TEST(CompressionNames, AreReadExactly) {
+    for (const auto type : {CompressionType::None, CompressionType::ZLib, CompressionType::GZip,
+                            CompressionType::BZip2})
+        EXPECT_EQ(compressionOfName(compressionName(type)), type);
+    for (const char* other : {"", "Z", "Gz", "bz", "bzip2", "z ", "zlib"})
+        EXPECT_EQ(compressionOfName(QString::fromLatin1(other)), CompressionType::None) << other;
+}
+
+// --- decoding --------------------------------------------------------------------------------
+
+TEST_P(Codec, DecodesAStream) {
+    expectSamples(noise(size), stream(noise(size)));
+}
+
+TEST_P(Codec, AShortStreamLeavesTheRest) {
+    for (const qsizetype length : {0, 1, 2, 4999, 5000, 7999})
+        expectSamples(noise(length), stream(noise(length)));
+}
+
+TEST_P(Codec, ADecoderKeepsTheSamplesBehindAShortStream) {
+    FrameDecoder decoder;
+    Samples samples(count, untouched);
+    const auto decodeNext = [&](QByteArray const& next) {
+        const QByteArray payload = stream(next);
+        decoder.decode(GetParam(), payload.constData(), static_cast<size_t>(payload.size()),
+                       samples);
+    };
+    decodeNext(noise(size, 1));
+    decodeNext(noise(size, 2));
+    decodeNext(noise(1001, 3));
+    EXPECT_EQ(samples, samplesOf(noise(1001, 3) + noise(size, 2).mid(1001), count));
+    decodeNext(noise(size, 4));
+    EXPECT_EQ(samples, samplesOf(noise(size, 4), count));
+}
+
+TEST_P(Codec, AStreamThatIsTooLongFails) {
+    EXPECT_EQ(decode(stream(noise(size + 1))).thrown, "failure");
+    EXPECT_EQ(decode(stream(noise(10 * size))).thrown, "failure");
+    EXPECT_EQ(decoded(GetParam(), stream("x"), 0).thrown, "failure");
+    EXPECT_EQ(decoded(GetParam(), stream(""), 0).thrown, "");
+}
+
+TEST_P(Codec, ACutStreamFails) {
+    const QByteArray sound = stream(noise(size));
+    for (const qsizetype kept : {qsizetype{0}, qsizetype{1}, qsizetype{3}, sound.size() / 2,
+                                 sound.size() - 9, sound.size() - 4, sound.size() - 1})
+        EXPECT_EQ(decode(sound.left(kept)).thrown, ownError()) << kept;
+}
+
+TEST_P(Codec, DamageFails) {
+    const QByteArray sound = stream(noise(size));
+    // Start, middle and checksum, which stands in front of a size (gzip) or padding (bzip2).
+    for (const qsizetype at : {qsizetype{0}, qsizetype{1}, sound.size() / 2, sound.size() - 5}) {
+        QByteArray damaged = sound;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x10);
+        EXPECT_EQ(decode(damaged).thrown, ownError()) << at;
+    }
+}
+
+TEST_P(Codec, AnotherFormatFails) {
+    for (const auto other :
+         {CompressionType::ZLib, CompressionType::GZip, CompressionType::BZip2}) {
+        if (other == GetParam()) continue;
+        EXPECT_EQ(decode(compressed(other, noise(size))).thrown, ownError());
+    }
+    EXPECT_EQ(decode(noise(size)).thrown, ownError());
+}
+
+TEST_P(Codec, StreamsBehindEachOther) {
+    const QByteArray both = stream(noise(3000)) + stream(noise(5000, 2));
+    if (GetParam() == CompressionType::ZLib) {
+        expectSamples(noise(3000), both);  // zlib ends with its first stream
+    } else {
+        expectSamples(noise(3000) + noise(5000, 2), both);
+    }
+}
+
+TEST_P(Codec, AStreamBehindAFullFrame) {
+    const QByteArray full = stream(noise(size));
+    expectSamples(noise(size), full + stream(""));
+    const bool endsWithFirst = GetParam() == CompressionType::ZLib;
+    EXPECT_EQ(decode(full + stream("more")).thrown, endsWithFirst ? "" : "failure");
+}
+
+TEST_P(Codec, GarbageBehindTheStream) {
+    for (const char* garbage : {"x", "garbage behind the stream"}) {
+        for (const qsizetype length : {size, qsizetype{5000}}) {
+            const Outcome out = decode(stream(noise(length)) + garbage);
+            EXPECT_EQ(out.thrown, GetParam() == CompressionType::ZLib ? "" : ownError());
+        }
+    }
+    const Outcome zeros = decode(stream(noise(size)) + QByteArray(20, '\0'));
+    EXPECT_EQ(zeros.thrown, GetParam() == CompressionType::ZLib ? "" : ownError());
+}
+
+TEST_P(Codec, RandomDamageIsSeenAsTheChainSeesIt) {
+    const QByteArray sound = stream(noise(size));
+    std::minstd_rand random(7);
+    for (int round = 0; round < 300; ++round) {
+        QByteArray damaged = sound;
+        const auto at = static_cast<qsizetype>(random() % static_cast<size_t>(damaged.size()));
+        switch (random() % 3) {
+            case 0:
+                damaged[at] = static_cast<char>(random());
+                break;
+            case 1:
+                damaged.insert(at, static_cast<char>(random()));
+                break;
+            default:
+                damaged.remove(at, 1);
+        }
+        decode(damaged);
+    }
+}
+
+TEST(GzipFrames, HeaderFieldsAreSeenAsTheChainSeesThem) {
+    const QByteArray plain(64, 'a');
+    const QByteArray sound = compressed(CompressionType::GZip, plain);
+    const QByteArray extra("\3\0abc", 5);
+    for (int flags = 0; flags < 256; ++flags) {
+        for (QByteArray const& extraField : {extra, QByteArray(2, '\0')}) {
+            QByteArray header = sound.left(10);
+            header[3] = static_cast<char>(flags);
+            if (flags & 4) header += extraField;
+            if (flags & 8) header += QByteArray("name", 5);
+            if (flags & 16) header += QByteArray("comment", 8);
+            if (flags & 2) header += "??";
+            const QByteArray stream = header + sound.mid(10);
+            const Outcome given = decodedByTheChain(CompressionType::GZip, stream, 32);
+            const Outcome out = decoded(CompressionType::GZip, stream, 32);
+            EXPECT_EQ(out.thrown, given.thrown) << flags << " " << extraField.size();
+            EXPECT_EQ(out.samples, given.samples) << flags;
+        }
+    }
+}
+
+// --- sizes -----------------------------------------------------------------------------------
+
+TEST(PlausibleSize, IsWhatTheFormatsCanReach) {
+    EXPECT_EQ(plausibleDecodedSize(CompressionType::ZLib, 10), 11000u);
+    EXPECT_EQ(plausibleDecodedSize(CompressionType::GZip, 10), 11000u);
+    EXPECT_EQ(plausibleDecodedSize(CompressionType::BZip2, 10), 500000u);
+    EXPECT_EQ(plausibleDecodedSize(CompressionType::BZip2, 0xffffffff), 0xffffffffu * 50000ull);
+}
+
+TEST(PlausibleSize, IncludesBlackFramesOfDeflate) {
+    const qsizetype large = 32 << 20;
+    for (const auto type : {CompressionType::ZLib, CompressionType::GZip}) {
+        const QByteArray black = compressed(type, QByteArray(large, '\0'));
+        EXPECT_GE(plausibleDecodedSize(type, static_cast<uint64_t>(black.size())),
+                  static_cast<uint64_t>(large));
+    }
+}
+
+TEST_P(Codec, CountsWhatAStreamIsWorth) {
+    const auto sizeOf = [&](QByteArray const& payload, uint64_t limit) {
+        return decodedSize(GetParam(), payload.constData(), static_cast<size_t>(payload.size()),
+                           limit);
+    };
+    EXPECT_EQ(sizeOf(stream(noise(size)), size), uint64_t{size});
+    EXPECT_EQ(sizeOf(stream(""), 0), uint64_t{0});
+    EXPECT_EQ(sizeOf(stream(noise(size)), size - 1), std::nullopt);
+    EXPECT_EQ(sizeOf(stream(noise(size)).chopped(6), size), std::nullopt);
+    EXPECT_EQ(sizeOf("no stream", size), std::nullopt);
+}
+
+// --- encoding --------------------------------------------------------------------------------
+
+namespace {
+
+struct Effort {
+    CompressionType::e type;
+    CompressionEffort::e effort;
+};
+
+class Encoder : public testing::TestWithParam<Effort> {
+protected:
+    QByteArray encoded(QByteArray const& plain) {
+        const size_t length = encoder.encode(GetParam().type, GetParam().effort, plain.constData(),
+                                             static_cast<size_t>(plain.size()));
+        return {encoder.stream(), static_cast<qsizetype>(length)};
+    }
+
+    FrameEncoder encoder;
+};
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Types, Encoder,
+                         testing::Values(Effort{CompressionType::ZLib, CompressionEffort::Standard},
+                                         Effort{CompressionType::ZLib, CompressionEffort::Fast},
+                                         Effort{CompressionType::GZip, CompressionEffort::Standard},
+                                         Effort{CompressionType::GZip, CompressionEffort::Fast},
+                                         Effort{CompressionType::BZip2,
+                                                CompressionEffort::Standard},
+                                         Effort{CompressionType::BZip2, CompressionEffort::Fast}),
+                         [](auto const& effort) {
+                             return compressionName(effort.param.type).toStdString() +
+                                    (effort.param.effort == CompressionEffort::Fast ? "_fast" : "");
+                         });
+
+TEST_P(Encoder, MakesStreamsThatEverybodyReads) {
+    for (const qsizetype size : {1000, 100000, 2000}) {
+        const QByteArray stream = encoded(noise(size));
+        EXPECT_EQ(decompressed(GetParam().type, stream, size + 10), noise(size));
+        EXPECT_LT(stream.size(), size);
+    }
+}
+
+TEST_P(Encoder, MakesAStreamOfAnOddNumberOfBytes) {
+    EXPECT_EQ(decompressed(GetParam().type, encoded(noise(1001)), 2000), noise(1001));
+}
+
+TEST_P(Encoder, AStreamThatIsLongerThanTheBufferFails) {
+    EXPECT_THROW(encoded("xy"), std::ios_base::failure);
+    EXPECT_THROW(encoded(""), std::ios_base::failure);
+    EXPECT_EQ(decompressed(GetParam().type, encoded(noise(1000)), 1000), noise(1000));
+    // The buffer stays as large as the largest frame made it.
+    EXPECT_EQ(decompressed(GetParam().type, encoded("xy"), 10), "xy");
+}
+
+TEST_P(Encoder, FramesThatCannotBeCompressedFit) {
+    QByteArray random(100000, '\0');
+    std::minstd_rand generator(5);
+    for (char& byte : random)
+        byte = static_cast<char>(generator() >> 8);
+    EXPECT_EQ(decompressed(GetParam().type, encoded(random), random.size()), random);
+}
+
+TEST(FrameEncoder, StandardStreamsAreThoseOfTheDefaultLevel) {
+    FrameEncoder encoder;
+    const QByteArray plain = noise(10000);
+    for (const auto type : {CompressionType::ZLib, CompressionType::BZip2}) {
+        const size_t length =
+            encoder.encode(type, CompressionEffort::Standard, plain.constData(), 10000);
+        EXPECT_EQ(QByteArray(encoder.stream(), static_cast<qsizetype>(length)),
+                  compressed(type, plain));
+    }
+}

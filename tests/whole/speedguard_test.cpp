@@ -1,0 +1,355 @@
+// Keeps what makes the library fast from being lost unnoticed. Each test compares with a plain way
+// of the same work within this process and would fail if the technique that it names were taken
+// out; the bounds lie half way, so that another machine or a busy one does not matter.
+// scripts/bench measures.
+
+#include <libDataIO/attributechunk.h>
+#include <libDataIO/chunkindex.h>
+#include <libDataIO/payloads/fastdeflate.h>
+#include <libDataIO/fdchunkwriter.h>
+#include <libDataIO/payloads/framecodec.h>
+#include <libDataIO/frametimer.h>
+#include <libDataIO/imagereader.h>
+#include <libDataIO/imagewriter.h>
+#include <libDataIO/payloads/laserpower.h>
+#include <libDataIO/paldatagenerator.h>
+
+#include <QImage>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <random>
+
+#include <tests/support/speed.h>
+
+namespace mz::test {
+namespace {
+
+constexpr int width = 256;
+constexpr int height = 200;
+constexpr size_t pixels = size_t{width} * height;
+
+/// Like tissue under a detector: smooth, with noise in the lower bits.
+std::vector<uint16_t> tissue() {
+    std::vector<uint16_t> frame(pixels);
+    std::mt19937 random(1);
+    for (size_t i = 0; i < pixels; ++i) {
+        const double smooth = 2000 + 900 * std::sin(static_cast<double>(i % width) / 30.0);
+        frame[i] = static_cast<uint16_t>(smooth + static_cast<double>(random() % 64));
+    }
+    return frame;
+}
+
+class SpeedGuard : public testing::Test {
+protected:
+    QString path(const char* name) const { return dir.filePath(QString::fromLatin1(name)); }
+
+    /// A movie of frames of side × side samples, all of them the first ones of `frame`.
+    void record(QString const& movie, int frames, int side, int attributes = 0) const {
+        ImageWriter writer;
+        writer.create(movie, false);
+        writer.width(side);
+        writer.height(side);
+        writer.pixType(MZ_USHORT);
+        for (int i = 0; i < attributes; ++i)
+            writer.attribute(QStringLiteral("setting_%1").arg(i), i);
+        for (int i = 0; i < frames; ++i)
+            writer.addFrame(frame.data(), timeval{1000 + i, 0}, 0.5F);
+        writer.close();
+    }
+
+    const std::vector<uint16_t> frame = tissue();
+    QTemporaryDir dir;
+};
+
+unsigned int touched(const void* data) {
+    return *static_cast<volatile const unsigned char*>(data);
+}
+
+unsigned int touchFrames(ImageReader& reader, unsigned int frames) {
+    unsigned int sum = 0;
+    for (unsigned int i = 0; i < frames; ++i) {
+        const void* data = nullptr;
+        reader.getRawFrame(data, i);
+        sum += touched(data);
+    }
+    return sum;
+}
+
+/// The calls that a chunk costs when its header is not looked at in memory.
+void readHeaderAndLength(int fd, off_t at) {
+    char header[16];
+    struct stat status {};
+    ASSERT_EQ(::pread(fd, header, sizeof header, at), 16);
+    ASSERT_EQ(::fstat(fd, &status), 0);
+}
+
+constexpr unsigned int smallFrames = 1000;
+constexpr int smallSide = 128;
+constexpr off_t smallChunk = smallSide * smallSide * 2 + 32;
+
+TEST_F(SpeedGuard, AMappingOfItsOwnForEachChunkWouldBeSlower) {
+    const QString movie = path("small");
+    record(movie, smallFrames, smallSide);
+    ImageReader reader(movie);
+    const int fd = ::open(movie.toLocal8Bit().constData(), O_RDONLY);
+    const auto page = static_cast<off_t>(::getpagesize());
+    const auto mapEach = [&] {
+        for (unsigned int i = 0; i < smallFrames; ++i) {
+            const off_t at = smallChunk * static_cast<off_t>(i);
+            readHeaderAndLength(fd, at);
+            const auto length = static_cast<size_t>(page + smallChunk);
+            void* start = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, fd, at / page * page);
+            touched(static_cast<char*>(start) + at % page + 16);
+            ::munmap(start, length);
+        }
+    };
+    EXPECT_GT(speedOver(
+                  mapEach, [&] { touchFrames(reader, smallFrames); }, 3),
+              2.5);
+    ::close(fd);
+}
+
+TEST_F(SpeedGuard, AReadForEachHeaderWouldBeSlower) {
+    const QString movie = path("small");
+    // So small that their pages are hardly ever given back and looked for again.
+    constexpr int side = 16;
+    constexpr off_t chunk = side * side * 2 + 32;
+    record(movie, smallFrames, side);
+    ImageReader reader(movie);
+    const int fd = ::open(movie.toLocal8Bit().constData(), O_RDONLY);
+    const auto size = static_cast<size_t>(chunk) * smallFrames;
+    void* start = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
+    const auto readEach = [&] {
+        for (unsigned int i = 0; i < smallFrames; ++i) {
+            const off_t at = chunk * static_cast<off_t>(i);
+            readHeaderAndLength(fd, at);
+            touched(static_cast<char*>(start) + at + 16);
+        }
+    };
+    EXPECT_GT(speedOver(
+                  readEach, [&] { touchFrames(reader, smallFrames); }, 3),
+              1.2);
+    ::munmap(start, size);
+    ::close(fd);
+}
+
+TEST_F(SpeedGuard, AFramesAccessDoesNotDependOnHowMuchElseThereIs) {
+    const QString small = path("small");
+    const QString large = path("large");
+    record(small, 1000, 16, 10);
+    record(large, 100'000, 16, 10'000);
+    ImageReader one(small);
+    ImageReader other(large);
+    EXPECT_GT(speedOver([&] { touchFrames(one, 1000); }, [&] { touchFrames(other, 1000); }, 3),
+              0.6);
+}
+
+TEST_F(SpeedGuard, AChunkIsWrittenInOneCallWithoutLookingAround) {
+    constexpr size_t size = 64;
+    constexpr int chunks = 5000;
+    FDChunkWriter writer;
+    writer.fileDes(::open(path("chunks").toLocal8Bit().constData(), O_RDWR | O_CREAT, 0600));
+    const int fd = ::open(path("plain").toLocal8Bit().constData(), O_RDWR | O_CREAT, 0600);
+    const auto writeThrice = [&] {
+        ASSERT_EQ(::lseek(fd, 0, SEEK_SET), 0);
+        for (int i = 0; i < chunks; ++i) {
+            ASSERT_EQ(::write(fd, frame.data(), 16), 16);
+            ASSERT_EQ(::write(fd, frame.data(), size), 64);
+            ASSERT_EQ(::write(fd, frame.data(), 16), 16);
+        }
+    };
+    const auto addChunks = [&] {
+        ASSERT_TRUE(writer.seek(0));
+        writer.truncateFile();
+        for (int i = 0; i < chunks; ++i)
+            writer.addChunk(MZ_CT_FRAME, frame.data(), size);
+    };
+    EXPECT_GT(speedOver(writeThrice, addChunks), 1.3);
+    ::close(fd);
+}
+
+// --- compressed frames
+
+/// `frame` as a stream of gzip.
+std::vector<char> gzipStream(std::vector<uint16_t> const& frame) {
+    FrameEncoder encoder;
+    const size_t length = encoder.encode(CompressionType::GZip, CompressionEffort::Standard,
+                                         frame.data(), frame.size() * 2);
+    return {encoder.stream(), encoder.stream() + length};
+}
+
+Work bareInflate(std::vector<char>& stream, std::vector<uint16_t>& samples) {
+    return [&] {
+        z_stream z{};
+        ASSERT_EQ(inflateInit2(&z, 15 + 16), Z_OK);
+        z.next_in = reinterpret_cast<Bytef*>(stream.data());
+        z.avail_in = static_cast<uInt>(stream.size());
+        z.next_out = reinterpret_cast<Bytef*>(samples.data());
+        z.avail_out = static_cast<uInt>(samples.size() * 2);
+        ASSERT_EQ(inflate(&z, Z_FINISH), Z_STREAM_END);
+        inflateEnd(&z);
+    };
+}
+
+TEST_F(SpeedGuard, CompressedFramesAreDecodedTheFastWay) {
+    std::vector<char> stream = gzipStream(frame);
+    std::vector<uint16_t> samples(pixels);
+    FrameDecoder decoder;
+    const Work decode = [&] {
+        decoder.decode(CompressionType::GZip, stream.data(), stream.size(), samples);
+    };
+    // Without libdeflate the given chain is what there is.
+    const double bound = FastDeflater::isBuiltIn ? 1.4 : 0.7;
+    EXPECT_GT(speedOver(bareInflate(stream, samples), decode, 10), bound);
+    EXPECT_EQ(samples, frame);
+}
+
+TEST_F(SpeedGuard, TheGivenChainIsNotHeldUpBySmallBuffers) {
+    std::vector<char> stream = gzipStream(frame);
+    std::vector<uint16_t> samples(pixels);
+    const Work decode = [&] {
+        decodedSize(CompressionType::GZip, stream.data(), stream.size(), pixels * 2);
+    };
+    EXPECT_GT(speedOver(bareInflate(stream, samples), decode, 10), 0.74);
+}
+
+TEST_F(SpeedGuard, TheFastEffortIsFast) {
+    FrameEncoder encoder;
+    const auto encode = [&](CompressionEffort::e effort) -> Work {
+        return [&, effort] {
+            encoder.encode(CompressionType::GZip, effort, frame.data(), pixels * 2);
+        };
+    };
+    const double bound = FastDeflater::isBuiltIn ? 3.5 : 1.5;
+    EXPECT_GT(speedOver(encode(CompressionEffort::Standard), encode(CompressionEffort::Fast), 3),
+              bound);
+}
+
+// --- opening
+
+TEST_F(SpeedGuard, AnIndexIsLoadedRunByRun) {
+    ChunkIndex index;
+    index[MZ_CT_FRAME].resize(100'000, {68, 100});
+    int size = 0;
+    const std::unique_ptr<char[]> stored(index.save(size));
+    const auto pushEach = [&] {
+        std::map<unsigned int, std::vector<ChunkRecord>> records;
+        for (const char* at = stored.get() + 4; at != stored.get() + size; at += 12) {
+            uint32_t fields[3];
+            std::memcpy(fields, at, sizeof fields);
+            records[fields[0]].push_back({fields[1], fields[2]});
+        }
+    };
+    const auto load = [&] {
+        ChunkIndex loaded;
+        loaded.load(stored.get(), static_cast<unsigned int>(size));
+    };
+    EXPECT_GT(speedOver(pushEach, load, 10), 2.0);
+}
+
+TEST_F(SpeedGuard, AttributesAreParsedWithoutCopiesOfTheirText) {
+    AttributeChunk written;
+    for (int i = 0; i < 20'000; ++i)
+        written.set(QStringLiteral("plug_setting_%1").arg(i), i);
+    QByteArray text;
+    written.dumpLatin1(text);
+    const auto splitLines = [&] {
+        AttributeChunk::AttributeMap map;
+        for (QString const& line : QString::fromLatin1(text).split(QLatin1Char('\n'))) {
+            const qsizetype equals = line.indexOf(QLatin1Char('='));
+            if (equals > 0) map[line.left(equals)] = Attribute{line.mid(equals + 1)};
+        }
+    };
+    const auto parse = [&] {
+        AttributeChunk parsed;
+        parsed.parseLatin1(text.constData(), text.size());
+    };
+    EXPECT_GT(speedOver(splitLines, parse), 1.9);
+}
+
+TEST_F(SpeedGuard, TimesAreTakenAllAtOnce) {
+    const std::vector<char> stored(100'000 * FrameTimer::rawRecordSize, 1);
+    const auto pushEach = [&] {
+        std::vector<timeval> times;
+        for (size_t at = 0; at < stored.size(); at += FrameTimer::rawRecordSize) {
+            int32_t fields[2];
+            std::memcpy(fields, stored.data() + at, sizeof fields);
+            times.push_back({fields[0], fields[1]});
+        }
+    };
+    const auto read = [&] {
+        FrameTimer fresh;
+        fresh.readFromRawBuffer(stored.data(), static_cast<unsigned int>(stored.size()));
+    };
+    EXPECT_GT(speedOver(pushEach, read, 10), 1.5);
+}
+
+TEST_F(SpeedGuard, PowersAreLookedUpNotComputed) {
+    const std::vector<unsigned char> stored(100'000, 17);
+    std::vector<float> powers;
+    const auto divideEach = [&] {
+        powers.assign(stored.size(), 0);
+        for (size_t i = 0; i < stored.size(); ++i)
+            powers[i] = stored[i] == 255 ? -1.0F : static_cast<float>(stored[i] / 254.0);
+    };
+    const auto decode = [&] { powers = decodeLaserPowers(stored.data(), stored.size()); };
+    EXPECT_GT(speedOver(divideEach, decode, 10), 1.2);
+}
+
+// --- showing
+
+TEST_F(SpeedGuard, AColorTableIsMadeSegmentBySegment) {
+    MzPalette palette;
+    palette.initDefault();
+    std::vector<QRgb> table;
+    const auto entryByEntry = [&] {
+        table.resize(65536);
+        for (int sample = -32768; sample <= 32767; ++sample) {
+            const double at = (sample + 32768) / 65535.0;
+            auto to = std::next(palette._nodes.begin());
+            while (double{to->_val} < at)
+                ++to;
+            PalNode const& from = *std::prev(to);
+            const double t = (at - from._val) / (to->_val - from._val);
+            const auto channel = [t](float a, float b) {
+                return static_cast<int>(std::floor(255 * (a + (b - a) * t) + 0.5));
+            };
+            table[static_cast<uint16_t>(sample)] =
+                qRgb(channel(from._col._r, to->_col._r), channel(from._col._g, to->_col._g),
+                     channel(from._col._b, to->_col._b));
+        }
+    };
+    const auto generate = [&] {
+        PalDataGenerator<LerpQRGB<IdxSigned16>>()(palette, table, Default, 0);
+    };
+    EXPECT_GT(speedOver(entryByEntry, generate, 3), 3.0);
+}
+
+TEST_F(SpeedGuard, AThumbnailLooksAtItsOwnPixelsOnly) {
+    const QString movie = path("movie");
+    record(movie, 1, width < height ? width : height);
+    ImageReader reader(movie);
+    QImage image;
+    const auto wholeFrame = [&] {
+        const QImage grey(reinterpret_cast<const uchar*>(frame.data()), height, height, height * 2,
+                          QImage::Format_Grayscale16);
+        image = grey.convertToFormat(QImage::Format_RGB32)
+                    .scaled(80, 80, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    };
+    const auto thumbnail = [&] { ASSERT_TRUE(reader.thumbnail(image, 80, 80, 0)); };
+    EXPECT_GT(speedOver(wholeFrame, thumbnail, 20), 1.5);
+}
+
+}  // namespace
+}  // namespace mz::test
