@@ -62,13 +62,20 @@ public:
     };
 
     /// A closed reader.
-    /// @param service turns vectorized frames into images; when null, the reader takes a clone of
-    ///        the class-wide prototype, if one is set
-    explicit ImageReader(boost::shared_ptr<IReconstructionService> service = {});
+    /// @param service turns vectorized frames into images; when null or not given, the reader takes
+    ///        a clone of the class-wide prototype, if one is set
+    ImageReader();
+    ImageReader(boost::shared_ptr<IReconstructionService> service);
+    ImageReader(std::nullptr_t noService);
 
     /// The same, then open(fileName), with its failures.
-    explicit ImageReader(QString const& fileName,
-                         boost::shared_ptr<IReconstructionService> service = {});
+    explicit ImageReader(QString const& fileName);
+    ImageReader(QString const& fileName, boost::shared_ptr<IReconstructionService> service);
+
+    /// An open reader that has no service, the class-wide prototype left aside: for tools that take
+    /// frames as they are stored. Fails as open().
+    static ImageReader withoutService(QString const& fileName);
+
     ~ImageReader();
     ImageReader(ImageReader const&) = delete;
     ImageReader& operator=(ImageReader const&) = delete;
@@ -246,6 +253,9 @@ public:
     boost::optional<timeval> getFrameTiming(unsigned int idx) const;
 
 private:
+    struct NoService {};
+    ImageReader(NoService noService, QString const& fileName);
+
     void _clean();
     void _forget();
     void _load();

@@ -7,7 +7,7 @@
 #include <libDataIO/base/framesize.h>
 #include <libDataIO/imagereader.h>
 #include <libDataIO/movies/imagereaderlog.h>
-#include <libDataIO/metadata/multilinetext.h>
+#include <libDataIO/metadata/attributekeys.h>
 
 #include <utility>
 
@@ -17,6 +17,8 @@ Logger* const imageReaderLogger = Logger::logger(QStringLiteral("dataio.imagerea
 
 boost::shared_ptr<IReconstructionService> ImageReader::_reconstructionServiceFactory;
 
+ImageReader::ImageReader() : ImageReader(boost::shared_ptr<IReconstructionService>()) {}
+
 ImageReader::ImageReader(boost::shared_ptr<IReconstructionService> service)
     : _reconstructionService(std::move(service)), _decoder(std::make_unique<FrameDecoder>()) {
     if (!_reconstructionService && _reconstructionServiceFactory) {
@@ -24,9 +26,24 @@ ImageReader::ImageReader(boost::shared_ptr<IReconstructionService> service)
     }
 }
 
+ImageReader::ImageReader(std::nullptr_t /*noService*/) : ImageReader() {}
+
+ImageReader::ImageReader(QString const& fileName) : ImageReader() {
+    open(fileName);
+}
+
 ImageReader::ImageReader(QString const& fileName, boost::shared_ptr<IReconstructionService> service)
     : ImageReader(std::move(service)) {
     open(fileName);
+}
+
+ImageReader::ImageReader(NoService /*noService*/, QString const& fileName)
+    : _decoder(std::make_unique<FrameDecoder>()) {
+    open(fileName);
+}
+
+ImageReader ImageReader::withoutService(QString const& fileName) {
+    return ImageReader(NoService(), fileName);
 }
 
 ImageReader::~ImageReader() = default;

@@ -3,7 +3,7 @@
 
 #include <libDataIO/attributepaletteadaptor.h>
 #include <libDataIO/base/byteorder.h>
-#include <libDataIO/metadata/datatype.h>
+#include <libDataIO/metadata/attributekeys.h>
 #include <libDataIO/payloads/fibergeometry.h>
 #include <libDataIO/payloads/framecodec.h>
 #include <libDataIO/base/framesize.h>
@@ -12,7 +12,6 @@
 #include <libDataIO/payloads/laserpower.h>
 #include <libDataIO/base/localtime.h>
 #include <libDataIO/base/makeroom.h>
-#include <libDataIO/metadata/multilinetext.h>
 
 #include <cstdio>
 

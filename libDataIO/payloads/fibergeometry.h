@@ -4,6 +4,8 @@
 // in both directions, and the filtered, sorted and rounded lists that callers ask for. Positions
 // are x, y pairs in raster pixel coordinates: 0 is the left or top edge of pixel 0.
 
+#include <libDataIO/metadata/attributekeys.h>
+
 #include <boost/optional.hpp>
 
 #include <cstddef>
@@ -11,11 +13,6 @@
 #include <vector>
 
 namespace mz {
-
-struct ImageSize {
-    int width;
-    int height;
-};
 
 /// Edges of the bundle in raster pixel coordinates.
 struct BundleBox {

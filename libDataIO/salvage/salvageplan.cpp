@@ -1,7 +1,7 @@
 #include <libDataIO/base/byteorder.h>
 #include <libDataIO/container/chunkframing.h>
 #include <libDataIO/dataiocommon.h>
-#include <libDataIO/metadata/datatype.h>
+#include <libDataIO/metadata/attributekeys.h>
 #include <libDataIO/payloads/fibergeometry.h>
 #include <libDataIO/payloads/framecodec.h>
 #include <libDataIO/base/framesize.h>

@@ -1,0 +1,70 @@
+#include <libDataIO/base/framesize.h>
+#include <libDataIO/metadata/attributekeys.h>
+
+namespace mz {
+
+namespace {
+
+/// Movies recorded before "data_type" was written are told apart by their width.
+constexpr int widestImage = 895;
+
+}  // namespace
+
+std::optional<ImageSize> imageSize(AttributeChunk const& attributes) {
+    ImageSize size{};
+    if (!attributes.get(keys::width, size.width) || !attributes.get(keys::height, size.height))
+        return std::nullopt;
+    return size;
+}
+
+std::optional<int64_t> PixelLayout::frameBytes() const {
+    return mz::frameBytes(size.width, size.height, wholeBytes(bits));
+}
+
+std::optional<PixelLayout> pixelLayout(AttributeChunk const& attributes) {
+    const std::optional<ImageSize> size = imageSize(attributes);
+    int bits = 0;
+    if (!size || !attributes.get(keys::pixelBits, bits)) return std::nullopt;
+    return PixelLayout{*size, bits};
+}
+
+QString dataType(AttributeChunk const& attributes) {
+    QString type;
+    if (attributes.get(keys::dataType, type)) return type;
+    const std::optional<ImageSize> size = imageSize(attributes);
+    return size && size->width > widestImage ? datatypes::raw : datatypes::image;
+}
+
+bool isVectorized(AttributeChunk const& attributes) {
+    QString type;
+    return attributes.get(keys::dataType, type) && type == datatypes::vectorized;
+}
+
+int intAttribute(AttributeChunk const& attributes, QString const& key, int fallback) {
+    int value = 0;
+    return attributes.get(key, value) ? value : fallback;
+}
+
+float floatAttribute(AttributeChunk const& attributes, QString const& key, float fallback) {
+    float value = 0;
+    return attributes.get(key, value) ? value : fallback;
+}
+
+QString multiLineText(AttributeChunk const& attributes, QString const& key) {
+    QString text;
+    if (!attributes.get(key, text)) return {};
+    return text.replace(QChar(7), QLatin1Char('\n'));
+}
+
+void reconcileDataType(AttributeChunk& attributes, unsigned int frameSize) {
+    const std::optional<PixelLayout> layout = pixelLayout(attributes);
+    if (frameSize == 0 || !layout) return;
+    const bool hasImageSize = layout->frameBytes() == int64_t{frameSize};
+    if (hasImageSize && isVectorized(attributes)) {
+        attributes.set(keys::dataType, datatypes::image);
+    } else if (!hasImageSize && !isVectorized(attributes)) {
+        attributes.set(keys::dataType, datatypes::vectorized);
+    }
+}
+
+}  // namespace mz

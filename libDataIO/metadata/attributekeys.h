@@ -1,0 +1,94 @@
+#pragma once
+
+// The attributes that the library itself reads and writes, and what follows from them. Those of the
+// palette and of the times in attributes are known to AttributePaletteAdaptor and FrameTimer alone.
+
+#include <libDataIO/attributechunk.h>
+
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+
+namespace mz {
+
+namespace keys {
+
+inline const QString endian = QStringLiteral("endian");
+inline const QString width = QStringLiteral("width");
+inline const QString height = QStringLiteral("height");
+inline const QString frameDelay = QStringLiteral("framedelay");
+inline const QString dimension = QStringLiteral("datadimension");
+inline const QString pixelType = QStringLiteral("pixtype");
+inline const QString pixelBits = QStringLiteral("pixbits");
+inline const QString indexed = QStringLiteral("indexed");
+inline const QString comment = QStringLiteral("comment");
+inline const QString specificComment = QStringLiteral("specific_comment");
+inline const QString maskLevel = QStringLiteral("mask_level");
+inline const QString dataType = QStringLiteral("data_type");
+inline const QString compression = QStringLiteral("compression_type");
+inline const QString utcOffset = QStringLiteral("utc_offset_seconds");
+inline const QString utcOffsetUntrustable = QStringLiteral("utc_offset_untrustable");
+inline const QString fieldOfViewX = QStringLiteral("fovx");
+inline const QString fieldOfViewY = QStringLiteral("fovy");
+inline const QString bundleMinX = QStringLiteral("bbox_min_x");
+inline const QString bundleMinY = QStringLiteral("bbox_min_y");
+inline const QString bundleMaxX = QStringLiteral("bbox_max_x");
+inline const QString bundleMaxY = QStringLiteral("bbox_max_y");
+
+/// In front of what applications add.
+inline const QString plugPrefix = QStringLiteral("plug_");
+
+}  // namespace keys
+
+namespace datatypes {
+
+inline const QString raw = QStringLiteral("raw");
+inline const QString image = QStringLiteral("imp");
+inline const QString vectorized = QStringLiteral("vec");
+
+}  // namespace datatypes
+
+struct ImageSize {
+    int width;
+    int height;
+
+    bool isPositive() const { return width > 0 && height > 0; }
+};
+
+/// Empty unless both sides are there. They may be 0 or negative.
+std::optional<ImageSize> imageSize(AttributeChunk const& attributes);
+
+/// What tells how many bytes a frame of pixels has.
+struct PixelLayout {
+    ImageSize size;
+    int bits;
+
+    /// Whole bytes of each pixel; empty when the values make no size.
+    std::optional<int64_t> frameBytes() const;
+};
+
+/// Empty unless size and "pixbits" are there.
+std::optional<PixelLayout> pixelLayout(AttributeChunk const& attributes);
+
+/// "data_type", or what its absence stands for: movies wider than 895 pixels are "raw", others
+/// "imp".
+QString dataType(AttributeChunk const& attributes);
+
+/// Whether frames hold one sample a fibre.
+bool isVectorized(AttributeChunk const& attributes);
+
+int intAttribute(AttributeChunk const& attributes, QString const& key, int fallback);
+float floatAttribute(AttributeChunk const& attributes, QString const& key, float fallback);
+
+/// A text of several lines, which AttributeChunk::formatComment has put into one; null when it is
+/// missing.
+QString multiLineText(AttributeChunk const& attributes, QString const& key);
+
+/// Frames that have not exactly the size of an image can only be vectorized ones: sets "data_type"
+/// to "vec" or, where it says so wrongly, to "imp". Does nothing when the header does not tell the
+/// image's size.
+/// @param frameSize uncompressed bytes of the last frame; 0 when there is none, and nothing is done
+void reconcileDataType(AttributeChunk& attributes, unsigned int frameSize);
+
+}  // namespace mz
