@@ -55,6 +55,7 @@ public:
     /// The value as a floating-point number, in any of the usual forms. A value that is none, or
     /// does not fit, writes 0 and returns false.
     bool get(QString const& key, float& out) const;
+    bool get(QString const& key, double& out) const;
     /// The Latin-1 code of a value of exactly one character, 0 for a character beyond Latin-1. A
     /// longer or an empty value returns false and leaves `out` alone.
     bool get(QString const& key, char& out) const;
@@ -65,6 +66,7 @@ public:
     void set(QString const& key, char value);
     /// Stores the exponent form with six digits, "1.500000e+00"; finer differences are lost.
     void set(QString const& key, float value);
+    void set(QString const& key, double value);
     void set(QString const& key, QString const& value);
 
     /// Removes a key and returns how many entries that were: 1 or 0.

@@ -6,7 +6,9 @@
 // Frames go to the file as they are added; nothing else does before close(), which appends what the
 // file needs to be opened: fibre positions, times, powers, and last of all the info chunk with the
 // index and the attributes. A recording that is never closed keeps its frames, but cannot be
-// opened.
+// opened (ImageUtilities::salvage).
+//
+// Texts are stored as Latin-1; other characters become "?".
 //
 // A writer is used by one thread at a time; several, each with its own file, may run in parallel.
 //
@@ -22,22 +24,18 @@
 #include <libCommon/mzpalette.h>
 #include <libDataIO/chunkinfo.h>
 #include <libDataIO/dataiocommon.h>
-#include <libDataIO/filewriter.h>
-#include <libDataIO/frametimer.h>
 
 #include <QString>
 #include <boost/optional.hpp>
 
 #include <sys/time.h>
 
-#include <cstdint>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace mz {
 
-class FrameEncoder;
+class MovieRecording;
 
 class DATAIO_EXPORT ImageWriter {
 public:
@@ -63,8 +61,8 @@ public:
 
     /// Finishes the movie: appends fibre positions (if any), times (with autotime, or if any),
     /// laser powers (if any) and the info chunk, and closes the file. "data_type" becomes "vec"
-    /// when the last frame has not the size of an image, and "imp" when it says "vec" but has. Does
-    /// nothing when closed.
+    /// when the last frame that was added has not the size of an image, and "imp" when it says
+    /// "vec" but has. Does nothing when closed.
     /// @throws IOFileException "IW_ARFCI_INFO" when there are fibres but no positive "width" and
     ///         "height"; what was appended is cut again, the file stays open and close() may be
     ///         tried again. "FDCW_CF_CLOSE", SYSCALL, when the system reports a failure on closing:
@@ -76,11 +74,17 @@ public:
 
     // --- frames ---
     // A frame is an opaque buffer of the caller's, read during the call: pixels row by row from the
-    // top, or one sample a fibre (a vectorized frame, whose size must be given). A laser power is a
-    // fraction of full power; a negative one means none.
+    // top, or one sample a fibre (a vectorized frame, whose size must be given).
+    //
+    // A laser power is a fraction of full power, 0 to 1, and is kept in steps of 1/254; a negative
+    // one or a NaN means none. Do not give more than 1: a byte holds the 254ths, so that 1.004
+    // reads back as none and 1.01 as 1/254.
+    //
+    // Times are kept for each frame, but the file holds them in ascending order: times that run
+    // backwards end up at other frames.
     //
     // Compression is meant for 16-bit pixels: readers hand compressed frames out as 16-bit samples,
-    // width × height of them, whatever the pixel type.
+    // width × height of them, whatever the pixel type. Wider pixels are refused.
     //
     // addFrame writes at the writer's position: the end of the file, except after replaceFrame,
     // where it would overwrite the next frame. addFrameAtEnd always appends.
@@ -92,6 +96,8 @@ public:
     //       a time given although the writer takes it itself
     //   "IW_AF_SIZE"
     //       a size that is negative or above 2,147,483,647
+    //   "IW_AF_COMPRESS"
+    //       to be compressed, and larger than width × height 16-bit samples, both being positive
     //   "IW_AF_FULL"
     //       offsets in the file are 32-bit: with this frame, what close() appends would no longer
     //       end below 4 GiB. 4 MiB are kept free for attributes and fibres set later. close() still
@@ -150,15 +156,16 @@ public:
     /// Reopens a finished movie: frames can be added and replaced and attributes changed until
     /// close() finishes it again. Without autotime. The compression of the movie is not taken over:
     /// that of this writer's earlier recording stays, so set it before adding frames. So does the
-    /// size of that recording's last frame, by which close() judges "data_type" until a frame is
-    /// added. What stands behind the frames is cut from the file and kept in
-    /// memory; a process that ends without close() leaves a file that cannot be opened.
-    /// @throws IOFileException, the file closed and its bytes as they were: origin FILESYSTEM
-    ///         "FDCW_MODIFY" when its last chunk is no info chunk or there is no such file (none is
-    ///         left behind), "FDCW_MODIFY1" for another byte
-    ///         order or none, "FDCW_MODIFY2", "…3", "…4" when laser powers, times or fibres are not
-    ///         where close() puts them; "IW_ARFCI_INFO2" for fibres without a positive size;
-    ///         "FW_OF_OPEN2", "CI_L_CHUNK", "CHB_…", "FDCW_PC_…", "FDCW_TRUNC" from below
+    /// size of the last frame that this writer was given, by which close() judges "data_type" until
+    /// a frame is added. What stands behind the frames is cut from the file and kept in memory; a
+    /// process that ends without close() leaves a file that cannot be opened.
+    /// @throws IOFileException, the file closed, its bytes as they were and the header, the lists
+    ///         and the fibres of this writer empty: origin FILESYSTEM "FDCW_MODIFY" when its last
+    ///         chunk is no info chunk or there is no such file (none is left behind),
+    ///         "FDCW_MODIFY1" for another byte order or none, "FDCW_MODIFY2", "…3", "…4" when laser
+    ///         powers, times or fibres are not where close() puts them; "IW_ARFCI_INFO2" for fibres
+    ///         without a positive size; "FW_OF_OPEN2", "CI_L_CHUNK", "CHB_…", "FDCW_PC_…",
+    ///         "FDCW_TRUNC" from below
     void modify(QString const& fileName);
 
     /// Replaces all attributes of a finished movie by `attributes`, which must therefore be
@@ -194,13 +201,16 @@ public:
     /// Sets the palette's attributes; those of further nodes of an earlier palette stay.
     void setPalette(MzPalette const& palette);
 
-    /// Any attribute, by its whole name.
+    /// Any attribute, by its whole name. A double is kept as the float that is nearest, six digits
+    /// of it.
     void attribute(QString const& key, int value);
     void attribute(QString const& key, float value);
+    void attribute(QString const& key, double value);
     void attribute(QString const& key, QString const& value);
     /// Sets "plug_" + `key`.
     void setPlugAttribute(QString const& key, int value);
     void setPlugAttribute(QString const& key, float value);
+    void setPlugAttribute(QString const& key, double value);
     void setPlugAttribute(QString const& key, QString const& value);
     void removeAttribute(QString const& key);
 
@@ -209,7 +219,7 @@ public:
     /// Line breaks restored; null when missing.
     QString getComment() const;
     /// All attributes. The reference is valid as long as the writer.
-    AttributeChunk& attributeChunk() { return _info; }
+    AttributeChunk& attributeChunk();
 
     // --- fibres ---
 
@@ -224,51 +234,7 @@ public:
     void dumpDebug() const;
 
 private:
-    void _forget();
-    void _seekEnd();
-    [[noreturn]] static void _failSeek();
-    void _addOrReplaceChunk(MZImageChunkType type, void const* data, size_t size);
-    void _addChunkAtEnd(MZImageChunkType type, void const* data, size_t size);
-
-    void _appendTrailingChunks();
-    void _dropTrailingChunks(qint64 endOfFrames);
-    void _saveFiberCenters();
-    void _saveFrameTimer();
-    void _saveLaserPower();
-    void _saveInfo();
-
-    bool _headerFrameSize(std::optional<int64_t>& size) const;
-    unsigned int _checkedSize(std::optional<int64_t> size) const;
-    void _addFrame(void const* data, unsigned int size, boost::optional<timeval> time,
-                   float laserPower);
-    void _addFrameChunk(void const* data, unsigned int size);
-    size_t _frameCount() const;
-    bool _fits(int64_t payloadSize) const;
-    void _checkReplaceable() const;
-    void _checkHasTime(unsigned int index) const;
-    void _replaceFrameChunk(void const* data, ChunkRecord const& record);
-    void _replaceLaserPower(unsigned int index, float laserPower);
-
-    template <class Action>
-    void _closingOnFailure(QString const& fileName, Action action);
-    void _openAtInfo(QString const& fileName);
-    void _checkByteOrder() const;
-    void _loadTrailingChunks();
-    void _loadFiberCenters(void const* data, unsigned int size);
-    void _replaceInfo();
-    void _restoreInfo(QString const& fileName, qint64 start, QByteArray const& payload);
-
-    ChunkInfo _info;
-    FileWriter _writer;
-    FrameTimer _ftimer;
-    bool _autotime = true;
-    std::vector<float> _laserPower;
-    std::vector<float> _fibercenters;
-    CompressionType::e _compression = CompressionType::None;
-    CompressionEffort::e _effort = CompressionEffort::Standard;
-    std::unique_ptr<FrameEncoder> _encoder;
-    unsigned int _frameSize = 0;
-    qint64 _fileEnd = 0;  ///< end of the last chunk in the file
+    std::unique_ptr<MovieRecording> _recording;
 };
 
 }  // namespace mz

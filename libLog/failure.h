@@ -22,9 +22,9 @@
 #define DATAIO_FAIL_AT(Exception, logger, origin, code, message, location)                 \
     do {                                                                                   \
         if ((logger)->level() >= mz::LogLevel::Error)                                      \
-            (logger)->forceLog(mz::LogLevel::getError(), (origin), QStringLiteral(code),   \
+            (logger)->forceLog(mz::LogLevel::getError(), (origin), QString::fromLatin1(code),   \
                                (message), (location));                                     \
-        throw Exception((message), (origin), QStringLiteral(code), QString(), (location)); \
+        throw Exception((message), (origin), QString::fromLatin1(code), QString(), (location)); \
     } while (false)
 
 #define DATAIO_FAIL(Exception, logger, origin, code, message) \
@@ -33,14 +33,14 @@
 #define DATAIO_LOG_WARNING(logger, origin, code, message)                                  \
     do {                                                                                   \
         if ((logger)->level() >= mz::LogLevel::Warning)                                    \
-            (logger)->forceLog(mz::LogLevel::getWarning(), (origin), QStringLiteral(code), \
+            (logger)->forceLog(mz::LogLevel::getWarning(), (origin), QString::fromLatin1(code), \
                                (message), DATAIO_HERE);                                    \
     } while (false)
 
 #define DATAIO_LOG_INFO(logger, origin, code, message)                                             \
     do {                                                                                           \
         if ((logger)->level() >= mz::LogLevel::Info)                                               \
-            (logger)->forceLog(mz::LogLevel::getInfo(), (origin), QStringLiteral(code), (message), \
+            (logger)->forceLog(mz::LogLevel::getInfo(), (origin), QString::fromLatin1(code), (message), \
                                DATAIO_HERE);                                                       \
     } while (false)
 

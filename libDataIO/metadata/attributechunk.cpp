@@ -108,6 +108,13 @@ bool AttributeChunk::get(QString const& key, float& out) const {
     return ok;
 }
 
+bool AttributeChunk::get(QString const& key, double& out) const {
+    float narrow = 0;
+    const bool ok = get(key, narrow);
+    if (_attrMap.find(key) != _attrMap.end()) out = narrow;
+    return ok;
+}
+
 bool AttributeChunk::get(QString const& key, char& out) const {
     const auto found = _attrMap.find(key);
     if (found == _attrMap.end() || found->second._val.size() != 1) return false;
@@ -125,6 +132,10 @@ void AttributeChunk::set(QString const& key, char value) {
 
 void AttributeChunk::set(QString const& key, float value) {
     set(key, QStringLiteral("%1").arg(double{value}, 0, 'e'));
+}
+
+void AttributeChunk::set(QString const& key, double value) {
+    set(key, static_cast<float>(value));
 }
 
 void AttributeChunk::set(QString const& key, QString const& value) {

@@ -8,4 +8,6 @@ namespace mz {
 
 extern Logger* const imageWriterLogger;
 
+[[noreturn]] void failSeek();
+
 }  // namespace mz

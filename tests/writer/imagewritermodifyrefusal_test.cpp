@@ -168,4 +168,17 @@ TEST(ModifyRefusal, MessagesAreTranslated) {
     expectRefused(translation(misplacedFibers), twoFrames().record(Fibers, 0, 8).finished(header));
 }
 
+TEST(ModifyRefusal, NothingOfTheRefusedFileStaysInTheWriter) {
+    const ScratchFile file(twoFrames().finished("endian=1\nwidth=7\n"));
+    const ScratchFile other;
+    ImageWriter writer;
+    expectFailure<IOFileException>(otherByteOrder, [&] { writer.modify(file.path()); });
+    EXPECT_TRUE(writer.attributeChunk().attributes().empty());
+    // Without frames there is nothing to be put in order, nor to be replaced.
+    writer.setFirstFrame(1);
+    expectFailure<IOFileException>({"dataio.imagewriter", SOFTWARE, "IW_RF_FIND",
+                                    QStringLiteral("Cannot replace frame, indice out of bounds.")},
+                                   [&] { writer.replaceFrame("x", 0); });
+}
+
 }  // namespace

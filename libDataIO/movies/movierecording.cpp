@@ -1,0 +1,236 @@
+// Recording a movie and finishing it. The changing of finished ones is in moviechanging.cpp.
+
+#include <libDataIO/base/byteorder.h>
+#include <libDataIO/base/localtime.h>
+#include <libDataIO/container/chunkframing.h>
+#include <libDataIO/metadata/attributekeys.h>
+#include <libDataIO/metadata/trailingchunks.h>
+#include <libDataIO/movies/imagewriterlog.h>
+#include <libDataIO/movies/movierecording.h>
+
+#include <QObject>
+
+#include <algorithm>
+#include <limits>
+
+namespace mz {
+
+namespace {
+
+constexpr int64_t maxFileSize = std::numeric_limits<uint32_t>::max();
+
+/// Kept free for attributes and fibre positions that are set after the last frame.
+constexpr int64_t reservedForLater = 4 << 20;
+
+/// Further from the limit than this, the attributes are not even counted.
+constexpr int64_t farFromFull = 256 << 20;
+
+/// The time of recording; zero when the system does not tell.
+timeval now() {
+    timeval time{};
+    if (gettimeofday(&time, nullptr) != 0) time = {};
+    return time;
+}
+
+/// What stands behind so many frames but for attributes and fibre positions. The info chunk does
+/// not list itself.
+int64_t tailSize(int64_t frames) {
+    constexpr auto chunks = static_cast<int64_t>(trailingChunks.size());
+    int64_t size = chunks * chunkFramingSize + ChunkIndex::storedSize(frames + chunks - 1);
+    for (TrailingChunk const& chunk : trailingChunks)
+        size += frames * static_cast<int64_t>(chunk.bytesPerFrame);
+    return size;
+}
+
+}  // namespace
+
+void failSeek() {
+    DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "FDCW_AC_SEEK",
+                QStringLiteral("Cannot seek in file before writing data."));
+}
+
+void MovieRecording::create(QString const& fileName, bool autotime) {
+    _contents.clear();
+    _contents.hasAutotime = autotime;
+    _contents.info.set(keys::endian, nativeEndian);
+    _fileEnd = 0;
+    _frameSize = 0;
+    setCompression(CompressionType::None);
+    setCompressionEffort(CompressionEffort::Standard);
+    _writer.openFile(fileName, FW_CREATE);
+}
+
+void MovieRecording::setCompression(CompressionType::e compression) {
+    const QString name = compressionName(compression);
+    _contents.info.set(keys::compression, name);
+    _compression = compressionOfName(name);
+}
+
+// --- chunks ---
+
+/// To the end of what belongs to the movie, which is that of the file unless a failed close() could
+/// not cut what it had appended.
+void MovieRecording::_seekEnd() {
+    // Without an open file, writing is what fails.
+    if (!_writer.openned()) return;
+    if (!_writer.seekEnd()) failSeek();
+    if (_writer.tell() <= _fileEnd) return;
+    if (!_writer.seek(_fileEnd)) failSeek();
+    _writer.truncate();
+}
+
+int MovieRecording::_addChunk(MZImageChunkType type, void const* data, size_t size) {
+    const int offset = _writer.addChunk(type, data, size);
+    _fileEnd = std::max(_fileEnd, _writer.tell());
+    return offset;
+}
+
+// --- frames ---
+
+void MovieRecording::addFrame(void const* data, unsigned int size, std::optional<timeval> time,
+                              float power) {
+    _contents.frames.makeRoomForOne();
+    size_t payloadSize = size;
+    if (_compression != CompressionType::None) {
+        _checkCompressible(size);
+        payloadSize = _encoder.encode(_compression, _effort, data, size);
+        data = _encoder.stream();
+    }
+    if (!_fits(static_cast<int64_t>(payloadSize))) {
+        DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_FULL",
+                    QStringLiteral("File would exceed the size that its index can address."));
+    }
+    const int offset = _addChunk(MZ_CT_FRAME, data, payloadSize);
+    if (hasAutotime()) time = now();
+    _contents.frames.add(
+        {static_cast<unsigned int>(offset), static_cast<unsigned int>(payloadSize)}, time, power);
+    _frameSize = size;
+}
+
+void MovieRecording::addFrameAtEnd(void const* data, unsigned int size, std::optional<timeval> time,
+                                   float power) {
+    const qint64 cursor = _writer.tell();
+    try {
+        _seekEnd();
+        addFrame(data, size, time, power);
+    } catch (...) {
+        _writer.seek(cursor);
+        throw;
+    }
+}
+
+/// Readers hand compressed frames out as 16-bit samples, as many as the image has pixels.
+void MovieRecording::_checkCompressible(unsigned int size) const {
+    const std::optional<ImageSize> image = imageSize(attributes());
+    if (!image || !image->isPositive()) return;
+    if (int64_t{size} > int64_t{image->width} * image->height * 2) {
+        DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_COMPRESS",
+                    QStringLiteral("Only 16-bit pixels can be compressed."));
+    }
+}
+
+/// Whether, with one more frame of that payload, close() can still append all that the file needs.
+bool MovieRecording::_fits(int64_t payloadSize) const {
+    const int64_t endOfFrames =
+        std::max<int64_t>(_fileEnd, _writer.tell() + payloadSize + chunkFramingSize);
+    int64_t needed = tailSize(static_cast<int64_t>(_contents.frames.size()) + 1) + reservedForLater;
+    needed += static_cast<int64_t>(_contents.fibers.size() * sizeof(uint32_t));
+    if (endOfFrames + needed + farFromFull <= maxFileSize) return true;
+
+    for (auto const& [key, value] : attributes().attributes()) {
+        needed += key.size() + value._val.size() + 2;
+    }
+    return endOfFrames + needed <= maxFileSize;
+}
+
+void MovieRecording::replaceFrame(void const* data, unsigned int index, std::optional<timeval> time,
+                                  float power) {
+    if (_compression != CompressionType::None) {
+        DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_RF_COMPRESS",
+                    QObject::tr("Cannot replace frame when using compression."));
+    }
+    if (time && hasAutotime()) {
+        DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_RF_AUTOTIME",
+                    QObject::tr("AddFrame with a frametiming cannot be used with autotime=true"));
+    }
+    FrameLists& frames = _contents.frames;
+    // Both forms of the call have codes of their own.
+    if (frames.empty()) {
+        DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE,
+                    time ? "IW_RF_FIND2" : "IW_RF_FIND",
+                    QObject::tr("Cannot replace frame, indice out of bounds."));
+    }
+    if (index >= frames.size()) {
+        DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE,
+                    time ? "IW_RF_BOUND2" : "IW_RF_BOUND",
+                    QObject::tr("Cannot replace Frame, indice out of bounds."));
+    }
+    if ((time || hasAutotime()) && !frames.hasTime(index)) {
+        // Times before a missing one would have to be invented.
+        DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_RF_TIMER",
+                    QObject::tr("Cannot replace the time of a frame that has none."));
+    }
+    frames.makeRoomForPowers();
+    const ChunkRecord record = frames.records()[index];
+    // A damaged index could lead into the middle of other frames, or take more bytes of the caller
+    // than the frame has.
+    if (_writer.openned() && !_writer.hasChunkAt(record.offset, MZ_CT_FRAME, record.length)) {
+        DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_RF_CHUNK",
+                    QObject::tr("Frame is not where the index says, file may be corrupted."));
+    }
+    if (_writer.openned() && !_writer.seek(record.offset)) failSeek();
+    _writer.addChunk(MZ_CT_FRAME, data, record.length);
+    if (hasAutotime()) time = now();
+    frames.replace(index, time, power);
+}
+
+// --- finishing ---
+
+void MovieRecording::close() {
+    if (!isOpen()) return;
+    reconcileDataType(attributes(), _frameSize);
+    _seekEnd();
+    const qint64 endOfFrames = _writer.tell();
+    try {
+        for (TrailingChunk const& chunk : trailingChunks)
+            _appendTrailingChunk(chunk.type);
+    } catch (...) {
+        _dropTrailingChunks(endOfFrames);
+        throw;
+    }
+    _writer.closeFile();
+}
+
+void MovieRecording::_appendTrailingChunk(MZImageChunkType type) {
+    const std::optional<QByteArray> payload = trailingPayload(type, _contents);
+    if (!payload) return;
+    _seekEnd();
+    const int offset =
+        _addChunk(type, payload->constData(), static_cast<std::size_t>(payload->size()));
+    _contents.info[type] = {
+        {static_cast<unsigned int>(offset), static_cast<unsigned int>(payload->size())}};
+    if (type == MZ_CT_FRAMETIMER) attributes().set(keys::utcOffset, localOffsetFromUtc());
+}
+
+/// Takes back what a failed close() has appended, so that the next one writes each chunk once.
+void MovieRecording::_dropTrailingChunks(qint64 endOfFrames) {
+    for (TrailingChunk const& chunk : trailingChunks)
+        _contents.info.removeAll(chunk.type);
+    _fileEnd = endOfFrames;
+    try {
+        if (_writer.seekEnd() && _writer.tell() > endOfFrames && _writer.seek(endOfFrames)) {
+            _writer.truncate();
+        }
+    } catch (IOFileException const&) {
+        // Logged; the failure that led here is the one to report.
+    }
+}
+
+void MovieRecording::dumpDebug() const {
+    ChunkInfo info = _contents.info;
+    if (!_contents.frames.empty()) info[MZ_CT_FRAME] = _contents.frames.records();
+    info.dumpDebug();
+    _writer.dumpDebug();
+}
+
+}  // namespace mz
