@@ -7,23 +7,22 @@
 // parallel.
 //
 // How long pointers live. A frame pointer is valid until the next request for a frame on the same
-// reader, and no longer than until close(), the next open() and the end of the reader. An
-// uncompressed frame that needs no byte swapping is not copied: its pointer leads into the mapped
-// file and may have any alignment, and any request for fibre positions ends its life as well. It is
-// read-only memory.
+// reader (getFrame, getRawFrame, nextFrame, thumbnail), and no longer than until close(), the next
+// open() and the end of the reader. Requests for fibres, powers and times and reloadHeader() leave
+// it alone. An uncompressed frame that needs no byte swapping is not copied: its pointer leads into
+// the mapped file, read-only and with any alignment.
 //
 // Failures are IOFileException, logged on "dataio.imagereader" first. Besides the codes below,
 // every operation that touches the file may meet those of FileReader ("FR_…"), of the chunk reader
 // ("MM_…") and of the chunk headers ("CHB_…"), with origin SYSCALL, FILESYSTEM or SOFTWARE. Should
 // the system refuse to take memory back, that is a CriticalException "MM_UNMAP", and the file stays
-// open. Missing attributes are never errors.
+// open. A compressed frame whose stream is damaged gives an exception of the compression library,
+// which is derived from std::exception alone, and no record. Missing attributes are never errors.
 
 #include <libCommon/export.h>
 #include <libCommon/mzpalette.h>
 #include <libDataIO/chunkinfo.h>
 #include <libDataIO/dataiocommon.h>
-#include <libDataIO/filereader.h>
-#include <libDataIO/frametimer.h>
 #include <libDataIO/ireconstructionservice.h>
 
 #include <QString>
@@ -33,18 +32,12 @@
 #include <sys/time.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <vector>
 
 class QImage;
 
 namespace mz {
-
-class FrameDecoder;
-struct BundleBox;
-struct ImageSize;
-struct ThumbnailGrid;
 
 class DATAIO_EXPORT ImageReader {
 public:
@@ -72,7 +65,7 @@ public:
     explicit ImageReader(QString const& fileName);
     ImageReader(QString const& fileName, boost::shared_ptr<IReconstructionService> service);
 
-    /// An open reader that has no service, the class-wide prototype left aside: for tools that take
+    /// An open reader without a service, the class-wide prototype left aside, for tools that take
     /// frames as they are stored. Fails as open().
     static ImageReader withoutService(QString const& fileName);
 
@@ -92,14 +85,15 @@ public:
     /// @throws IOFileException "FR_OF_STAT", "FR_OF_REGFILE", "FR_OF_OPEN" when there is no such
     ///        file; "IR_MISSINFO" when its last chunk is not an info chunk; "CI_L_CHUNK" when that
     ///        holds no whole index; for vectorized movies "IR_GRFI_NOSIZE" when there are fibres
-    ///        but no size, and "IR_GRF_SIZE" when the image is negative, or above 16 MiB and more
-    ///        than 4,096 pixels a fibre or than memory holds. After a failure getFilename() is the
-    ///        name that was given, and header, frames, times and powers are those of an empty
-    ///        movie.
+    ///        but no size, and, with a service, "IR_GRF_SIZE" when the image is negative, or above
+    ///        16 MiB and more than 4,096 pixels a fibre or than memory holds. After a failure
+    ///        getFilename() is the name that was given, and header, frames, times and powers are
+    ///        those of an empty movie.
     void open(QString const& fileName);
 
     /// Reads index and attributes again from the last info chunk of the open file. The number of
-    /// frames, the compression, times and powers stay those of the last open().
+    /// frames, the compression, times and powers stay those of the last open(), and a frame pointer
+    /// stays valid.
     /// @throws IOFileException "IR_MISSINFO", the header staying as it is; "CI_L_CHUNK", after
     ///         which it is empty
     void reloadHeader();
@@ -110,22 +104,23 @@ public:
     void close();
 
     /// The name given to open(); null while closed.
-    QString getFilename() const { return _fileName; }
+    QString getFilename() const;
 
     /// Prints index and attributes to standard output.
     void dumpDebug() const;
 
     // --- frames ---
 
-    unsigned int nbFrames() const { return _nbFrames; }
+    unsigned int nbFrames() const;
 
     /// The frame last requested, or the one that nextFrame() would read. nextFrame() can carry it
     /// beyond nbFrames().
-    unsigned int currFrameIdx() const { return _currFrame; }
+    unsigned int currFrameIdx() const;
 
     /// Points `data` at frame `idx`, from 0: pixels row by row from the top, of pixType(), or
     /// 16-bit samples when the movie is compressed, whatever its pixel type. Vectorized frames are
-    /// reconstructed to width × height 16-bit samples. Sets currFrameIdx() to `idx`.
+    /// reconstructed to width × height 16-bit samples. Sets currFrameIdx() to `idx`. An
+    /// uncompressed frame may be shorter than the header says: getRawFrame tells its size.
     /// @return false when there is no such frame; `data` and currFrameIdx() are untouched then
     /// @throws IOFileException "IR_UNSUPPORTED_FORMAT" for a vectorized movie without a service,
     ///        "IR_GF_SIZE" for a vectorized frame shorter than its fibres, and what getRawFrame
@@ -135,13 +130,14 @@ public:
     /// The same without reconstruction: vectorized frames give one 16-bit sample a fibre.
     /// @return the bytes at `data`; empty when there is no such frame, `data` and currFrameIdx()
     ///        are untouched then
-    /// @throws IOFileException "IR_RC_BOUND" when reloadHeader() has left fewer frames than `idx`;
+    /// @throws IOFileException "IR_RC_BOUND" when reloadHeader() has left fewer frames than `idx`,
+    ///        though not none;
     ///        "IR_MISSINFO" when the frame is gone because the file was cut; "IR_GRF_SIZE" when the
     ///        header asks for a frame that is negative, of 4 GiB or more, above 16 MiB and more
     ///        than its stream can hold, or more than memory holds; for a damaged stream or one
     ///        longer than the frame the exception of the compression library, derived from
-    ///        std::exception. A stream that is too short leaves the rest of the frame as the
-    ///        previous frame left it, zeros at first.
+    ///        std::exception and not logged. A stream that is too short leaves the rest of the
+    ///        frame as the previous frame left it, zeros at first.
     boost::optional<unsigned int> getRawFrame(void const*& data, unsigned int idx);
 
     /// getFrame of currFrameIdx(), then steps on by one, also when nothing was read. After
@@ -160,13 +156,13 @@ public:
     /// range, are warned of ("PIXOUTOFRANGE" on "dataio.imagereader") and shown all the same.
     /// @return false, with `image` untouched, when the size is missing or below 1, a maximum is
     ///        below 1 or so small that a side would have no pixel, the frame cannot be read or is
-    ///        too short, or for other pixel types and data dimensions. Nothing is thrown; why a
-    ///        frame cannot be read is logged.
+    ///        too short, or for other pixel types and data dimensions. Nothing is thrown; what
+    ///        getFrame logs when a frame cannot be read is logged here as well.
     bool thumbnail(QImage& image, int maxWidth, int maxHeight, int frameIdx);
 
     // --- header ---
-    // False means that the attribute is missing, the argument untouched then, or no number, the
-    // argument 0 then.
+    // False means one of two things: the attribute is missing, and the argument untouched; or it is
+    // no number, and the argument 0.
 
     bool width(int& pixels) const;
     bool height(int& pixels) const;
@@ -187,8 +183,8 @@ public:
     /// Offset of local time from UTC at the recording, in seconds, east positive; 0 when not
     /// `present`.
     int utcOffsetSeconds(bool& present, bool& trustable) const;
-    /// "raw", "imp" or "vec" (vectorized). Without the attribute, "raw" for movies wider than 895
-    /// pixels and "imp" for others.
+    /// "raw", "imp" or "vec" (vectorized). Without the attribute, "raw" for movies whose width is
+    /// above 895 pixels and whose height is there, and "imp" for others.
     QString dataType() const;
     /// -32768 when missing.
     int getMaskLevel() const;
@@ -200,25 +196,28 @@ public:
     ///         in front of the break
     bool palette(MzPalette& palette) const;
 
-    /// The value of `key` exactly as given. What is not a number gives 0 and false.
+    /// The value of `key` exactly as given. What is not a number gives 0 and false. A double is the
+    /// float, widened.
     bool attribute(QString const& key, int& value) const;
     bool attribute(QString const& key, float& value) const;
+    bool attribute(QString const& key, double& value) const;
     bool attribute(QString const& key, QString& value) const;
 
     /// All attributes, in memory: changes are lost at the next open() or reloadHeader(). The
     /// reference is valid as long as the reader.
-    AttributeChunk& attributeChunk() { return _info; }
-    AttributeChunk const& attributeChunk() const { return _info; }
+    AttributeChunk& attributeChunk();
+    AttributeChunk const& attributeChunk() const;
 
-    /// Set "plug_" + `key`, in memory only. attribute() and removeAttribute() want that whole name.
+    /// Set "plug_" + `key`, in memory only; a double is kept as the float that is nearest.
+    /// attribute() and removeAttribute() want that whole name.
     void setAttribute(QString const& key, int value);
     void setAttribute(QString const& key, float value);
+    void setAttribute(QString const& key, double value);
     void setAttribute(QString const& key, QString const& value);
     void removeAttribute(QString const& key);
 
     // --- fibres ---
-    // Empty lists when the movie has none. These requests move the file's cursor and so end the
-    // life of an uncompressed frame's pointer.
+    // Empty lists when the movie has none. They are read from the file at each request.
     //
     // @throws IOFileException, the list untouched, once the movie has fibres: "IR_GRFI_NOSIZE"
     //        when its size is missing, "IR_GRFI_UMODE" when `mode` is none of the enumeration,
@@ -253,52 +252,10 @@ public:
     boost::optional<timeval> getFrameTiming(unsigned int idx) const;
 
 private:
-    struct NoService {};
-    ImageReader(NoService noService, QString const& fileName);
+    struct State;
+    explicit ImageReader(std::unique_ptr<State> state);
 
-    void _clean();
-    void _forget();
-    void _load();
-    void _loadInfo();
-    void _findInfo() const;
-    void _loadFrameTimer();
-    void _loadFrameTimerChunk();
-    void _loadLaserPowerChunk();
-    void _loadDataType();
-    void _prepareReconstruction(std::vector<float> const& fibers);
-    bool _readChunk(MZImageChunkType type, unsigned int n) const;
-    int _intOr(const char* key, int fallback) const;
-    float _floatOr(const char* key, float fallback) const;
-    bool _needSwapping() const;
-    void const* _swapDataBytes();
-    void _decompress(void const*& data, unsigned int size);
-    void _sizeDecompressionBuffer(unsigned int payloadSize);
-    void _reconstruct(void const*& data, unsigned int size);
-    boost::optional<size_t> _getSizedFrame(void const*& data, unsigned int idx);
-    bool _thumbnail16(QImage& image, ThumbnailGrid const& grid, const char* frame,
-                      size_t size) const;
-    MzPalette _contrastPalette(const char* frame, ThumbnailGrid const& grid) const;
-    bool _fiberImageSize(ImageSize& size) const;
-    boost::optional<BundleBox> _bundleBox() const;
-
-    static boost::shared_ptr<IReconstructionService> _reconstructionServiceFactory;
-
-    mutable FileReader _reader;
-    std::vector<unsigned char> _dataSwapped;
-    ChunkInfo _info;
-    FrameTimer _ftimer;
-    unsigned int _currFrame = 0;
-    unsigned int _nbFrames = 0;
-    std::vector<float> _laserPower;
-    QString _fileName;
-    boost::shared_ptr<IReconstructionService> _reconstructionService;
-    bool _vectorizedData = false;
-    CompressionType::e _compression = CompressionType::None;
-    unsigned int _fiberCount = 0;
-    std::vector<uint16_t> _tmpData;
-    std::vector<uint16_t> _decompData;
-    std::vector<uint16_t> _alignedSamples;
-    std::unique_ptr<FrameDecoder> _decoder;
+    std::unique_ptr<State> _state;
 };
 
 }  // namespace mz

@@ -28,6 +28,31 @@ std::optional<PixelLayout> pixelLayout(AttributeChunk const& attributes) {
     return PixelLayout{*size, bits};
 }
 
+std::optional<int> pixelBitsOf(AttributeChunk const& attributes) {
+    int value = 0;
+    if (attributes.get(keys::pixelType, value))
+        return GetPixBits(static_cast<MZImagePixelType>(value));
+    if (attributes.get(keys::pixelBits, value)) return value;
+    return std::nullopt;
+}
+
+int pixelBytesOf(AttributeChunk const& attributes) {
+    const std::optional<int> bits = pixelBitsOf(attributes);
+    return bits ? pixelBytes(*bits) : 0;
+}
+
+MZImagePixelType pixelTypeOf(AttributeChunk const& attributes) {
+    int type = MZ_UNKNOWN;
+    if (attributes.get(keys::pixelType, type)) return static_cast<MZImagePixelType>(type);
+    const std::optional<int> bits = pixelBitsOf(attributes);
+    return bits ? GuessPixelType(MZ_UNSIGNED_GROUP, *bits) : MZ_UNKNOWN;
+}
+
+int maskLevelOf(AttributeChunk const& attributes) {
+    constexpr int noMask = -32768;
+    return intAttribute(attributes, keys::maskLevel, noMask);
+}
+
 QString dataType(AttributeChunk const& attributes) {
     QString type;
     if (attributes.get(keys::dataType, type)) return type;

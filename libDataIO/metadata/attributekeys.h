@@ -4,6 +4,7 @@
 // palette and of the times in attributes are known to AttributePaletteAdaptor and FrameTimer alone.
 
 #include <libDataIO/attributechunk.h>
+#include <libDataIO/dataiocommon.h>
 
 #include <QString>
 
@@ -70,6 +71,19 @@ struct PixelLayout {
 
 /// Empty unless size and "pixbits" are there.
 std::optional<PixelLayout> pixelLayout(AttributeChunk const& attributes);
+
+/// Bits per pixel by "pixtype" or else by "pixbits"; empty when neither tells.
+std::optional<int> pixelBitsOf(AttributeChunk const& attributes);
+
+/// Whole bytes per pixel, 0 when the bits are not known.
+int pixelBytesOf(AttributeChunk const& attributes);
+
+/// "pixtype", as it stands there, or else the unsigned integer of "pixbits" bits; MZ_UNKNOWN when
+/// neither tells.
+MZImagePixelType pixelTypeOf(AttributeChunk const& attributes);
+
+/// -32768 when it is missing.
+int maskLevelOf(AttributeChunk const& attributes);
 
 /// "data_type", or what its absence stands for: movies wider than 895 pixels are "raw", others
 /// "imp".

@@ -1,13 +1,17 @@
-// Opening, closing and the header. Frames are in imagereaderframes.cpp, fibres, powers and times in
-// imagereaderfibers.cpp.
+// The front of an open movie: its header, and its frames in the forms that callers ask for.
 
 #include <libDataIO/attributepaletteadaptor.h>
-#include <libDataIO/base/byteorder.h>
-#include <libDataIO/payloads/framecodec.h>
-#include <libDataIO/base/framesize.h>
 #include <libDataIO/imagereader.h>
-#include <libDataIO/movies/imagereaderlog.h>
 #include <libDataIO/metadata/attributekeys.h>
+#include <libDataIO/movies/frameloader.h>
+#include <libDataIO/movies/imagereaderlog.h>
+#include <libDataIO/movies/moviefibers.h>
+#include <libDataIO/movies/moviethumbnail.h>
+#include <libDataIO/movies/openmovie.h>
+
+#include <QImage>
+
+#include <cxxabi.h>
 
 #include <utility>
 
@@ -15,15 +19,78 @@ namespace mz {
 
 Logger* const imageReaderLogger = Logger::logger(QStringLiteral("dataio.imagereader"));
 
-boost::shared_ptr<IReconstructionService> ImageReader::_reconstructionServiceFactory;
+namespace {
 
-ImageReader::ImageReader() : ImageReader(boost::shared_ptr<IReconstructionService>()) {}
+using ServicePointer = boost::shared_ptr<IReconstructionService>;
 
-ImageReader::ImageReader(boost::shared_ptr<IReconstructionService> service)
-    : _reconstructionService(std::move(service)), _decoder(std::make_unique<FrameDecoder>()) {
-    if (!_reconstructionService && _reconstructionServiceFactory) {
-        _reconstructionService.reset(_reconstructionServiceFactory->clone());
+ServicePointer& servicePrototype() {
+    static ServicePointer prototype;
+    return prototype;
+}
+
+ServicePointer cloneOfPrototype() {
+    ServicePointer const& prototype = servicePrototype();
+    return ServicePointer(prototype ? prototype->clone() : nullptr);
+}
+
+}  // namespace
+
+struct ImageReader::State {
+    OpenMovie movie;
+    FrameLoader loader;
+    ServicePointer service;
+    unsigned int currentFrame = 0;
+
+    void open(QString const& fileName);
+    void forget();
+    std::optional<FrameView> storedFrame(unsigned int number);
+    std::optional<FrameView> frame(unsigned int number);
+};
+
+void ImageReader::State::open(QString const& fileName) try {
+    movie.open(fileName);
+    currentFrame = 0;
+    if (!mz::isVectorized(movie.info())) {
+        loader.begin(movie.compression(), false, 0);
+        return;
     }
+    const std::vector<float> fibers = fiberPositions(movie, NoFiberFiltering);
+    loader.begin(movie.compression(), true, static_cast<unsigned int>(fibers.size() / 2));
+    if (service) loader.prepareImages(*service, movie.info(), fibers);
+} catch (...) {
+    forget();
+    throw;
+}
+
+void ImageReader::State::forget() {
+    movie.forget();
+    loader.forget();
+}
+
+std::optional<FrameView> ImageReader::State::storedFrame(unsigned int number) {
+    if (number >= movie.frameCount() || !movie.goTo(MZ_CT_FRAME, number)) return std::nullopt;
+    currentFrame = number;
+    return loader.stored(movie.info(), movie.payload());
+}
+
+std::optional<FrameView> ImageReader::State::frame(unsigned int number) {
+    const std::optional<FrameView> stored = storedFrame(number);
+    if (!stored || !loader.isVectorized()) return stored;
+    if (!service) {
+        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_UNSUPPORTED_FORMAT",
+                    QStringLiteral("File %1: vectorized data unsupported because no reconstruction "
+                                   "service provided.")
+                        .arg(movie.fileName()));
+    }
+    return loader.image(*service, *stored);
+}
+
+// --- opening and closing ---
+
+ImageReader::ImageReader() : ImageReader(ServicePointer()) {}
+
+ImageReader::ImageReader(ServicePointer service) : _state(std::make_unique<State>()) {
+    _state->service = service ? std::move(service) : cloneOfPrototype();
 }
 
 ImageReader::ImageReader(std::nullptr_t /*noService*/) : ImageReader() {}
@@ -32,246 +99,274 @@ ImageReader::ImageReader(QString const& fileName) : ImageReader() {
     open(fileName);
 }
 
-ImageReader::ImageReader(QString const& fileName, boost::shared_ptr<IReconstructionService> service)
+ImageReader::ImageReader(QString const& fileName, ServicePointer service)
     : ImageReader(std::move(service)) {
     open(fileName);
 }
 
-ImageReader::ImageReader(NoService /*noService*/, QString const& fileName)
-    : _decoder(std::make_unique<FrameDecoder>()) {
-    open(fileName);
-}
+ImageReader::ImageReader(std::unique_ptr<State> state) : _state(std::move(state)) {}
 
 ImageReader ImageReader::withoutService(QString const& fileName) {
-    return ImageReader(NoService(), fileName);
+    auto state = std::make_unique<State>();
+    state->open(fileName);
+    return ImageReader(std::move(state));
 }
 
 ImageReader::~ImageReader() = default;
 
-void ImageReader::setReconstructionServiceFactory(
-    boost::shared_ptr<IReconstructionService> factory) {
-    _reconstructionServiceFactory = std::move(factory);
+void ImageReader::setReconstructionServiceFactory(ServicePointer factory) {
+    servicePrototype() = std::move(factory);
 }
 
 void ImageReader::open(QString const& fileName) {
-    _clean();
-    _fileName = fileName;
-    _reader.openFile(fileName);
-    try {
-        _load();
-    } catch (...) {
-        _forget();
-        throw;
-    }
-}
-
-void ImageReader::_load() {
-    _loadInfo();
-    _currFrame = 0;
-    const std::vector<ChunkRecord>* frames = _info.find(MZ_CT_FRAME);
-    _nbFrames = frames != nullptr ? static_cast<unsigned int>(frames->size()) : 0;
-
-    _loadFrameTimer();
-    if (_info.has(MZ_CT_LASERPOWER)) _loadLaserPowerChunk();
-
-    QString compression;
-    _info.get(QStringLiteral("compression_type"), compression);
-    _compression = compressionOfName(compression);
-
-    _loadDataType();
+    close();
+    _state->forget();
+    _state->open(fileName);
 }
 
 void ImageReader::reloadHeader() {
-    _loadInfo();
-}
-
-void ImageReader::_loadInfo() {
-    _findInfo();
-    _info.clear();
-    _info.load(_reader.data(), _reader.chunkSize());
-}
-
-void ImageReader::_findInfo() const {
-    _reader.seekEnd();
-    if (!_reader.prevChunk(MZ_CT_INFO)) {
-        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_MISSINFO",
-                    QStringLiteral("File %1: missing info, bad file format.").arg(_fileName));
-    }
-}
-
-void ImageReader::_loadDataType() {
-    _vectorizedData = dataType() == QLatin1String("vec");
-    if (!_vectorizedData) return;
-    std::vector<float> fibers;
-    getRasterFiberContinuousIndexes(fibers, NoFiberFiltering);
-    _fiberCount = static_cast<unsigned int>(fibers.size() / 2);
-    if (_reconstructionService) _prepareReconstruction(fibers);
+    _state->movie.reloadInfo();
 }
 
 void ImageReader::close() {
-    _reader.closeFile();
-    _fileName = QString();
+    _state->movie.close();
 }
 
-void ImageReader::_clean() {
-    close();
-    _forget();
-}
-
-void ImageReader::_forget() {
-    _info.clear();
-    _ftimer.clear();
-    _laserPower.clear();
-    _decompData.clear();
-    _tmpData.clear();
-    _vectorizedData = false;
-    _fiberCount = 0;
-    _nbFrames = 0;
+QString ImageReader::getFilename() const {
+    return _state->movie.fileName();
 }
 
 void ImageReader::dumpDebug() const {
-    _info.dumpDebug();
+    _state->movie.info().dumpDebug();
 }
 
-bool ImageReader::_readChunk(MZImageChunkType type, unsigned int n) const {
-    const std::vector<ChunkRecord>* records = _info.find(type);
-    if (records == nullptr) return false;
-    if (records->size() < n) {
-        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_RC_BOUND",
-                    QStringLiteral("Chunk number out of bounds."));
-    }
-    if (records->size() == n) return false;
-    if (!_reader.seek((*records)[n].offset)) return false;
-    if (_reader.nextChunk(type)) return true;
-    _findInfo();  // the index is wrong, unless the file was cut since it was read
-    return false;
+// --- frames ---
+
+unsigned int ImageReader::nbFrames() const {
+    return _state->movie.frameCount();
+}
+
+unsigned int ImageReader::currFrameIdx() const {
+    return _state->currentFrame;
+}
+
+boost::optional<unsigned int> ImageReader::getRawFrame(void const*& data, unsigned int idx) {
+    const std::optional<FrameView> frame = _state->storedFrame(idx);
+    if (!frame) return boost::none;
+    data = frame->data;
+    return static_cast<unsigned int>(frame->size);
+}
+
+bool ImageReader::getFrame(void const*& data, unsigned int idx) {
+    const std::optional<FrameView> frame = _state->frame(idx);
+    if (frame) data = frame->data;
+    return frame.has_value();
+}
+
+bool ImageReader::nextFrame(void const*& data) {
+    const unsigned int current = _state->currentFrame;
+    const bool isRead = current < nbFrames() && getFrame(data, current);
+    _state->currentFrame = current + 1;
+    return isRead;
+}
+
+bool ImageReader::rewind() {
+    _state->currentFrame = 0;
+    return true;
+}
+
+bool ImageReader::thumbnail(QImage& image, int maxWidth, int maxHeight, int frameIdx) try {
+    const std::optional<ImageSize> size = imageSize(attributeChunk());
+    if (!size || frameIdx < 0) return false;
+    const auto grid = thumbnailGrid(size->width, size->height, maxWidth, maxHeight);
+    if (!grid) return false;
+    const auto frame = _state->frame(static_cast<unsigned int>(frameIdx));
+    return frame && renderThumbnail(*frame, attributeChunk(), *grid, getFilename(), image);
+} catch (abi::__forced_unwind const&) {
+    throw;  // the thread is being cancelled
+} catch (...) {
+    return false;  // a browser shows nothing for a damaged movie
 }
 
 // --- header ---
 
+AttributeChunk& ImageReader::attributeChunk() {
+    return _state->movie.info();
+}
+
+AttributeChunk const& ImageReader::attributeChunk() const {
+    return _state->movie.info();
+}
+
 bool ImageReader::width(int& pixels) const {
-    return _info.get(QStringLiteral("width"), pixels);
+    return attribute(keys::width, pixels);
 }
 
 bool ImageReader::height(int& pixels) const {
-    return _info.get(QStringLiteral("height"), pixels);
+    return attribute(keys::height, pixels);
 }
 
 bool ImageReader::frameDelay(int& delay) const {
-    return _info.get(QStringLiteral("framedelay"), delay);
+    return attribute(keys::frameDelay, delay);
 }
 
 bool ImageReader::dimension(int& dimension) const {
-    return _info.get(QStringLiteral("datadimension"), dimension);
+    return attribute(keys::dimension, dimension);
 }
 
 bool ImageReader::pixBits(int& bits) const {
-    int type = MZ_UNKNOWN;
-    if (_info.get(QStringLiteral("pixtype"), type)) {
-        bits = GetPixBits(static_cast<MZImagePixelType>(type));
-        return true;
-    }
-    return _info.get(QStringLiteral("pixbits"), bits);
+    const std::optional<int> known = pixelBitsOf(attributeChunk());
+    if (!known) return attribute(keys::pixelBits, bits);
+    bits = *known;
+    return true;
 }
 
 int ImageReader::pixBytes() const {
-    int bits = 0;
-    return pixBits(bits) ? pixelBytes(bits) : 0;
+    return pixelBytesOf(attributeChunk());
 }
 
 bool ImageReader::pixType(MZImagePixelType& type) const {
-    int value = MZ_UNKNOWN;
-    if (_info.get(QStringLiteral("pixtype"), value)) {
-        type = static_cast<MZImagePixelType>(value);
-    } else if (pixBits(value)) {
-        type = GuessPixelType(MZ_UNSIGNED_GROUP, value);
-    } else {
-        type = MZ_UNKNOWN;
-    }
+    type = pixelTypeOf(attributeChunk());
     return type != MZ_UNKNOWN;
 }
 
 int ImageReader::endian() const {
-    // Asked for with every frame, since callers may change it: a key that is a text already saves a
-    // third of that.
-    int value = 0;
-    return _info.get(QStringLiteral("endian"), value) ? value : 0;
+    return intAttribute(attributeChunk(), keys::endian, 0);
 }
 
 int ImageReader::utcOffsetSeconds(bool& present, bool& trustable) const {
     int offset = 0;
-    present = _info.get(QStringLiteral("utc_offset_seconds"), offset);
-    trustable = present && _intOr("utc_offset_untrustable", 0) == 0;
+    present = attribute(keys::utcOffset, offset);
+    trustable = present && intAttribute(attributeChunk(), keys::utcOffsetUntrustable, 0) == 0;
     return present ? offset : 0;
 }
 
 QString ImageReader::dataType() const {
-    QString type;
-    if (_info.get(QStringLiteral("data_type"), type)) return type;
-    int w = 0;
-    int h = 0;
-    const bool wide = width(w) && height(h) && w > 895;
-    return wide ? QStringLiteral("raw") : QStringLiteral("imp");
+    return mz::dataType(attributeChunk());
 }
 
 int ImageReader::getMaskLevel() const {
-    return _intOr("mask_level", -32768);
+    return maskLevelOf(attributeChunk());
 }
 
 QString ImageReader::getComment() const {
-    return multiLineText(_info, QStringLiteral("comment"));
+    return multiLineText(attributeChunk(), keys::comment);
 }
 
 QString ImageReader::getSpecificComment() const {
-    return multiLineText(_info, QStringLiteral("specific_comment"));
+    return multiLineText(attributeChunk(), keys::specificComment);
 }
 
 bool ImageReader::palette(MzPalette& palette) const {
-    const bool found = AttributePaletteAdaptor::attributesToPalette(_info, palette, QString());
+    const bool found =
+        AttributePaletteAdaptor::attributesToPalette(attributeChunk(), palette, QString());
     if (palette._nodes.empty()) palette.initDefault();
     return found;
 }
 
 bool ImageReader::attribute(QString const& key, int& value) const {
-    return _info.get(key, value);
+    return attributeChunk().get(key, value);
 }
 
 bool ImageReader::attribute(QString const& key, float& value) const {
-    return _info.get(key, value);
+    return attributeChunk().get(key, value);
+}
+
+bool ImageReader::attribute(QString const& key, double& value) const {
+    return attributeChunk().get(key, value);
 }
 
 bool ImageReader::attribute(QString const& key, QString& value) const {
-    return _info.get(key, value);
+    return attributeChunk().get(key, value);
 }
 
 void ImageReader::setAttribute(QString const& key, int value) {
-    _info.set(QStringLiteral("plug_") + key, value);
+    attributeChunk().set(keys::plugPrefix + key, value);
 }
 
 void ImageReader::setAttribute(QString const& key, float value) {
-    _info.set(QStringLiteral("plug_") + key, value);
+    attributeChunk().set(keys::plugPrefix + key, value);
+}
+
+void ImageReader::setAttribute(QString const& key, double value) {
+    attributeChunk().set(keys::plugPrefix + key, value);
 }
 
 void ImageReader::setAttribute(QString const& key, QString const& value) {
-    _info.set(QStringLiteral("plug_") + key, value);
+    attributeChunk().set(keys::plugPrefix + key, value);
 }
 
 void ImageReader::removeAttribute(QString const& key) {
-    _info.erase(key);
+    attributeChunk().erase(key);
 }
 
-int ImageReader::_intOr(const char* key, int fallback) const {
-    int value = 0;
-    return _info.get(QString::fromLatin1(key), value) ? value : fallback;
+// --- fibres ---
+
+void ImageReader::getRasterFiberContinuousIndexes(std::vector<float>& out,
+                                                  FiberFilteringMode mode) const {
+    out = fiberPositions(_state->movie, mode);
 }
 
-float ImageReader::_floatOr(const char* key, float fallback) const {
-    float value = 0;
-    return _info.get(QString::fromLatin1(key), value) ? value : fallback;
+void ImageReader::getRasterFiberIndexes(std::vector<unsigned int>& out,
+                                        FiberFilteringMode mode) const {
+    out = roundedPositions(fiberPositions(_state->movie, mode));
 }
 
-bool ImageReader::_needSwapping() const {
-    return isOtherByteOrder(endian());
+void ImageReader::getFiberOffsets(std::vector<unsigned int>& out, FiberFilteringMode mode) const {
+    // With a fibre in the list the width is known: the list needs it.
+    out = pixelOffsets(roundedPositions(fiberPositions(_state->movie, mode)),
+                       intAttribute(attributeChunk(), keys::width, 0));
+}
+
+void ImageReader::getWorldFiberCenters(std::vector<float>& out, FiberFilteringMode mode) const {
+    const std::vector<float> positions = fiberPositions(_state->movie, mode);
+    const std::optional<ImageSize> size = imageSize(attributeChunk());
+    out = size ? worldPositions(positions, *size) : std::vector<float>();
+}
+
+int ImageReader::nbFibers(FiberFilteringMode mode) const {
+    return static_cast<int>(fiberPositions(_state->movie, mode).size() / 2);
+}
+
+bool ImageReader::getBundleBoundingBox(std::vector<float>& bbox) const {
+    const std::optional<BundleBox> box = bundleBox(attributeChunk());
+    bbox.clear();
+    if (box) bbox = {box->minX, box->minY, box->maxX, box->maxY};
+    return box.has_value();
+}
+
+// --- laser power and time of frames ---
+
+boost::optional<float> ImageReader::getLaserPower(unsigned int idx) const {
+    std::vector<float> const& powers = _state->movie.powers();
+    if (idx >= powers.size() || powers[idx] < 0) return boost::none;
+    return powers[idx];
+}
+
+bool ImageReader::getLaserPower(unsigned int idx, float& power) const {
+    const boost::optional<float> found = getLaserPower(idx);
+    if (found) power = *found;
+    return found.has_value();
+}
+
+bool ImageReader::laserPower(float& power) const {
+    return getLaserPower(currFrameIdx(), power);
+}
+
+boost::optional<timeval> ImageReader::getFrameTiming(unsigned int idx) const {
+    FrameTimer const& times = _state->movie.times();
+    if (idx >= times.size()) return boost::none;
+    return times[idx];
+}
+
+bool ImageReader::getFrameTiming(unsigned int idx, timeval& time) const {
+    const boost::optional<timeval> found = getFrameTiming(idx);
+    if (found) time = *found;
+    return found.has_value();
+}
+
+bool ImageReader::frameTiming(timeval& time) const {
+    return getFrameTiming(currFrameIdx(), time);
 }
 
 }  // namespace mz

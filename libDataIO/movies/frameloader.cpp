@@ -1,0 +1,144 @@
+#include <libDataIO/base/byteorder.h>
+#include <libDataIO/base/framesize.h>
+#include <libDataIO/metadata/attributekeys.h>
+#include <libDataIO/movies/frameloader.h>
+#include <libDataIO/movies/imagereaderlog.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <optional>
+
+namespace mz {
+
+namespace {
+
+/// Up to here a frame size is believed; a larger one must be backed by what the file holds.
+constexpr int64_t unquestionedBytes = 16 << 20;
+
+/// A bundle samples an image with some ten pixels a fibre; thousands are no reconstruction any
+/// more.
+constexpr int64_t maxPixelsPerFiber = 4096;
+
+/// The most samples whose bytes getRawFrame can return.
+constexpr int64_t maxSamples = std::numeric_limits<unsigned int>::max() / sizeof(uint16_t);
+
+/// What the bundle lies in where a movie does not say.
+constexpr float noBound = 5000;
+
+/// Sets `samples` to `count` zeros, unless that is more memory than `plausibleBytes` of source
+/// justify or than there is.
+bool resizeWithin(std::vector<uint16_t>& samples, int64_t count, uint64_t plausibleBytes) {
+    if (count > static_cast<int64_t>(samples.max_size())) return false;
+    const int64_t bytes = count * 2;
+    if (bytes > unquestionedBytes && static_cast<uint64_t>(bytes) > plausibleBytes) return false;
+    try {
+        samples.assign(static_cast<size_t>(count), 0);
+    } catch (std::bad_alloc const&) {
+        return false;
+    }
+    return true;
+}
+
+QString invalidSize() {
+    return QStringLiteral("Frame size is invalid, file may be corrupted.");
+}
+
+std::optional<int64_t> pixelCount(ImageSize size) {
+    return frameBytes(size.width, size.height, 1);
+}
+
+/// Missing sides count as 0.
+ImageSize imageSizeOrNone(AttributeChunk const& header) {
+    return {intAttribute(header, keys::width, 0), intAttribute(header, keys::height, 0)};
+}
+
+}  // namespace
+
+void FrameLoader::begin(CompressionType::e compression, bool isVectorized,
+                        unsigned int fiberCount) {
+    _compression = compression;
+    _isVectorized = isVectorized;
+    _fiberCount = fiberCount;
+}
+
+void FrameLoader::forget() {
+    begin(CompressionType::None, false, 0);
+    _decoded.clear();
+    _image.clear();
+}
+
+FrameView FrameLoader::stored(AttributeChunk const& header, FrameView payload) {
+    const bool isSwapped = isOtherByteOrder(intAttribute(header, keys::endian, 0));
+    if (_compression == CompressionType::None)
+        return isSwapped ? _swapped(payload, pixelBytesOf(header)) : payload;
+
+    if (_decoded.empty()) _sizeDecodingBuffer(header, payload.size);
+    _decoder.decode(_compression, payload.data, payload.size, _decoded);
+    if (isSwapped) copySwapped16(_decoded.data(), _decoded.data(), _decoded.size());
+    return {_decoded.data(), _decoded.size() * sizeof(uint16_t)};
+}
+
+void FrameLoader::_sizeDecodingBuffer(AttributeChunk const& header, size_t payloadSize) {
+    const std::optional<int64_t> samples = mz::isVectorized(header)
+                                               ? std::make_optional(int64_t{_fiberCount})
+                                               : pixelCount(imageSizeOrNone(header));
+    if (!samples || *samples > maxSamples ||
+        !resizeWithin(_decoded, *samples, plausibleDecodedSize(_compression, payloadSize))) {
+        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE", invalidSize());
+    }
+}
+
+FrameView FrameLoader::_swapped(FrameView payload, int bytesPerPixel) {
+    if (bytesPerPixel != 2 && bytesPerPixel != 4) return payload;
+    const auto* bytes = static_cast<const unsigned char*>(payload.data);
+    _swappedBytes.resize(payload.size);
+    if (bytesPerPixel == 2)
+        copySwapped16(bytes, _swappedBytes.data(), payload.size / 2);
+    else
+        copySwapped32(bytes, _swappedBytes.data(), payload.size / 4);
+    // A damaged payload may end inside a sample, and its size is what getRawFrame returns.
+    const auto rest = static_cast<ptrdiff_t>(payload.size % static_cast<size_t>(bytesPerPixel));
+    const unsigned char* const end = bytes + payload.size;
+    std::copy(end - rest, end, _swappedBytes.end() - rest);
+    return {_swappedBytes.data(), payload.size};
+}
+
+void FrameLoader::prepareImages(IReconstructionService& service, AttributeChunk const& header,
+                                std::vector<float> const& fibers) {
+    const ImageSize size = imageSizeOrNone(header);
+    const std::optional<int64_t> samples = pixelCount(size);
+    const auto plausibleBytes = static_cast<uint64_t>(_fiberCount * maxPixelsPerFiber * 2);
+    if (!samples || !resizeWithin(_image, *samples, plausibleBytes)) {
+        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE", invalidSize());
+    }
+    service.prepare({fibers.data(), fibers.data() + fibers.size()}, size.width, size.height,
+                    floatAttribute(header, keys::fieldOfViewX, 0),
+                    floatAttribute(header, keys::fieldOfViewY, 0),
+                    floatAttribute(header, keys::bundleMinX, -noBound),
+                    floatAttribute(header, keys::bundleMaxX, noBound),
+                    floatAttribute(header, keys::bundleMinY, -noBound),
+                    floatAttribute(header, keys::bundleMaxY, noBound));
+}
+
+FrameView FrameLoader::image(IReconstructionService& service, FrameView samples) {
+    if (samples.size / sizeof(uint16_t) < _fiberCount) {
+        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GF_SIZE", invalidSize());
+    }
+    const uint16_t* const input = _aligned(samples.data);
+    service.reconstruct({input, input + _fiberCount},
+                        {_image.data(), _image.data() + _image.size()});
+    return {_image.data(), _image.size() * sizeof(uint16_t)};
+}
+
+/// Chunks follow each other without padding, so a payload may start at an odd address.
+uint16_t const* FrameLoader::_aligned(void const* samples) {
+    if (reinterpret_cast<uintptr_t>(samples) % alignof(uint16_t) == 0)
+        return static_cast<const uint16_t*>(samples);
+    _alignedSamples.resize(_fiberCount);
+    std::copy_n(static_cast<const char*>(samples), _fiberCount * sizeof(uint16_t),
+                reinterpret_cast<char*>(_alignedSamples.data()));
+    return _alignedSamples.data();
+}
+
+}  // namespace mz

@@ -1,0 +1,55 @@
+#pragma once
+
+// Makes of a frame's payload what callers get: decompressed, swapped into this machine's byte order
+// and, for vectorized movies, reconstructed. Keeps the buffers of all that from frame to frame.
+
+#include <libDataIO/attributechunk.h>
+#include <libDataIO/dataiocommon.h>
+#include <libDataIO/ireconstructionservice.h>
+#include <libDataIO/movies/openmovie.h>
+#include <libDataIO/payloads/framecodec.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace mz {
+
+class FrameLoader {
+public:
+    /// Begins with the frames of a movie that has been opened. Buffers are sized by the first frame
+    /// that needs them and stay so, whatever is done to the attributes meanwhile.
+    void begin(CompressionType::e compression, bool isVectorized, unsigned int fiberCount);
+    /// Ends with them, and gives back what their buffers hold.
+    void forget();
+
+    bool isVectorized() const { return _isVectorized; }
+
+    /// A frame as it was recorded, in native byte order. It lies in the payload or in a buffer,
+    /// until the next call.
+    /// @throws IOFileException "IR_GRF_SIZE"; the exception of the compression library
+    FrameView stored(AttributeChunk const& header, FrameView payload);
+
+    /// Prepares a service for the images of a vectorized movie.
+    /// @throws IOFileException "IR_GRF_SIZE"
+    void prepareImages(IReconstructionService& service, AttributeChunk const& header,
+                       std::vector<float> const& fibers);
+    /// The image of a frame of samples.
+    /// @throws IOFileException "IR_GF_SIZE"
+    FrameView image(IReconstructionService& service, FrameView samples);
+
+private:
+    void _sizeDecodingBuffer(AttributeChunk const& header, std::size_t payloadSize);
+    FrameView _swapped(FrameView payload, int bytesPerPixel);
+    uint16_t const* _aligned(void const* samples);
+
+    CompressionType::e _compression = CompressionType::None;
+    bool _isVectorized = false;
+    unsigned int _fiberCount = 0;
+    FrameDecoder _decoder;
+    std::vector<uint16_t> _decoded;
+    std::vector<unsigned char> _swappedBytes;
+    std::vector<uint16_t> _alignedSamples;
+    std::vector<uint16_t> _image;
+};
+
+}  // namespace mz
