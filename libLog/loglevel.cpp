@@ -1,70 +1,58 @@
 #include <libLog/loglevel.h>
 
+#include <algorithm>
+#include <array>
+
 namespace mz {
 
-// The instances are never destroyed: destructors of other globals may still log while the process
-// ends.
+LogLevel const& LogLevel::get(Level level) {
+    // Never destroyed: destructors of other globals may still log while the process ends.
+    static auto const& levels = *new std::array<LogLevel, 8>{{
+        {Off, QStringLiteral("OFF")},
+        {Fatal, QStringLiteral("FATAL")},
+        {Error, QStringLiteral("ERROR")},
+        {Warning, QStringLiteral("WARNING")},
+        {Info, QStringLiteral("INFO")},
+        {Debug, QStringLiteral("DEBUG")},
+        {Trace, QStringLiteral("TRACE")},
+        {All, QStringLiteral("ALL")},
+    }};
+    const auto found = std::find_if(levels.begin(), levels.end(), [level](LogLevel const& each) {
+        return each.level() == level;
+    });
+    return found != levels.end() ? *found : levels.back();
+}
 
 LogLevel const& LogLevel::getOff() {
-    static LogLevel const& instance = *new LogLevel(Off, QStringLiteral("OFF"));
-    return instance;
+    return get(Off);
 }
 
 LogLevel const& LogLevel::getFatal() {
-    static LogLevel const& instance = *new LogLevel(Fatal, QStringLiteral("FATAL"));
-    return instance;
+    return get(Fatal);
 }
 
 LogLevel const& LogLevel::getError() {
-    static LogLevel const& instance = *new LogLevel(Error, QStringLiteral("ERROR"));
-    return instance;
+    return get(Error);
 }
 
 LogLevel const& LogLevel::getWarning() {
-    static LogLevel const& instance = *new LogLevel(Warning, QStringLiteral("WARNING"));
-    return instance;
+    return get(Warning);
 }
 
 LogLevel const& LogLevel::getInfo() {
-    static LogLevel const& instance = *new LogLevel(Info, QStringLiteral("INFO"));
-    return instance;
+    return get(Info);
 }
 
 LogLevel const& LogLevel::getDebug() {
-    static LogLevel const& instance = *new LogLevel(Debug, QStringLiteral("DEBUG"));
-    return instance;
+    return get(Debug);
 }
 
 LogLevel const& LogLevel::getTrace() {
-    static LogLevel const& instance = *new LogLevel(Trace, QStringLiteral("TRACE"));
-    return instance;
+    return get(Trace);
 }
 
 LogLevel const& LogLevel::getAll() {
-    static LogLevel const& instance = *new LogLevel(All, QStringLiteral("ALL"));
-    return instance;
-}
-
-LogLevel const& LogLevel::get(Level level) {
-    switch (level) {
-        case Off:
-            return getOff();
-        case Fatal:
-            return getFatal();
-        case Error:
-            return getError();
-        case Warning:
-            return getWarning();
-        case Info:
-            return getInfo();
-        case Debug:
-            return getDebug();
-        case Trace:
-            return getTrace();
-        case All:
-            break;
-    }
-    return getAll();
+    return get(All);
 }
 
 }  // namespace mz

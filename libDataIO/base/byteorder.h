@@ -3,6 +3,8 @@
 // Byte order of samples: what the attribute "endian" says, and the swapping of files that were
 // recorded in the other order. Buffers may lie at any address.
 
+#include <QtEndian>
+
 #include <cstddef>
 
 namespace mz {
@@ -17,7 +19,11 @@ inline bool isOtherByteOrder(int endian) {
 
 /// Copies `count` samples with their bytes reversed. `to` may equal `from`, but not overlap it
 /// otherwise.
-void copySwapped16(void const* from, void* to, size_t count);
-void copySwapped32(void const* from, void* to, size_t count);
+inline void copySwapped16(void const* from, void* to, size_t count) {
+    qbswap<2>(from, static_cast<qsizetype>(count), to);
+}
+inline void copySwapped32(void const* from, void* to, size_t count) {
+    qbswap<4>(from, static_cast<qsizetype>(count), to);
+}
 
 }  // namespace mz

@@ -2,6 +2,8 @@
 
 // How many bytes a frame has, from header values that may say anything.
 
+#include <QtNumeric>
+
 #include <cstdint>
 #include <optional>
 
@@ -20,9 +22,8 @@ inline int pixelBytes(int bits) {
 /// width × height × bytesPerPixel; empty when a factor is negative or the product beyond 63 bits.
 inline std::optional<int64_t> frameBytes(int width, int height, int bytesPerPixel) {
     int64_t bytes = 0;
-    const bool isSize =
-        width >= 0 && height >= 0 && bytesPerPixel >= 0 &&
-        !__builtin_mul_overflow(int64_t{width} * height, int64_t{bytesPerPixel}, &bytes);
+    const bool isSize = width >= 0 && height >= 0 && bytesPerPixel >= 0 &&
+                        !qMulOverflow(int64_t{width} * height, int64_t{bytesPerPixel}, &bytes);
     return isSize ? std::optional<int64_t>(bytes) : std::nullopt;
 }
 

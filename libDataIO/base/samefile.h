@@ -2,16 +2,21 @@
 
 // Keeps tools that read one file and write another from emptying what they read.
 
-#include <libDataIO/base/posixfile.h>
+#include <QFile>
+#include <QString>
+
+#include <filesystem>
+#include <system_error>
 
 namespace mz {
 
-/// Whether two names lead to the same existing file, be it through links of either kind.
+/// Whether two names lead to the same existing file, be it through links of either kind. A name
+/// with a NUL inside names no file: the system would take the part before it for another one.
 inline bool isSameFile(QString const& a, QString const& b) {
-    struct stat first {};
-    struct stat second {};
-    return posix::status(a, first) == 0 && posix::status(b, second) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+    if (a.contains(QChar::Null) || b.contains(QChar::Null)) return false;
+    std::error_code missing;
+    return std::filesystem::equivalent(QFile::encodeName(a).toStdString(),
+                                       QFile::encodeName(b).toStdString(), missing);
 }
 
 }  // namespace mz
