@@ -100,7 +100,7 @@ public:
 
 private:
     bool _removeTornChunk();
-    bool _readPayload(unsigned int size);
+    int _readPayload(unsigned int size);
 
     int _fd = -1;
     std::unique_ptr<char[]> _data;

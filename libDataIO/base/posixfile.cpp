@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
@@ -34,6 +35,21 @@ int withPath(QString const& path, Call call) {
     return untilNotInterrupted([&] { return call(name.constData()); });
 }
 
+/// @param read reads up to so many bytes to a place, as many bytes behind the first as are done
+template <class Read>
+ReadResult untilFull(void* data, qint64 size, Read read) {
+    qint64 done = 0;
+    while (done < size) {
+        const ssize_t count = untilNotInterrupted([&] {
+            return read(static_cast<char*>(data) + done, static_cast<size_t>(size - done), done);
+        });
+        if (count == -1) return {done, errno};
+        if (count == 0) break;
+        done += count;
+    }
+    return {done, 0};
+}
+
 }  // namespace
 
 int open(QString const& path, int flags) {
@@ -56,16 +72,42 @@ ssize_t read(int fd, void* data, size_t size) {
     return untilNotInterrupted([&] { return ::read(fd, data, size); });
 }
 
-ssize_t readAt(int fd, qint64 offset, void* data, size_t size) {
-    return untilNotInterrupted([&] { return ::pread(fd, data, size, offset); });
+ReadResult readAll(int fd, void* data, qint64 size) {
+    return untilFull(data, size,
+                     [&](char* to, size_t left, qint64 /*done*/) { return ::read(fd, to, left); });
 }
 
-ssize_t write(int fd, const void* data, size_t size) {
-    return untilNotInterrupted([&] { return ::write(fd, data, size); });
+ReadResult readAllAt(int fd, qint64 offset, void* data, qint64 size) {
+    return untilFull(data, size, [&](char* to, size_t left, qint64 done) {
+        return ::pread(fd, to, left, offset + done);
+    });
 }
 
-ssize_t write(int fd, const iovec* parts, int count) {
-    return untilNotInterrupted([&] { return ::writev(fd, parts, count); });
+qint64 writeAll(int fd, iovec* parts, int count) {
+    iovec* const end = parts + count;
+    qint64 written = 0;
+    for (;;) {
+        while (parts != end && parts->iov_len == 0)
+            ++parts;
+        if (parts == end) return written;
+        const ssize_t moved =
+            untilNotInterrupted([&] { return ::writev(fd, parts, static_cast<int>(end - parts)); });
+        if (moved == 0) errno = EIO;
+        if (moved <= 0) return written;
+        written += moved;
+        for (auto left = static_cast<size_t>(moved); left > 0;) {
+            const size_t taken = std::min(left, parts->iov_len);
+            parts->iov_base = static_cast<char*>(parts->iov_base) + taken;
+            parts->iov_len -= taken;
+            left -= taken;
+            if (parts->iov_len == 0) ++parts;
+        }
+    }
+}
+
+qint64 writeAll(int fd, const void* data, size_t size) {
+    iovec part{const_cast<void*>(data), size};  // iovec is not const-correct
+    return writeAll(fd, &part, 1);
 }
 
 qint64 seek(int fd, qint64 offset, int whence) {
@@ -82,18 +124,11 @@ qint64 fileSize(int fd) {
     return result.st_size;
 }
 
-QByteArray bytesAt(int fd, qint64 offset, qint64 size) {
-    QByteArray bytes(size, '\0');
-    qint64 count = 0;
-    if (seek(fd, offset, SEEK_SET) != -1) {
-        while (count < size) {
-            const ssize_t got = read(fd, bytes.data() + count, static_cast<size_t>(size - count));
-            if (got <= 0) break;
-            count += got;
-        }
-    }
-    bytes.resize(count);
-    return bytes;
+ReadBytes bytesAt(int fd, qint64 offset, qint64 size) {
+    QByteArray bytes(size, Qt::Uninitialized);
+    const ReadResult result = readAllAt(fd, offset, bytes.data(), size);
+    bytes.resize(result.count);
+    return {bytes, result.error};
 }
 
 }  // namespace mz::posix

@@ -2,7 +2,10 @@
 
 // The file calls of the system as the library uses them: paths as QString, 64-bit offsets, and a
 // call that a signal interrupted before it did anything is made again, since a recording must not
-// fail because the application has a timer. Results and errno are the system's. Not installed.
+// fail because the application has a timer. Results and errno are the system's; after a success
+// errno may be that of an interrupted call and says nothing. Not installed.
+
+#include <libDataIO/base/nocancellation.h>
 
 #include <QByteArray>
 #include <QString>
@@ -22,18 +25,39 @@ int close(int fd);
 int status(QString const& path, struct stat& result);
 
 ssize_t read(int fd, void* data, size_t size);
+
+/// Writes the parts one behind the other, in one call if the system takes all of them at once: a
+/// short count gives no reason, but the call for the rest does.
+/// @param parts are used up
+/// @return how many bytes were written. When not all were, errno says why; EIO stands for a call
+///         that moved nothing
+qint64 writeAll(int fd, iovec* parts, int count);
+qint64 writeAll(int fd, const void* data, size_t size);
+
+/// What came of reading until all was there.
+struct ReadResult {
+    qint64 count;  ///< bytes read; fewer than asked for at the end of the file or after a failure
+    int error;     ///< errno of the call that failed, 0 when none did
+};
+
+/// Reads at the descriptor's position, and behind it in as many calls as it takes.
+ReadResult readAll(int fd, void* data, qint64 size);
 /// Leaves the descriptor's position alone.
-ssize_t readAt(int fd, qint64 offset, void* data, size_t size);
-ssize_t write(int fd, const void* data, size_t size);
-ssize_t write(int fd, const iovec* parts, int count);
+ReadResult readAllAt(int fd, qint64 offset, void* data, qint64 size);
+
 /// The new position, or -1.
 qint64 seek(int fd, qint64 offset, int whence);
 int truncate(int fd, qint64 length);
 /// The file's length now, or -1.
 qint64 fileSize(int fd);
 
+struct ReadBytes {
+    QByteArray bytes;
+    int error;  ///< as above
+};
+
 /// Up to `size` bytes from an offset on; fewer at the end of the file or of what can be read.
-QByteArray bytesAt(int fd, qint64 offset, qint64 size);
+ReadBytes bytesAt(int fd, qint64 offset, qint64 size);
 
 /// Closes a descriptor, if it is one, when its block is left.
 class Descriptor {
@@ -42,6 +66,7 @@ public:
     Descriptor(Descriptor const&) = delete;
     Descriptor& operator=(Descriptor const&) = delete;
     ~Descriptor() {
+        const NoCancellation closing;
         if (_fd != -1) close(_fd);
     }
     int get() const { return _fd; }

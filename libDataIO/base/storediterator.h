@@ -1,7 +1,7 @@
 #pragma once
 
 // Walks over the records of a payload, so that a list takes all of them at once: nothing is zeroed
-// first and no room is asked for in between, which halves the time of loading long lists.
+// first and no room is asked for in between, which long lists show.
 
 #include <cstddef>
 #include <iterator>

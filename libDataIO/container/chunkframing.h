@@ -5,9 +5,10 @@
 
 #include <libCommon/locationinfo.h>
 
-#include <QString>
+#include <QtGlobal>
 
 #include <array>
+#include <limits>
 
 namespace mz {
 
@@ -15,12 +16,24 @@ constexpr qint64 chunkHeaderSize = 16;
 /// What a chunk needs besides its payload.
 constexpr qint64 chunkFramingSize = 2 * chunkHeaderSize;
 
+/// Offsets are 32 bits in the index, so no file can be longer.
+constexpr qint64 maxFileSize = std::numeric_limits<quint32>::max();
+
+// Where the numbers of a header stand between its fixed bytes.
+constexpr size_t chunkTagSize = 6;  ///< the bytes that name a header, in front of its numbers
+constexpr size_t chunkTypeAt = chunkTagSize;
+constexpr size_t chunkSizeAt = 10;
+constexpr size_t chunkTrailerAt = 14;
+
 /// Where the end header of a chunk that ends there begins, -1 when it would lie before the file.
 constexpr qint64 endHeaderOffset(qint64 chunkEnd) {
     return chunkEnd < chunkHeaderSize ? -1 : chunkEnd - chunkHeaderSize;
 }
 
 using ChunkHeaderBytes = std::array<char, chunkHeaderSize>;
+
+/// Whether `count` bytes, at most 16, are the first of a header, whatever its numbers.
+bool beginsChunkHeader(const char* bytes, size_t count, const char* text);
 
 /// A header as it is stored.
 /// @param text the 16 bytes of its kind, ChunkStartHeader::_headerStr or ChunkEndHeader::_headerStr
@@ -30,12 +43,7 @@ ChunkHeaderBytes encodeChunkHeader(const char* text, unsigned int type, unsigned
 bool decodeChunkHeader(ChunkHeaderBytes const& bytes, const char* text, unsigned int& type,
                        unsigned int& size);
 
-/// The message of every chunk that does not lie inside its file.
-inline QString chunkOutsideFile() {
-    return QStringLiteral("Chunk exceeds file, file may be corrupted.");
-}
-
-/// Raises "CHB_WFD_WRITE" for the current errno, as the operation at `location`.
-[[noreturn]] void failChunkHeaderWrite(LocationInfo const& location);
+/// Raises "CHB_WFD_WRITE" for an errno, as the operation at `location`.
+[[noreturn]] void failChunkHeaderWrite(int error, LocationInfo const& location);
 
 }  // namespace mz

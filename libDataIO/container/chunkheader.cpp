@@ -1,6 +1,6 @@
-#include <libDataIO/container/chunkframing.h>
-#include <libDataIO/chunkheader.h>
 #include <libDataIO/base/posixfile.h>
+#include <libDataIO/chunkheader.h>
+#include <libDataIO/container/chunkframing.h>
 #include <libLog/failure.h>
 
 #include <QtEndian>
@@ -13,38 +13,35 @@ namespace {
 
 Logger* const logger = Logger::logger(QStringLiteral("dataio.chunkheader"));
 
-// Type and size lie between the fixed bytes of a header.
-constexpr int typeAt = 6;
-constexpr int sizeAt = 10;
-constexpr int trailerAt = 14;
-
-bool isHeader(ChunkHeaderBytes const& bytes, const char* text) {
-    return std::equal(bytes.begin(), bytes.begin() + typeAt, text) &&
-           std::equal(bytes.begin() + trailerAt, bytes.end(), text + trailerAt);
-}
-
 }  // namespace
+
+bool beginsChunkHeader(const char* bytes, size_t count, const char* text) {
+    return std::equal(bytes, bytes + std::min(count, chunkTagSize), text) &&
+           (count <= chunkTrailerAt ||
+            std::equal(bytes + chunkTrailerAt, bytes + count, text + chunkTrailerAt));
+}
 
 ChunkHeaderBytes encodeChunkHeader(const char* text, unsigned int type, unsigned int size) {
     ChunkHeaderBytes bytes;
     std::copy_n(text, bytes.size(), bytes.begin());
-    qToBigEndian<quint32>(type, &bytes[typeAt]);
-    qToBigEndian<quint32>(size, &bytes[sizeAt]);
+    qToBigEndian<quint32>(type, &bytes[chunkTypeAt]);
+    qToBigEndian<quint32>(size, &bytes[chunkSizeAt]);
     return bytes;
 }
 
 bool decodeChunkHeader(ChunkHeaderBytes const& bytes, const char* text, unsigned int& type,
                        unsigned int& size) {
-    if (!isHeader(bytes, text)) return false;
-    type = qFromBigEndian<quint32>(&bytes[typeAt]);
-    size = qFromBigEndian<quint32>(&bytes[sizeAt]);
+    if (!beginsChunkHeader(bytes.data(), bytes.size(), text)) return false;
+    type = qFromBigEndian<quint32>(&bytes[chunkTypeAt]);
+    size = qFromBigEndian<quint32>(&bytes[chunkSizeAt]);
     return true;
 }
 
-void failChunkHeaderWrite(LocationInfo const& location) {
-    // The text names the start header for end headers as well; applications know it so.
+void failChunkHeaderWrite(int error, LocationInfo const& location) {
+    // Of end headers as well: they are written with the start header, in one call.
     DATAIO_FAIL_AT(IOFileException, logger, SYSCALL, "CHB_WFD_WRITE",
-                   withSystemError("Could not write chunk start header: "), location);
+                   withSystemError(QStringLiteral("Could not write chunk start header: "), error),
+                   location);
 }
 
 ChunkHeaderBase::~ChunkHeaderBase() = default;
@@ -64,12 +61,12 @@ const char* ChunkEndHeader::_header() const {
 
 bool ChunkHeaderBase::loadFD(int fd) {
     ChunkHeaderBytes bytes;
-    errno = 0;  // a file that ends inside the header sets none
     const ssize_t count = posix::read(fd, bytes.data(), bytes.size());
+    const int error = count == -1 ? errno : 0;  // a file that ends inside the header gives none
     if (count == 0) return false;
     if (count < chunkHeaderSize)
         DATAIO_FAIL(IOFileException, logger, SYSCALL, "CHB_LDF_READ",
-                    withSystemError("Could not read chunk header data: "));
+                    withSystemError(QStringLiteral("Could not read chunk header data: "), error));
     if (!decodeChunkHeader(bytes, _header(), _type, _size))
         DATAIO_FAIL(IOFileException, logger, SOFTWARE, "CHB_LFD_PARSE",
                     QStringLiteral("Cannot read chunk header, file may be corrupted."));
@@ -86,12 +83,8 @@ bool ChunkHeaderBase::loadFD(int fd, qint64 offset) {
 
 bool ChunkHeaderBase::writeFD(int fd) {
     const ChunkHeaderBytes bytes = encodeChunkHeader(_header(), _type, _size);
-    errno = 0;
-    const ssize_t count = posix::write(fd, bytes.data(), bytes.size());
-    if (count < chunkHeaderSize) {
-        if (errno == 0) errno = ENOSPC;  // a full device takes what it can without a reason
-        failChunkHeaderWrite(DATAIO_HERE);
-    }
+    if (posix::writeAll(fd, bytes.data(), bytes.size()) < chunkHeaderSize)
+        failChunkHeaderWrite(errno, DATAIO_HERE);
     return true;
 }
 

@@ -1,5 +1,5 @@
-#include <libDataIO/chunkindex.h>
 #include <libDataIO/base/storediterator.h>
+#include <libDataIO/chunkindex.h>
 #include <libLog/failure.h>
 
 #include <cstddef>
@@ -14,11 +14,12 @@ namespace {
 
 Logger* const logger = Logger::logger(QStringLiteral("dataio.chunkindex"));
 
-constexpr size_t countSize = sizeof(int32_t);
+constexpr auto countSize = static_cast<size_t>(ChunkIndex::storedSize(0));
+constexpr auto recordSize = static_cast<size_t>(ChunkIndex::storedSize(1)) - countSize;
 constexpr size_t typeSize = sizeof(uint32_t);
-constexpr size_t recordSize = typeSize + sizeof(ChunkRecord);
 // Offset and length are copied as one between the record and its stored form.
-static_assert(sizeof(ChunkRecord) == 8 && offsetof(ChunkRecord, length) == 4);
+static_assert(countSize == sizeof(int32_t) && recordSize == typeSize + sizeof(ChunkRecord) &&
+              offsetof(ChunkRecord, length) == 4);
 
 uint32_t storedType(const char* stored) {
     uint32_t type;
@@ -95,8 +96,7 @@ int ChunkIndex::load(void const* buf, unsigned int len) {
     while (in != end) {
         const char* const runEnd = endOfRun(in, end);
         std::vector<ChunkRecord>& records = _recordMap[storedType(in)];
-        // A run at once: an index of 100,000 frames is loaded in 0.09 ms, record by record in
-        // 0.13 ms.
+        // A run at once: the list grows once for all frames, which a long movie's opening shows.
         records.insert(records.end(), StoredRecordIterator(in), StoredRecordIterator(runEnd));
         in = runEnd;
     }

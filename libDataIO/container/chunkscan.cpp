@@ -1,20 +1,15 @@
+#include <libDataIO/base/posixfile.h>
 #include <libDataIO/chunkheader.h>
 #include <libDataIO/container/chunkscan.h>
-#include <libDataIO/dataiocommon.h>
-#include <libDataIO/base/posixfile.h>
-
-#include <unistd.h>
+#include <libDataIO/container/chunktypes.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
+#include <optional>
 
 namespace mz {
 
 namespace {
-
-constexpr size_t tagSize = 6;  // what names a header, in front of its numbers
-constexpr size_t trailerAt = 14;
 
 // A search begins small, since most gaps are short and there may be millions of them.
 constexpr size_t firstWindow = 4 << 10;
@@ -50,68 +45,62 @@ public:
 private:
     /// Reads up to `size` bytes; fewer at the end of the file or of what is readable.
     size_t _read(qint64 offset, char* bytes, size_t size) {
-        size_t count = 0;
-        errno = 0;
-        if (posix::seek(_fd, offset, SEEK_SET) != -1) {
-            while (count < size) {
-                const ssize_t got = posix::read(_fd, bytes + count, size - count);
-                if (got <= 0) break;
-                count += static_cast<size_t>(got);
-            }
-        }
-        if (errno != 0 && _scan.readError == 0) _scan.readError = errno;
-        return count;
+        const posix::ReadResult result =
+            posix::readAllAt(_fd, offset, bytes, static_cast<qint64>(size));
+        if (_scan.readError == 0) _scan.readError = result.error;
+        return static_cast<size_t>(result.count);
     }
 
-    boost::optional<Header> _headerAt(qint64 offset, const char* text) {
+    std::optional<Header> _headerAt(qint64 offset, const char* text) {
         ChunkHeaderBytes bytes{};
         Header header{};
         if (offset < 0 || _read(offset, bytes.data(), bytes.size()) < bytes.size() ||
             !decodeChunkHeader(bytes, text, header.type, header.size)) {
-            return boost::none;
+            return std::nullopt;
         }
         return header;
     }
 
     /// The chunk that a start header announces, whether it is whole or not.
-    boost::optional<ChunkSpan> _announcedAt(qint64 offset) {
+    std::optional<ChunkSpan> _announcedAt(qint64 offset) {
         const auto start = _headerAt(offset, ChunkStartHeader::_headerStr);
-        if (!start) return boost::none;
+        if (!start) return std::nullopt;
         return ChunkSpan{offset, start->type, start->size};
     }
 
-    boost::optional<ChunkSpan> _wholeChunkAt(qint64 offset) {
+    std::optional<ChunkSpan> _wholeChunkAt(qint64 offset) {
         auto chunk = _announcedAt(offset);
-        if (!chunk || chunk->end() > _scan.fileSize) return boost::none;
+        if (!chunk || chunk->end() > _scan.fileSize) return std::nullopt;
         const auto end = _headerAt(chunk->end() - chunkHeaderSize, ChunkEndHeader::_headerStr);
-        if (!end || end->type != chunk->type || end->size != chunk->size) return boost::none;
+        if (!end || end->type != chunk->type || end->size != chunk->size) return std::nullopt;
         return chunk;
     }
 
     /// The first whole chunk of a known type from an offset on.
-    boost::optional<ChunkSpan> _nextWholeChunk(qint64 offset) {
+    std::optional<ChunkSpan> _nextWholeChunk(qint64 offset) {
         for (size_t size = firstWindow; offset < _scan.fileSize;
              size = std::min(2 * size, largestWindow)) {
             if (_window.size() < size) _window.resize(size);
             const size_t count = _read(offset, _window.data(), size);
             if (auto chunk = _firstWholeChunkIn(offset, count)) return chunk;
             // Windows overlap by less than a tag, so that none is missed between them.
-            offset += count >= tagSize ? static_cast<qint64>(count - tagSize + 1) : unreadableStep;
+            offset += count >= chunkTagSize ? static_cast<qint64>(count - chunkTagSize + 1)
+                                            : unreadableStep;
         }
-        return boost::none;
+        return std::nullopt;
     }
 
-    boost::optional<ChunkSpan> _firstWholeChunkIn(qint64 offset, size_t count) {
+    std::optional<ChunkSpan> _firstWholeChunkIn(qint64 offset, size_t count) {
         const char* const begin = _window.data();
         const char* const end = begin + count;
         for (const char* at = begin; at != end; ++at) {
-            at = static_cast<const char*>(
-                memmem(at, static_cast<size_t>(end - at), ChunkStartHeader::_headerStr, tagSize));
+            at = static_cast<const char*>(memmem(at, static_cast<size_t>(end - at),
+                                                 ChunkStartHeader::_headerStr, chunkTagSize));
             if (at == nullptr) break;
             auto chunk = _wholeChunkAt(offset + (at - begin));
-            if (chunk && chunk->type <= MZ_CT_LASERPOWER) return chunk;
+            if (chunk && roleOfChunk(chunk->type)) return chunk;
         }
-        return boost::none;
+        return std::nullopt;
     }
 
     /// How many bytes at the end of the file are the first of a start header, 0 when they are not.
@@ -120,16 +109,13 @@ private:
         const qint64 left = _scan.fileSize - offset;
         if (left >= chunkHeaderSize) return 0;
         const auto size = static_cast<size_t>(left);
-        const char* const text = ChunkStartHeader::_headerStr;
         const bool isStart = _read(offset, bytes.data(), size) == size &&
-                             std::memcmp(bytes.data(), text, std::min(size, tagSize)) == 0 &&
-                             (size <= trailerAt || std::memcmp(&bytes[trailerAt], text + trailerAt,
-                                                               size - trailerAt) == 0);
+                             beginsChunkHeader(bytes.data(), size, ChunkStartHeader::_headerStr);
         return isStart ? size : 0;
     }
 
     bool _beginsChunk(qint64 offset) {
-        return _announcedAt(offset).has_value() || _cutHeaderAt(offset) >= tagSize;
+        return _announcedAt(offset).has_value() || _cutHeaderAt(offset) >= chunkTagSize;
     }
 
     bool _isTorn(qint64 offset) {

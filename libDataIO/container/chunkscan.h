@@ -6,8 +6,6 @@
 
 #include <libDataIO/container/chunkframing.h>
 
-#include <boost/optional.hpp>
-
 #include <vector>
 
 namespace mz {
@@ -43,7 +41,7 @@ struct ChunkScan {
     qint64 soundEnd() const;
 };
 
-/// Scans the file behind a descriptor, whose position it moves. Bytes that cannot be read belong to
+/// Scans the file behind a descriptor, whose position stays. Bytes that cannot be read belong to
 /// gaps. Takes time in proportion to the chunks and to the bytes of the gaps, and memory in
 /// proportion to the numbers of both.
 ChunkScan scanChunks(int fd);

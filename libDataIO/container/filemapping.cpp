@@ -9,8 +9,8 @@ namespace mz {
 
 namespace {
 
-/// Pages of views count as the process's own memory until they are given back; at this interval it
-/// costs nothing in order and 4 % on large frames in random order.
+/// Pages of views count as the process's own memory until they are given back, which costs time in
+/// random order when it is done more often.
 constexpr qint64 giveBackInterval = qint64{64} * 1024 * 1024;
 
 qint64 pageSize() {

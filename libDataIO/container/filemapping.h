@@ -9,10 +9,8 @@
 namespace mz {
 
 /// Hands out views of a file, one at a time. The whole file is mapped once and stays mapped from
-/// view to view: a mapping of its own for each chunk costs 4 to 7 µs in system calls and page
-/// tables, which halves the speed at which frames of 32 KiB are read (0.51 of what one kept mapping
-/// reaches; 0.92 with the kept one, its bounds checked each time). Where the file cannot be mapped
-/// whole, the view alone is mapped.
+/// view to view: a mapping of its own for each chunk costs as much in system calls and page tables
+/// as reading a small frame does. Where the file cannot be mapped whole, the view alone is mapped.
 class FileMapping {
 public:
     FileMapping() = default;

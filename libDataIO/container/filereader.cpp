@@ -1,7 +1,7 @@
+#include <libDataIO/base/posixfile.h>
+#include <libDataIO/container/failures.h>
 #include <libDataIO/filereader.h>
 #include <libDataIO/mmapchunkreader.h>
-#include <libDataIO/base/posixfile.h>
-#include <libLog/failure.h>
 
 #include <fcntl.h>
 
@@ -10,10 +10,6 @@ namespace mz {
 namespace {
 
 Logger* const logger = Logger::logger(QStringLiteral("dataio.filereader"));
-
-QString fileError(QString const& path) {
-    return withSystemError("File " + path + " : ");
-}
 
 }  // namespace
 

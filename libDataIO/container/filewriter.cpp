@@ -1,6 +1,6 @@
-#include <libDataIO/filewriter.h>
 #include <libDataIO/base/posixfile.h>
-#include <libLog/failure.h>
+#include <libDataIO/container/failures.h>
+#include <libDataIO/filewriter.h>
 
 #include <fcntl.h>
 
@@ -11,10 +11,6 @@ namespace mz {
 namespace {
 
 Logger* const logger = Logger::logger(QStringLiteral("dataio.filewriter"));
-
-QString fileError(QString const& path) {
-    return withSystemError("File " + path + " : ");
-}
 
 /// Opens a file, or makes it and says so.
 int openOrCreate(QString const& path, int flags, bool& created) {

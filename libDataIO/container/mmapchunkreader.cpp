@@ -1,9 +1,9 @@
-#include <libDataIO/container/chunkframing.h>
+#include <libDataIO/base/posixfile.h>
 #include <libDataIO/chunkheader.h>
+#include <libDataIO/container/chunkframing.h>
+#include <libDataIO/container/failures.h>
 #include <libDataIO/container/filemapping.h>
 #include <libDataIO/mmapchunkreader.h>
-#include <libDataIO/base/posixfile.h>
-#include <libLog/failure.h>
 
 #include <unistd.h>
 
@@ -24,6 +24,7 @@ QString unreadable() {
 MMapChunkReader::MMapChunkReader() : _mapping(std::make_unique<FileMapping>()) {}
 
 MMapChunkReader::~MMapChunkReader() {
+    const NoCancellation closing;
     if (_fd != -1) posix::close(_fd);
 }
 
@@ -118,10 +119,9 @@ void MMapChunkReader::closeFile() {
 }
 
 /// Loads a header from the file, or from the kept mapping where that shows the file as it is now;
-/// `fileSize` is then the file's length and otherwise stays. Of two small calls, to read the header
-/// and to ask for the length, which took 1.2 of the 2.2 µs of a move, the cheapest way to ask is
-/// left, 0.2 µs: on frames of 32 KiB, whose pixels take 2.5 µs, that is one third of the speed.
-/// Whatever is not a sound header inside the file is left to the file to tell.
+/// `fileSize` is then the file's length and otherwise stays. A move costs more in small calls than
+/// in anything else: of the two, to read the header and to ask for the length, the cheapest way to
+/// ask is left. Whatever is not a sound header inside the file is left to the file to tell.
 bool MMapChunkReader::_loadHeader(ChunkHeaderBase& header, const char* text, qint64 offset,
                                   qint64& fileSize) {
     ChunkHeaderBytes bytes;

@@ -3,6 +3,7 @@
 #include <libDataIO/base/byteorder.h>
 #include <libDataIO/base/localtime.h>
 #include <libDataIO/container/chunkframing.h>
+#include <libDataIO/container/failures.h>
 #include <libDataIO/metadata/attributekeys.h>
 #include <libDataIO/metadata/trailingchunks.h>
 #include <libDataIO/movies/imagewriterlog.h>
@@ -11,13 +12,10 @@
 #include <QObject>
 
 #include <algorithm>
-#include <limits>
 
 namespace mz {
 
 namespace {
-
-constexpr int64_t maxFileSize = std::numeric_limits<uint32_t>::max();
 
 /// Kept free for attributes and fibre positions that are set after the last frame.
 constexpr int64_t reservedForLater = 4 << 20;
@@ -45,8 +43,7 @@ int64_t tailSize(int64_t frames) {
 }  // namespace
 
 void failSeek() {
-    DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "FDCW_AC_SEEK",
-                QStringLiteral("Cannot seek in file before writing data."));
+    failSeekBeforeWrite(imageWriterLogger, DATAIO_HERE);
 }
 
 void MovieRecording::create(QString const& fileName, bool autotime) {

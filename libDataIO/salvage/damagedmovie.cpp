@@ -1,7 +1,7 @@
-#include <libDataIO/chunkheader.h>
-#include <libDataIO/salvage/damagedmovie.h>
-#include <libDataIO/dataiocommon.h>
 #include <libDataIO/base/posixfile.h>
+#include <libDataIO/chunkheader.h>
+#include <libDataIO/dataiocommon.h>
+#include <libDataIO/salvage/damagedmovie.h>
 #include <libDataIO/salvage/salvagelog.h>
 
 #include <fcntl.h>
@@ -56,10 +56,10 @@ boost::optional<ChunkSpan> DamagedMovie::wholeInfo() const {
 
 /// What the disk does not give must not be taken for missing.
 QByteArray DamagedMovie::_bytesAt(int fd, qint64 offset, qint64 size) {
-    errno = 0;
-    QByteArray bytes = posix::bytesAt(fd, offset, size);
-    if (bytes.size() < size && _scan.readError == 0) _scan.readError = errno != 0 ? errno : EIO;
-    return bytes;
+    posix::ReadBytes read = posix::bytesAt(fd, offset, size);
+    if (read.bytes.size() < size && _scan.readError == 0)
+        _scan.readError = read.error != 0 ? read.error : EIO;
+    return read.bytes;
 }
 
 /// The info chunk of which the file's last bytes are a part, with the size that it announces.

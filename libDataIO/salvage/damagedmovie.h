@@ -8,6 +8,7 @@
 #include <libDataIO/filereader.h>
 
 #include <QByteArray>
+#include <boost/optional.hpp>
 
 namespace mz {
 

@@ -8,6 +8,7 @@
 #include <libDataIO/container/chunkscan.h>
 
 #include <QByteArray>
+#include <boost/optional.hpp>
 
 #include <cstddef>
 #include <vector>

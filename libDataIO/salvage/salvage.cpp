@@ -1,9 +1,10 @@
-#include <libDataIO/imagereader.h>
 #include <libDataIO/base/posixfile.h>
+#include <libDataIO/base/samefile.h>
+#include <libDataIO/container/failures.h>
+#include <libDataIO/imagereader.h>
 #include <libDataIO/salvage/salvage.h>
 #include <libDataIO/salvage/salvagelog.h>
 #include <libDataIO/salvage/salvageplan.h>
-#include <libDataIO/base/samefile.h>
 
 #include <QFile>
 
@@ -43,11 +44,8 @@ boost::optional<SalvageReport> soundReport(QString const& fileName) {
     return report;
 }
 
-/// Never to be ignored: a chunk written at the wrong place destroys what stands there.
 void moveTo(FileWriter& writer, qint64 offset) {
-    if (writer.seek(offset)) return;
-    DATAIO_FAIL(IOFileException, salvageLogger, SYSCALL, "FDCW_AC_SEEK",
-                QStringLiteral("Cannot seek in file before writing data."));
+    if (!writer.seek(offset)) failSeekBeforeWrite(salvageLogger, DATAIO_HERE);
 }
 
 void cutAt(FileWriter& writer, qint64 offset) {
@@ -122,19 +120,17 @@ public:
     Overwritten(QString const& fileName, qint64 offset, qint64 size)
         : _fileName(fileName), _offset(offset) {
         const posix::Descriptor file(posix::open(fileName, O_RDONLY));
-        _bytes = posix::bytesAt(file.get(), offset, size);
-        if (_bytes.size() < size) failRead();
+        const posix::ReadBytes read = posix::bytesAt(file.get(), offset, size);
+        _bytes = read.bytes;
+        if (_bytes.size() == size) return;
+        errno = read.error;
+        failRead();
     }
 
     void putBack() const {
         const posix::Descriptor file(posix::open(_fileName, O_WRONLY));
         if (posix::seek(file.get(), _offset, SEEK_SET) == -1) return;
-        for (qsizetype done = 0; done < _bytes.size();) {
-            const ssize_t count = posix::write(file.get(), _bytes.constData() + done,
-                                               static_cast<size_t>(_bytes.size() - done));
-            if (count <= 0) return;
-            done += count;
-        }
+        posix::writeAll(file.get(), _bytes.constData(), static_cast<size_t>(_bytes.size()));
     }
 
 private:

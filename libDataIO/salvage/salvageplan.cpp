@@ -1,11 +1,11 @@
 #include <libDataIO/base/byteorder.h>
+#include <libDataIO/base/framesize.h>
 #include <libDataIO/container/chunkframing.h>
 #include <libDataIO/dataiocommon.h>
+#include <libDataIO/frametimer.h>
 #include <libDataIO/metadata/attributekeys.h>
 #include <libDataIO/payloads/fibergeometry.h>
 #include <libDataIO/payloads/framecodec.h>
-#include <libDataIO/base/framesize.h>
-#include <libDataIO/frametimer.h>
 #include <libDataIO/salvage/salvagelog.h>
 #include <libDataIO/salvage/salvageplan.h>
 
@@ -17,8 +17,6 @@
 namespace mz {
 
 namespace {
-
-constexpr qint64 maxFileSize = std::numeric_limits<quint32>::max();
 
 QString tornChunk() {
     return QStringLiteral("torn chunk at the end of the file");

@@ -112,6 +112,32 @@ TEST(Failure, SystemTextIsTheSameInRecordAndExceptionEvenIfAStreamSpoilsErrno) {
     logger->removeLogStream(spoiler);
 }
 
+TEST(Failure, TheMessageIsMadeOnce) {
+    Logger* logger = Logger::logger(QStringLiteral("dataio.failuretest"));
+    int made = 0;
+    const auto message = [&] { return QString::number(++made); };
+    test::expectFailure<IOFileException>(
+        {"dataio.failuretest", SOFTWARE, "T_ONCE", QStringLiteral("1")},
+        [&] { DATAIO_FAIL(IOFileException, logger, SOFTWARE, "T_ONCE", message()); });
+    EXPECT_EQ(made, 1);
+}
+
+TEST(Failure, WhatIsOnlyLoggedIsNotMadeWhenNobodyListens) {
+    Logger* logger = Logger::logger(QStringLiteral("dataio.failuretest"));
+    int made = 0;
+    const auto message = [&] { return QString::number(++made); };
+    const test::LogCapture log(LogLevel::Error);
+    DATAIO_LOG_WARNING(logger, SOFTWARE, "W", message());
+    DATAIO_LOG_INFO(logger, SOFTWARE, "", message());
+    EXPECT_EQ(made, 0);
+}
+
+TEST(Failure, SystemTextOfAGivenNumber) {
+    errno = EDOM;
+    EXPECT_EQ(withSystemError(QStringLiteral("Could not: "), ENOSPC),
+              QStringLiteral("Could not: ") + QString::fromLocal8Bit(strerror(ENOSPC)));
+}
+
 TEST(Failure, WarningAndInfoFollowTheThreshold) {
     Logger* logger = Logger::logger(QStringLiteral("dataio.failuretest"));
     const auto records = [&](LogLevel::Level level) {

@@ -1,5 +1,5 @@
-#include <libDataIO/container/chunkframing.h>
 #include <libDataIO/chunkheader.h>
+#include <libDataIO/container/chunkframing.h>
 
 #include <gtest/gtest.h>
 
@@ -186,11 +186,11 @@ TEST_F(ChunkHeader, AFailedWriteNamesTheStartHeaderForBothKinds) {
     expectFailure<IOFileException>(expected, [&] { ChunkEndHeader(2, 3).writeFD(fd); });
 }
 
-TEST_F(ChunkHeader, AShortWriteIsAFullDevice) {
+TEST_F(ChunkHeader, AShortWriteIsFollowedByOneThatGivesTheReason) {
     fd = file.open();
     const FileSizeLimit limit(10);
     expectFailure<IOFileException>(
-        {"dataio.chunkheader", SYSCALL, "CHB_WFD_WRITE", systemError(writePrefix, ENOSPC)},
+        {"dataio.chunkheader", SYSCALL, "CHB_WFD_WRITE", systemError(writePrefix, EFBIG)},
         [&] { ChunkStartHeader(2, 3).writeFD(fd); });
     EXPECT_EQ(file.bytes(), startHeader(2, 3).left(10));
 }
@@ -198,7 +198,7 @@ TEST_F(ChunkHeader, AShortWriteIsAFullDevice) {
 TEST_F(ChunkHeader, InterruptedCallsAreMadeAgain) {
     fd = file.open();
     {
-        const FailingCalls interrupted(Call::Write, EINTR, 0, 3);
+        const FailingCalls interrupted(Call::Writev, EINTR, 0, 3);
         EXPECT_TRUE(ChunkStartHeader(2, 1000).writeFD(fd));
         EXPECT_EQ(interrupted.hits(), 3);
     }
@@ -208,6 +208,14 @@ TEST_F(ChunkHeader, InterruptedCallsAreMadeAgain) {
     EXPECT_TRUE(header.loadFD(fd, 0));
     EXPECT_EQ(interrupted.hits(), 3);
     EXPECT_EQ(header.size(), 1000u);
+}
+
+TEST_F(ChunkHeader, AnInterruptionIsNotTheReasonWhyAHeaderIsCut) {
+    fill(startHeader(2, 3).left(10));
+    const FailingCalls interrupted(Call::Read, EINTR, 0, 3);
+    expectFailure<IOFileException>(
+        {"dataio.chunkheader", SYSCALL, "CHB_LDF_READ", systemError(readPrefix, 0)},
+        [&] { ChunkStartHeader().loadFD(fd, 0); });
 }
 
 TEST_F(ChunkHeader, LiesBeyondTwoAndFourGigabytes) {

@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include <tests/support/scratchfile.h>
+#include <tests/support/systemfaults.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -54,6 +55,25 @@ TEST(ChunkScan, OfAnEmptyFileIsEmpty) {
     EXPECT_TRUE(scan.chunks.empty());
     EXPECT_TRUE(scan.gaps.empty());
     EXPECT_EQ(scan.soundEnd(), 0);
+}
+
+TEST(ChunkScan, AnInterruptedReadThatIsMadeAgainIsNoReadError) {
+    const ScratchFile file(movie().left(80));
+    const int fd = file.open(O_RDONLY);
+    const FailingCalls interrupted(Call::Read, EINTR, 0, 1000);
+    const ChunkScan scan = scanChunks(fd);
+    ::close(fd);
+    EXPECT_EQ(interrupted.hits(), 1000);
+    EXPECT_EQ(scan.readError, 0);
+    EXPECT_EQ(offsets(scan), (std::vector<qint64>{0, 35}));
+}
+
+TEST(ChunkScan, TheFirstReadErrorIsKept) {
+    const ScratchFile file(movie());
+    const int fd = file.open(O_RDONLY);
+    const FailingCalls failing(Call::Read, EISDIR, 1);
+    EXPECT_EQ(scanChunks(fd).readError, EISDIR);
+    ::close(fd);
 }
 
 TEST(ChunkScan, OfNoFileTellsSo) {

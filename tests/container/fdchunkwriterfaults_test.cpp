@@ -10,6 +10,7 @@
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
 #include <tests/support/systemfaults.h>
+#include <tests/support/translated.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -31,7 +32,7 @@ Failure headerWrite(int error) {
             systemError("Could not write chunk start header: ", error)};
 }
 
-const Failure cannotSeek{"dataio.fdchunkwriter", SYSCALL, "FDCW_AC_SEEK",
+const Failure cannotSeek{"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_SEEK",
                          QStringLiteral("Cannot seek in file before writing data.")};
 
 class FailingWriter : public testing::Test {
@@ -57,9 +58,8 @@ protected:
 TEST_F(FailingWriter, AWriteThatStopsAnywhereLeavesNoByteOfTheChunk) {
     openOver(sound);
     for (qint64 room = 0; room < 132; ++room) {
-        const int reason = room == 0 ? EFBIG : ENOSPC;  // a short count gives no reason of its own
         const bool inPayload = room >= 16 && room < 116;
-        addWithRoomFor(room, inPayload ? payloadWrite(reason) : headerWrite(reason));
+        addWithRoomFor(room, inPayload ? payloadWrite(EFBIG) : headerWrite(EFBIG));
         EXPECT_EQ(file.bytes(), sound) << room;
         EXPECT_EQ(writer->tell(), 36u) << room;
     }
@@ -72,8 +72,7 @@ TEST_F(FailingWriter, AnEmptyChunkFailsInItsHeadersOnly) {
     openOver(sound);
     for (qint64 room = 0; room < 32; ++room) {
         const FileSizeLimit limit(static_cast<rlim_t>(36 + room));
-        expectFailure<IOFileException>(headerWrite(room == 0 ? EFBIG : ENOSPC),
-                                       [&] { add(*writer, 2, {}); });
+        expectFailure<IOFileException>(headerWrite(EFBIG), [&] { add(*writer, 2, {}); });
     }
     EXPECT_EQ(file.bytes(), sound);
 }
@@ -90,21 +89,21 @@ TEST_F(FailingWriter, BytesThatStoodThereAreNotCut) {
     const QByteArray tail = chunk(2, QByteArray(200, 'b'));
     openOver(sound + tail);
     ASSERT_TRUE(writer->seek(36));
-    addWithRoomFor(-150, payloadWrite(ENOSPC));
+    addWithRoomFor(-150, payloadWrite(EFBIG));
     EXPECT_EQ(file.size(), 36 + tail.size());
     EXPECT_EQ(file.bytes().left(36), sound);
     EXPECT_EQ(writer->tell(), 36u);
 
     // Partly over what stood there, partly beyond it.
     ASSERT_TRUE(writer->seek(file.size() - 50));
-    addWithRoomFor(20, payloadWrite(ENOSPC));
+    addWithRoomFor(20, payloadWrite(EFBIG));
     EXPECT_EQ(file.size(), 36 + tail.size());
 }
 
 TEST_F(FailingWriter, AHoleInFrontOfATornChunkIsCutWithIt) {
     openOver(sound);
     ASSERT_TRUE(writer->seek(1000));
-    addWithRoomFor(1000, payloadWrite(ENOSPC));
+    addWithRoomFor(1000, payloadWrite(EFBIG));
     EXPECT_EQ(file.bytes(), sound);
 }
 
@@ -112,7 +111,7 @@ TEST_F(FailingWriter, ATornChunkThatCannotBeCutAtOnceIsCutBeforeTheNextWrite) {
     openOver(sound);
     {
         const FailingCalls uncut(Call::Truncate, EIO);
-        addWithRoomFor(50, payloadWrite(ENOSPC));
+        addWithRoomFor(50, payloadWrite(EFBIG));
         EXPECT_EQ(uncut.hits(), 1);
     }
     EXPECT_EQ(file.size(), 86);
@@ -123,7 +122,7 @@ TEST_F(FailingWriter, ATornChunkThatCannotBeCutAtOnceIsCutBeforeTheNextWrite) {
 TEST_F(FailingWriter, WhileATornChunkCannotBeCutNothingIsWritten) {
     openOver(sound);
     const FailingCalls uncut(Call::Truncate, EIO, 0, 4);
-    addWithRoomFor(50, payloadWrite(ENOSPC));
+    addWithRoomFor(50, payloadWrite(EFBIG));
     expectFailure<IOFileException>(payloadWrite(EIO), [&] { add(*writer, 5, "i"); });
     EXPECT_FALSE(writer->seekEnd());
     EXPECT_EQ(writer->tell(), 36u);
@@ -141,7 +140,7 @@ TEST_F(FailingWriter, TruncateCutsATornChunkWhereverTheCursorIs) {
     openOver(sound);
     {
         const FailingCalls uncut(Call::Truncate, EIO);
-        addWithRoomFor(50, payloadWrite(ENOSPC));
+        addWithRoomFor(50, payloadWrite(EFBIG));
     }
     ASSERT_TRUE(writer->seek(60));
     writer->truncateFile();
@@ -153,7 +152,7 @@ TEST_F(FailingWriter, ClosingAndDestructionCutATornChunk) {
         openOver(sound);
         {
             const FailingCalls uncut(Call::Truncate, EIO);
-            addWithRoomFor(50, payloadWrite(ENOSPC));
+            addWithRoomFor(50, payloadWrite(EFBIG));
         }
         EXPECT_EQ(file.size(), 86);
         if (close) writer->closeFile();
@@ -169,7 +168,7 @@ TEST_F(FailingWriter, AnotherFileIsNotCutForATornChunkOfThisOne) {
     {
         const FailingCalls uncut(Call::Truncate, EIO);
         const FileSizeLimit limit(50);
-        expectFailure<IOFileException>(payloadWrite(ENOSPC), [&] { add(other, 2, hundred); });
+        expectFailure<IOFileException>(payloadWrite(EFBIG), [&] { add(other, 2, hundred); });
     }
     const ScratchFile second(QByteArray(500, 'o'));
     other.fileDes(second.open());
@@ -183,7 +182,7 @@ TEST_F(FailingWriter, ALengthThatIsNotToldAfterAFailureIsAskedForAgain) {
     openOver(sound);
     {
         const FailingCalls silent(Call::Stat, EIO);
-        addWithRoomFor(50, payloadWrite(ENOSPC));
+        addWithRoomFor(50, payloadWrite(EFBIG));
         EXPECT_EQ(silent.hits(), 1);
     }
     EXPECT_TRUE(writer->seekEnd());
@@ -213,6 +212,16 @@ TEST_F(FailingWriter, AReadOnlyDescriptorCannotBeWritten) {
     reading.fileDes(file.open(O_RDONLY));
     expectFailure<IOFileException>(headerWrite(EBADF), [&] { add(reading, 2, hundred); });
     EXPECT_EQ(file.bytes(), sound);
+}
+
+TEST_F(FailingWriter, ATranslatorDoesNotChangeTheReason) {
+    const Translated translated(ENOTTY);
+    file.put(0, sound);
+    FDChunkWriter reading;
+    reading.fileDes(file.open(O_RDONLY));
+    expectFailure<IOFileException>(
+        writerFailure("FDCW_TRUNC", "QObject: Error while removing old index chunk:", EINVAL),
+        [&] { reading.truncateFile(); });
 }
 
 TEST_F(FailingWriter, InterruptedCallsAreMadeAgain) {

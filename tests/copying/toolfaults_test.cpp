@@ -39,7 +39,8 @@ std::vector<Effect> effectsOn(Call call) {
         case Call::Read:
             return {{EIO, 0}, {EINTR, 0}, {0, 8}, {0, Effect::half}};
         case Call::Write:
-            return {{ENOSPC, 0}, {EINTR, 0}, {0, 0}, {0, 8}, {0, Effect::half}};
+            return {{ENOSPC, 0},       {EINTR, 0},     {0, 0},
+                    {0, Effect::half}, {0, 8, ENOSPC}, {0, Effect::half, ENOSPC}};
         case Call::Map:
         case Call::Unmap:
             return {{ENOMEM, 0}};

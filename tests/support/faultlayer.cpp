@@ -52,6 +52,12 @@ const Fault* strike(Call call) {
     for (size_t i = 0; i < state.faultCount; ++i) {
         const Fault& fault = state.faults[i];
         if (fault.call != call || number < fault.position) continue;
+        if (number == fault.position + fault.times && fault.effect.next != 0) {
+            static Fault reason{};
+            reason.effect.error = fault.effect.next;
+            errno = fault.effect.next;
+            return &reason;
+        }
         if (number >= fault.position + fault.times) continue;
         if (fault.onlyAfterAnother && state.hits == 0) continue;
         ++state.hits;
@@ -139,7 +145,9 @@ std::string Fault::text() const {
                             : effect.bytes == Effect::half
                                 ? "half of the bytes"
                                 : std::to_string(effect.bytes) + " bytes";
-    return std::string(nameOf(call)) + " " + std::to_string(position) + ": " + how;
+    const std::string then =
+        effect.next != 0 ? std::string(", then ") + std::strerror(effect.next) : "";
+    return std::string(nameOf(call)) + " " + std::to_string(position) + ": " + how + then;
 }
 
 FaultLayer::FaultLayer(QString const& path, std::vector<Fault> faults) {

@@ -24,6 +24,8 @@ const char* nameOf(Call call);
 struct Effect {
     int error;
     int bytes;  ///< of a short call; half: that part of them
+    int next =
+        0;  ///< error of the call behind a short one, with which a full disk gives its reason
 
     static constexpr int half = -1;
     static constexpr int allButOne = -2;

@@ -6,23 +6,33 @@
 #include <QTranslator>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 namespace mz::test {
 
-/// Translates "text" of QObject to "QObject: text".
+/// Translates "text" of QObject to "QObject: text". A translator may look into files meanwhile,
+/// which leaves an errno of its own.
 class Translated {
 public:
-    Translated() { EXPECT_TRUE(QCoreApplication::installTranslator(&_translator)); }
+    explicit Translated(int errnoLeft = 0) : _translator(errnoLeft) {
+        EXPECT_TRUE(QCoreApplication::installTranslator(&_translator));
+    }
     Translated(Translated const&) = delete;
     Translated& operator=(Translated const&) = delete;
     ~Translated() { QCoreApplication::removeTranslator(&_translator); }
 
 private:
     struct Translator : QTranslator {
+        explicit Translator(int errnoLeft) : _errnoLeft(errnoLeft) {}
         QString translate(const char* context, const char* text, const char* /*disambiguation*/,
                           int /*n*/) const override {
+            if (_errnoLeft != 0) errno = _errnoLeft;
             return QString::fromUtf8(context) + QStringLiteral(": ") + QString::fromUtf8(text);
         }
         bool isEmpty() const override { return false; }
+
+    private:
+        int _errnoLeft;
     };
 
     int _count = 1;

@@ -243,7 +243,7 @@ TEST(ImageWriterClose, FileThatCannotBeSoughtIsRefused) {
     const ScratchFile file;
     const QByteArray pipe = file.sibling("pipe").toLocal8Bit();
     ASSERT_EQ(mkfifo(pipe.constData(), 0600), 0);
-    const Failure noSeek = {"dataio.imagewriter", SYSCALL, "FDCW_AC_SEEK",
+    const Failure noSeek = {"dataio.imagewriter", SOFTWARE, "FDCW_AC_SEEK",
                             QStringLiteral("Cannot seek in file before writing data.")};
     Failure noSeekBelow = noSeek;
     noSeekBelow.logger = "dataio.fdchunkwriter";

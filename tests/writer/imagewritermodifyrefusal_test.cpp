@@ -136,7 +136,7 @@ TEST(ModifyRefusal, FileThatCannotBeSought) {
     const ScratchFile file;
     ASSERT_EQ(mkfifo(file.sibling("pipe").toLocal8Bit().constData(), 0600), 0);
     ImageWriter writer;
-    const Failure noSeek = {"dataio.imagewriter", SYSCALL, "FDCW_AC_SEEK",
+    const Failure noSeek = {"dataio.imagewriter", SOFTWARE, "FDCW_AC_SEEK",
                             QStringLiteral("Cannot seek in file before writing data.")};
     expectFailure<IOFileException>(noSeek, [&] { writer.modify(file.sibling("pipe")); });
     EXPECT_FALSE(writer.isOpen());

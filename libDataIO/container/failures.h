@@ -1,0 +1,29 @@
+#pragma once
+
+// Failures that several classes of this floor and of those above it meet, so that each has one
+// text. Not installed.
+
+#include <libLog/failure.h>
+
+namespace mz {
+
+/// The cursor cannot be moved to where a chunk is to be written. Never to be ignored: a chunk
+/// written at the wrong place destroys what stands there.
+/// @param logger of the class that met it
+[[noreturn]] inline void failSeekBeforeWrite(Logger* logger, LocationInfo const& location) {
+    DATAIO_FAIL_AT(IOFileException, logger, SOFTWARE, "FDCW_AC_SEEK",
+                   QStringLiteral("Cannot seek in file before writing data."), location);
+}
+
+/// Of a chunk that does not lie inside its file.
+inline QString chunkOutsideFile() {
+    return QStringLiteral("Chunk exceeds file, file may be corrupted.");
+}
+
+/// Of a file that the system refuses, for the current errno.
+inline QString fileError(QString const& path) {
+    const int error = errno;
+    return withSystemError(QStringLiteral("File ") + path + QStringLiteral(" : "), error);
+}
+
+}  // namespace mz
