@@ -2,6 +2,8 @@
 
 #include <boost/smart_ptr/make_shared.hpp>
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <map>
@@ -108,6 +110,8 @@ bool Logger::forceLog(LogLevel const& level, LogOrigin origin, QString const& co
         for (auto const& stream : streams) {
             try {
                 stream->write(record);
+            } catch (abi::__forced_unwind const&) {
+                throw;  // the thread is being cancelled
             } catch (...) {
                 written = false;
             }

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include <tests/support/cancelled.h>
 #include <tests/support/logcapture.h>
 
 using namespace mz;
@@ -209,6 +210,31 @@ TEST(StandardErrorStream, WritesOneLineARecord) {
     EXPECT_NE(out.find(" ERROR dataio.x C_O_D went wrong (a/b.cpp:12)\n"), std::string::npos)
         << out;
     EXPECT_NE(out.find(" INFO dataio.x note (a/b.cpp:13)\n"), std::string::npos) << out;
+}
+
+/// As a stream that writes to a file does on its way.
+struct CancellationPoint : LogStream {
+    void write(LogRecord const& /*record*/) override { pthread_testcancel(); }
+};
+
+TEST_F(LoggerTest, AThreadMayBeCancelledWhileItLogs) {
+    Logger* logger = at("");
+    const auto point = boost::make_shared<CancellationPoint>();
+    const auto collector = boost::make_shared<Collector>();
+    logger->addLogStream(point);
+    bool hasReturned = false;
+    EXPECT_TRUE(test::isCancelled([&] {
+        pthread_cancel(pthread_self());
+        log(logger, "the last one");
+        hasReturned = true;
+    }));
+    EXPECT_FALSE(hasReturned);
+
+    // The one lock of all loggers is free again.
+    logger->removeLogStream(point);
+    logger->addLogStream(collector);
+    EXPECT_TRUE(log(logger, "after it"));
+    EXPECT_EQ(collector->records.size(), 1u);
 }
 
 }  // namespace
