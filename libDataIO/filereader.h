@@ -4,6 +4,7 @@
 
 #include <libDataIO/chunkreader.h>
 
+#include <QByteArray>
 #include <QString>
 
 #include <memory>
@@ -46,11 +47,24 @@ public:
     /// Size of the current payload in bytes, 0 without a current chunk.
     unsigned int chunkSize();
 
+    /// Sets `payload` to a copy of that of the file's last chunk, as the file is now. Neither the
+    /// cursor nor the current chunk changes: a payload that was handed out stays valid.
+    /// @return false, `payload` untouched, when the file is empty, that chunk is of another type,
+    /// or
+    ///         no file is open
+    /// @throws IOFileException as seekEnd() and prevChunk(); "MM_CR_MMAP" when the payload cannot
+    ///         be read
+    bool readLast(unsigned int type, QByteArray& payload) const;
+    /// The same for the chunk that begins at `offset`.
+    /// @throws IOFileException as nextChunk(); "MM_NC_MMAP" when the payload cannot be read
+    bool readAt(qint64 offset, unsigned int type, QByteArray& payload) const;
+
     /// A plain flag that nothing in this library sets or reads.
     bool isSeekable = false;
 
 private:
     std::unique_ptr<ChunkReader> _reader;
+    int _fd = -1;  ///< the reader's, -1 without one
 };
 
 }  // namespace mz

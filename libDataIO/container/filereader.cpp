@@ -1,5 +1,6 @@
 #include <libDataIO/base/posixfile.h>
 #include <libDataIO/container/failures.h>
+#include <libDataIO/container/payloadreader.h>
 #include <libDataIO/filereader.h>
 #include <libDataIO/mmapchunkreader.h>
 
@@ -18,6 +19,7 @@ FileReader::~FileReader() = default;
 
 void FileReader::openFile(QString const& path) {
     _reader.reset();
+    _fd = -1;
     struct stat status {};
     if (posix::status(path, status) == -1)
         DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_STAT", fileError(path));
@@ -29,12 +31,14 @@ void FileReader::openFile(QString const& path) {
     if (fd == -1) DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_OPEN", fileError(path));
     reader->fileDes(fd);
     _reader = std::move(reader);
+    _fd = fd;
 }
 
 void FileReader::closeFile() {
     if (!_reader) return;
     _reader->closeFile();
     _reader.reset();
+    _fd = -1;
 }
 
 bool FileReader::openned() const {
@@ -68,6 +72,14 @@ const void* FileReader::data() const {
 
 unsigned int FileReader::chunkSize() {
     return _reader ? _reader->size() : 0;
+}
+
+bool FileReader::readLast(unsigned int type, QByteArray& payload) const {
+    return _reader && readLastPayload(_fd, type, payload);
+}
+
+bool FileReader::readAt(qint64 offset, unsigned int type, QByteArray& payload) const {
+    return _reader && readPayloadAt(_fd, offset, type, payload);
 }
 
 }  // namespace mz

@@ -10,7 +10,8 @@ namespace mz {
 void OpenMovie::open(QString const& fileName) {
     _fileName = fileName;
     _reader.openFile(fileName);
-    reloadInfo();
+    _findInfo();
+    _loadInfo(_reader.data(), _reader.chunkSize());
     const std::vector<ChunkRecord>* frames = _info.find(MZ_CT_FRAME);
     _frameCount = frames != nullptr ? static_cast<unsigned int>(frames->size()) : 0;
     _loadTimes();
@@ -33,17 +34,25 @@ void OpenMovie::forget() {
 }
 
 void OpenMovie::reloadInfo() {
-    _findInfo();
+    // A copy: a payload that was handed out stays where it is, also when the file has grown.
+    QByteArray payload;
+    if (!_reader.readLast(MZ_CT_INFO, payload)) _failMissingInfo();
+    _loadInfo(payload.constData(), static_cast<unsigned int>(payload.size()));
+}
+
+void OpenMovie::_loadInfo(void const* payload, unsigned int size) {
     _info.clear();
-    _info.load(_reader.data(), _reader.chunkSize());
+    _info.load(payload, size);
 }
 
 void OpenMovie::_findInfo() {
     _reader.seekEnd();
-    if (!_reader.prevChunk(MZ_CT_INFO)) {
-        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_MISSINFO",
-                    QStringLiteral("File %1: missing info, bad file format.").arg(_fileName));
-    }
+    if (!_reader.prevChunk(MZ_CT_INFO)) _failMissingInfo();
+}
+
+void OpenMovie::_failMissingInfo() const {
+    DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_MISSINFO",
+                QStringLiteral("File %1: missing info, bad file format.").arg(_fileName));
 }
 
 void OpenMovie::_loadTimes() {

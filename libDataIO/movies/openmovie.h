@@ -29,7 +29,7 @@ public:
     void close();
     /// Empties the header.
     void forget();
-    /// Loads index and attributes again.
+    /// Loads index and attributes again. A payload that was handed out stays valid.
     void reloadInfo();
 
     QString const& fileName() const { return _fileName; }
@@ -54,6 +54,8 @@ public:
 
 private:
     void _findInfo();
+    void _loadInfo(void const* payload, unsigned int size);
+    [[noreturn]] void _failMissingInfo() const;
     void _loadTimes();
     void _loadPowers();
 

@@ -10,6 +10,7 @@
 #include <tests/support/expectfailure.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
+#include <tests/support/systemfaults.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -142,6 +143,111 @@ TEST(FileReader, DescriptorsAreNotInherited) {
     EXPECT_EQ(::fcntl(next, F_GETFD), FD_CLOEXEC) << "expected the lowest free descriptor";
     reader.closeFile();
     EXPECT_EQ(::fcntl(next, F_GETFD), -1);
+}
+
+/// Payloads that are read instead of being looked at.
+class PayloadCopies : public testing::Test {
+protected:
+    void openOver(QByteArray const& bytes) {
+        file.put(0, bytes);
+        reader.openFile(file.path());
+    }
+    bool readLast(unsigned int type) { return reader.readLast(type, copy); }
+    bool readAt(qint64 offset, unsigned int type) { return reader.readAt(offset, type, copy); }
+
+    ScratchFile file;
+    FileReader reader;
+    QByteArray copy = "untouched";
+};
+
+Failure boundFailure(const char* code) {
+    return {"dataio.mmapchunkreader", SOFTWARE, code,
+            QStringLiteral("Chunk exceeds file, file may be corrupted.")};
+}
+
+Failure dataFailure(const char* code) {
+    return {"dataio.mmapchunkreader", SYSCALL, code, systemError("Could not read data: ", EIO)};
+}
+
+TEST_F(PayloadCopies, OfTheLastChunkAndOfAnyOther) {
+    openOver(chunk(2, "aaaa") + chunk(2, {}) + chunk(5, "bb"));
+    ASSERT_TRUE(readLast(5));
+    EXPECT_EQ(copy, "bb");
+    ASSERT_TRUE(readAt(0, 2));
+    EXPECT_EQ(copy, "aaaa");
+    ASSERT_TRUE(readAt(36, 2));
+    EXPECT_EQ(copy, "");
+    ASSERT_TRUE(readAt(68, 5));
+    EXPECT_EQ(copy, "bb");
+}
+
+TEST_F(PayloadCopies, LeaveTheCurrentChunkAndTheCursor) {
+    openOver(chunk(2, "aaaa") + chunk(2, "cccc") + chunk(5, "bb"));
+    ASSERT_TRUE(reader.nextChunk(2));
+    const void* const current = reader.data();
+    file.put(file.size(), chunk(2, QByteArray(1 << 20, 'g')) + chunk(5, "grown"));
+    ASSERT_TRUE(readLast(5));
+    EXPECT_EQ(copy, "grown");
+    ASSERT_TRUE(readAt(36, 2));
+    EXPECT_EQ(reader.data(), current);
+    EXPECT_EQ(payload(reader), "aaaa");
+    ASSERT_TRUE(reader.nextChunk(2));
+    EXPECT_EQ(payload(reader), "cccc");
+}
+
+TEST_F(PayloadCopies, ThereAreNoneOfAnotherTypeNorWhereTheFileEnds) {
+    openOver(chunk(2, "aaaa"));
+    EXPECT_FALSE(readLast(5));
+    EXPECT_FALSE(readAt(0, 5));
+    EXPECT_FALSE(readAt(36, 2));
+    EXPECT_FALSE(readAt(-1, 2));
+    EXPECT_EQ(copy, "untouched");
+    file.resize(0);
+    EXPECT_FALSE(readLast(2));
+    reader.closeFile();
+    EXPECT_FALSE(readLast(2));
+    EXPECT_FALSE(readAt(0, 2));
+    EXPECT_EQ(copy, "untouched");
+}
+
+TEST_F(PayloadCopies, OfChunksThatLeaveTheFileAreRefused) {
+    openOver(startHeader(2, 5) + "aaaa" + endHeader(2, 5));
+    expectFailure<IOFileException>(boundFailure("MM_CR_BOUND"), [&] { readLast(2); });
+    openOver(startHeader(2, 0xffffffff) + "aaaa" + endHeader(2, 4));
+    expectFailure<IOFileException>(boundFailure("MM_NC_BOUND"), [&] { readAt(0, 2); });
+    openOver(chunk(2, "aaaa") + QByteArray(40, 'x'));
+    const Failure unparsable{"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE",
+                             QStringLiteral("Cannot read chunk header, file may be corrupted.")};
+    expectFailure<IOFileException>(unparsable, [&] { readLast(2); });
+    expectFailure<IOFileException>(unparsable, [&] { readAt(36, 2); });
+    EXPECT_EQ(copy, "untouched");
+}
+
+TEST_F(PayloadCopies, FailAsMovesDo) {
+    openOver(chunk(2, "aaaa"));
+    const auto failing = [&](Call call, int skip, Failure const& expected, auto action) {
+        const FailingCalls faults(call, EIO, skip);
+        expectFailure<IOFileException>(expected, action);
+        EXPECT_EQ(faults.hits(), 1);
+    };
+    const auto last = [&] { readLast(2); };
+    const auto at = [&] { readAt(0, 2); };
+    const Failure noSeek{"dataio.chunkheader", SYSCALL, "CHB_LFD_SEEK",
+                         systemError("Could not seek data: ", EIO)};
+    const Failure noHeader{"dataio.chunkheader", SYSCALL, "CHB_LDF_READ",
+                           systemError("Could not read chunk header data: ", EIO)};
+    failing(Call::Seek, 0,
+            {"dataio.mmapchunkreader", SYSCALL, "MM_SE_SEEK",
+             systemError("Could not reach end of file: ", EIO)},
+            last);
+    failing(Call::Seek, 1, noSeek, last);
+    failing(Call::Read, 0, noHeader, last);
+    failing(Call::Read, 1, dataFailure("MM_CR_MMAP"), last);
+    failing(Call::Seek, 0, noSeek, at);
+    failing(Call::Read, 0, noHeader, at);
+    failing(Call::Stat, 0, dataFailure("MM_NC_MMAP"), at);
+    failing(Call::Read, 1, dataFailure("MM_NC_MMAP"), at);
+    EXPECT_EQ(copy, "untouched");
 }
 
 }  // namespace

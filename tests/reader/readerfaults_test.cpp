@@ -108,8 +108,8 @@ Codes codesOf(Fault const& fault) {
         case Call::Read:
             // A read that gives nothing is the end of the file.
             if (fault.effect.error == 0 && fault.effect.bytes == 0)
-                return {"IR_MISSINFO", "nothing found"};
-            return {"CHB_LDF_READ"};
+                return {"IR_MISSINFO", "nothing found", "MM_CR_BOUND"};
+            return {"CHB_LDF_READ", "MM_CR_MMAP"};
         case Call::Seek:
             return {"CHB_LFD_SEEK", "MM_SE_SEEK"};
         case Call::Map:
