@@ -37,6 +37,7 @@ foreach(header IN LISTS DATAIO_PUBLIC_HEADERS)
     get_filename_component(folder ${header} DIRECTORY)
     install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
 endforeach()
+install(FILES ${DATAIO_GENERATED_DIR}/libCommon/version.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/libCommon)
 
 # CMake: find_package(DataIO), then DataIO::DataIO.
 set(dataio_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/DataIO)

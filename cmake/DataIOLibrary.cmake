@@ -8,6 +8,7 @@ set_target_properties(DataIO PROPERTIES
 target_compile_features(DataIO INTERFACE cxx_std_17)
 target_include_directories(DataIO INTERFACE
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<BUILD_INTERFACE:${DATAIO_GENERATED_DIR}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(DataIO
     PUBLIC Qt6::Core Qt6::Gui Boost::headers

@@ -8,7 +8,9 @@ function(dataio_folder name)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
         POSITION_INDEPENDENT_CODE ON)
-    target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${DataIO_SOURCE_DIR}>)
+    target_include_directories(${name} PUBLIC
+        $<BUILD_INTERFACE:${DataIO_SOURCE_DIR}>
+        $<BUILD_INTERFACE:${DATAIO_GENERATED_DIR}>)
     target_link_libraries(${name} PUBLIC Qt6::Core Qt6::Gui Boost::headers)
     dataio_compile_options(${name})
 endfunction()

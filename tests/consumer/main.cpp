@@ -2,6 +2,7 @@
 // read a movie, and catch a failure that was thrown on the other side of the library's border.
 
 #include <libCommon/exceptions.h>
+#include <libCommon/version.h>
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
 #include <libDataIO/ireconstructionservice.h>
@@ -13,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <numeric>
 #include <vector>
 
@@ -101,6 +103,8 @@ void catchFailure(QString const& name) {
 int main(int argc, char** argv) {
     require(argc == 2, "give the name of a movie to write");
     const QString name = QString::fromLocal8Bit(argv[1]);
+    require(std::strcmp(mz::version(), DATAIO_VERSION_STRING) == 0,
+            "headers and library are of two versions");
     require(GetPixBits(mz::MZ_USHORT) == 16, "pixel types are wrong");
     recordAndReadImages(name);
     recordAndReconstructFibres(name);
