@@ -1,7 +1,10 @@
 #pragma once
 
-// The exception family through which every failure of the library reaches its caller. All are
-// polymorphic, copyable and thrown by value; each failure was logged before it was thrown.
+// The exception family through which failures of the library reach their caller. All are
+// polymorphic, copyable and thrown by value; each was logged before it was thrown, where its logger
+// lets errors through. Outside the family, and not logged, are what the compression libraries throw
+// for a damaged stream and what the C++ library does when memory runs out: all of them, and these,
+// derive from std::exception.
 //
 //   BaseException
 //   ├── RecoverableException     the operation failed, the program goes on
@@ -37,6 +40,8 @@ public:
     BaseException& operator=(BaseException const&) = default;
     ~BaseException() noexcept override;
 
+    // Message and code may be literals of the library, which a copy of the text shares: whoever
+    // unloads the library keeps none of them, nor the exception, whose type goes with it.
     QString const& message() const { return _msg; }
     LogOrigin origin() const { return _origin; }
     QString const& code() const { return _code; }

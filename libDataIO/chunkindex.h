@@ -33,7 +33,7 @@ public:
     ChunkIndex& operator=(ChunkIndex&&) = default;
     virtual ~ChunkIndex();
 
-    /// Whether there is a list for the type, be it empty.
+    /// Whether there is a list for the type. An empty list counts.
     bool has(int type) const;
     /// The list of the type; an absent one is made, empty. The reference is valid as long as the
     /// list is in the index.
@@ -44,7 +44,7 @@ public:
     /// Takes the list of the type out of the index.
     void removeAll(int type);
 
-    /// Bytes of the stored form of an index with that many records.
+    /// Bytes of the stored form of an index with that many records: a count, and 12 bytes each.
     static constexpr qint64 storedSize(qint64 records) { return 4 + 12 * records; }
 
     /// The stored form, `len` bytes. The caller owns the array and frees it with delete[].

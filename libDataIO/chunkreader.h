@@ -9,8 +9,9 @@
 
 namespace mz {
 
-/// Neither copyable nor to be shared between threads: it owns its descriptor. MMapChunkReader says
-/// what each operation does, returns and throws.
+/// Neither copyable nor to be shared between threads. MMapChunkReader says what each operation
+/// does, returns and throws. The descriptor belongs to the derived class, whose closeFile() and
+/// destructor close it; this class closes nothing.
 class DATAIO_EXPORT ChunkReader {
 public:
     ChunkReader();
@@ -18,10 +19,10 @@ public:
     ChunkReader& operator=(ChunkReader const&) = delete;
     virtual ~ChunkReader();
 
-    /// Adopts a descriptor, which closeFile() or the destructor closes. The cursor stays as it is;
-    /// a descriptor adopted before is not closed.
+    /// Adopts a descriptor. The cursor stays as it is; a descriptor adopted before is not closed.
     virtual void fileDes(int fd);
-    /// The payload of the current chunk. It belongs to the reader.
+    /// The payload of the current chunk, size() bytes. It belongs to the reader and lives until the
+    /// reader moves. Without a current chunk it throws.
     virtual const void* data() const = 0;
     virtual bool nextChunk(unsigned int type) = 0;
     virtual bool prevChunk(unsigned int type) = 0;

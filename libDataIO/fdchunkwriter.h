@@ -26,15 +26,17 @@ public:
     /// appended; elsewhere it overwrites what is there, and the caller sees to it that a chunk
     /// takes the place of one of the same size.
     /// @param data `size` bytes, only read during the call
-    /// @return the offset of its start header, as the index stores it: from 2 GiB on, the 32 bits
-    ///         of the int are those of an unsigned offset
+    /// @param size at most what lets the chunk, with its 32 bytes of headers, end within the
+    ///        4,294,967,295 bytes that the format can address: 4,294,967,263 at the start of a file
+    /// @return the offset of its start header, as the index stores it. The int carries the 32 bits
+    ///         of an unsigned offset and is negative from 2 GiB on: convert it to unsigned int
     /// @throws IOFileException "FDCW_AC_BADFD" without a descriptor; "FDCW_AC_SEEK" when the cursor
     ///         cannot be reached, nothing written; "CHB_WFD_WRITE" (a header) or "FDCW_AC_WRITE"
-    ///         (the payload) when not all bytes were written, the latter also, before a byte is
-    ///         written, for a chunk that would end beyond 4,294,967,295 bytes, the last offset of
-    ///         the format, and while the torn chunk of an earlier failure cannot be cut off. The
-    ///         cursor stays, bytes beyond the file's length before the call are cut off, bytes
-    ///         overwritten are lost; the call may be tried again
+    ///         (the payload) when not all bytes could be written, with the reason that the system
+    ///         gave; the latter also, before a byte is written, for a chunk that is too large, and
+    ///         while the torn chunk of an earlier failure cannot be cut off. The cursor stays,
+    ///         bytes beyond the file's length before the call are cut off, bytes overwritten are
+    ///         lost; the call may be tried again
     int addChunk(unsigned int type, const void* data, size_t size) override;
 
     /// Closes the descriptor, if any; it is given up also when closing fails.
@@ -46,19 +48,20 @@ public:
     /// The cursor is then in front of that chunk's end header, 16 bytes before the next chunk (the
     /// mapped reader stops behind it): seek() before the next step.
     /// @return true, or false, nothing changed, at the end of the file and for another type
-    /// @throws IOFileException "FDCW_NC_BOUND" when the chunk leaves the file; "FDCW_NC_SEEK",
-    ///         "FDCW_NC_READ" when the system fails, after which chunkSize() is that chunk's and
-    ///         zeros stand for what could not be read; and those of ChunkHeaderBase::loadFD.
-    ///         std::bad_alloc when there is no memory for the payload: the former one stays. The
-    ///         cursor stays
+    /// @throws IOFileException "FDCW_NC_BOUND" when the chunk leaves the file; "FDCW_NC_SEEK" when
+    ///         the descriptor cannot be moved; "FDCW_NC_READ" when the file's length or the payload
+    ///         cannot be read; and those of ChunkHeaderBase::loadFD. std::bad_alloc when there is
+    ///         no memory for the payload. The cursor stays, and so do the payload of the step
+    ///         before and its size, but for a payload that cannot be read: chunkSize() is then that
+    ///         of the chunk which failed, and zeros stand for what is missing
     bool nextChunk(unsigned int type) override;
 
     /// Steps back over the chunk in front of the cursor if it is of the given type, and reads its
     /// payload. The cursor is then in front of that chunk's start header.
     /// @return true, or false, nothing changed, at the start of the file and for another type
     /// @throws IOFileException "FDCW_PC_BOUND" when the chunk begins before the file;
-    ///         "FDCW_PC_SEEK1", "FDCW_PC_SEEK2", "FDCW_PC_READ" when the system fails; and else as
-    ///         nextChunk(). The cursor stays
+    ///         "FDCW_PC_SEEK1", "FDCW_PC_SEEK2" when the descriptor cannot be moved, "FDCW_PC_READ"
+    ///         when the payload cannot be read; and else as nextChunk()
     bool prevChunk(unsigned int type) override;
 
     /// Whether a chunk of exactly that type and payload size stands at `offset`. The cursor stays.

@@ -14,11 +14,11 @@
 //
 // Failures are IOFileException with origin SOFTWARE, logged on "dataio.imagewriter" first, unless
 // an operation says otherwise. Those of the file itself come from below, on "dataio.fdchunkwriter"
-// and "dataio.chunkheader" with origin SYSCALL: "FDCW_AC_SEEK" (also logged here), "FDCW_AC_WRITE"
-// and "CHB_WFD_WRITE", a full disk for instance; "FDCW_TRUNC" when the file cannot be cut, from
-// modify() and from what follows a failed close(). After a failure, what was recorded before is
-// whole, nothing of the failed call stays in the file or in memory, and the call may be tried
-// again; where an operation leaves more behind, it says so.
+// and "dataio.chunkheader" with origin SYSCALL: "FDCW_AC_WRITE" and "CHB_WFD_WRITE", a full disk
+// for instance; "FDCW_TRUNC" when the file cannot be cut, from modify() and from what follows a
+// failed close(). "FDCW_AC_SEEK", logged there or here, has SOFTWARE. After a failure, what was
+// recorded before is whole, nothing of the failed call stays in the file or in memory, and the call
+// may be tried again; where an operation leaves more behind, it says so.
 
 #include <libCommon/export.h>
 #include <libCommon/mzpalette.h>

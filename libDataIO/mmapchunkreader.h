@@ -1,7 +1,8 @@
 #pragma once
 
 // The reader of movie files: payloads are never copied, they are looked at through a read-only
-// mapping of the file. Only the 16-byte headers are read.
+// mapping of the file. So are the 16-byte headers where the mapping shows them; elsewhere, the
+// first time and behind what the file had when it was mapped, they are read.
 
 #include <libDataIO/chunkreader.h>
 
@@ -16,10 +17,10 @@ class FileMapping;
 /// move there is a current chunk. A move first lets go of the current chunk, whatever its outcome,
 /// so that after a false return, an exception, rewind(), seekEnd() or seek() there is none.
 ///
-/// Each move looks at the file as it is now. Its header is read from the file and the chunk must
-/// lie inside the file, so a damaged or shortened file gives an exception. A file that is cut
-/// while a caller looks at a payload takes the pages of that payload away (SIGBUS): whoever cuts
-/// files under their readers must arrange for that.
+/// Each move looks at the file as it is now: it asks for the file's length first, and header and
+/// chunk must lie inside, so a damaged or shortened file gives an exception. A file that is cut
+/// while a caller looks at a payload, or between that question and the look at a header, takes the
+/// pages away (SIGBUS): whoever cuts files under their readers must arrange for that.
 class DATAIO_EXPORT MMapChunkReader : public ChunkReader {
 public:
     MMapChunkReader();

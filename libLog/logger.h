@@ -46,11 +46,12 @@ public:
     /// record once, however many loggers on the way to the root it was added to. A null stream is
     /// ignored.
     void addLogStream(boost::shared_ptr<LogStream> const& stream);
-    /// Takes a stream from this logger; one that was not added to it is no error.
+    /// Removes a stream that was added to this logger, which may destroy it. One that was not added
+    /// is no error.
     void removeLogStream(boost::shared_ptr<LogStream> const& stream);
 
     /// Writes one record to the streams without looking at the threshold, which the caller has
-    /// tested. errno is left as it was.
+    /// tested. errno is left as it was. The calling thread may be cancelled in a stream.
     /// @return false when a stream threw; the others have got the record all the same
     bool forceLog(LogLevel const& level, LogOrigin origin, QString const& code,
                   QString const& message, LocationInfo const& location);

@@ -12,14 +12,15 @@
 
 namespace mz {
 
-/// One log record: a plain value that may be copied and kept. The texts of the location belong to
-/// the library and live as long as it is loaded.
+/// One log record: a plain value that may be copied and kept as long as the library is loaded. The
+/// texts of the location are the library's, and so may be code and message, whose copies share the
+/// text: for longer than that, keep copies of their characters.
 struct LogRecord {
     LogLevel::Level level;
     LogOrigin origin;
     QString loggerName;
-    QString code;  ///< empty for records that report no failure
-    QString message;
+    QString code;     ///< of a failure or of a warning; empty for other records
+    QString message;  ///< may have several lines
     LocationInfo location;
 };
 
@@ -30,11 +31,13 @@ public:
     /// Takes one record. Calls never overlap: the log library holds one lock for all loggers
     /// meanwhile, so an implementation must not wait for another thread that logs. It may log
     /// itself. What it throws is dropped, because a record that cannot be written must not hide the
-    /// failure that it reports.
+    /// failure that it reports. A thread that is cancelled in it ends; the other streams then go
+    /// without the record.
     virtual void write(LogRecord const& record) = 0;
 };
 
-/// The default stream: one line a record on standard error, UTC time first.
+/// The default stream: each record on a line of its own on standard error, UTC time first. A
+/// message of several lines takes as many, the later ones without a time.
 class DATAIO_EXPORT StandardErrorStream : public LogStream {
 public:
     ~StandardErrorStream() override;
