@@ -1,6 +1,7 @@
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imageutilities.h>
 #include <libDataIO/imagewriter.h>
+#include <libDataIO/payloads/compressions.h>
 #include <libDataIO/rsqcompressutil.h>
 
 #include <fuzz/operations.h>
@@ -24,7 +25,8 @@ struct Wish {
 
 Wish nextWish(Script& script) {
     Wish wish{};
-    wish.compression = static_cast<CompressionType::e>(script.nextBelow(4));
+    wish.compression =
+        static_cast<CompressionType::e>(script.nextBelow(static_cast<int>(compressions.size())));
     wish.vectorization = static_cast<RSQCompress::Vectorization>(script.nextBelow(3));
     wish.effort = static_cast<CompressionEffort::e>(script.nextBelow(2));
     wish.hasService = script.next() % 2 == 0;

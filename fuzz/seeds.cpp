@@ -3,6 +3,7 @@
 
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
+#include <libDataIO/payloads/compressions.h>
 
 #include <QDir>
 #include <QFile>
@@ -108,8 +109,7 @@ std::vector<Seed> movies() {
             addImages(writer);
         });
     }
-    for (int compression = CompressionType::ZLib; compression <= CompressionType::BZip2;
-         ++compression) {
+    for (int compression = 1; compression < static_cast<int>(compressions.size()); ++compression) {
         const auto compress = [compression](ImageWriter& writer) {
             writer.setCompression(static_cast<CompressionType::e>(compression));
         };

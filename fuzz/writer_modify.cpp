@@ -1,5 +1,6 @@
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
+#include <libDataIO/payloads/compressions.h>
 
 #include <algorithm>
 #include <vector>
@@ -78,7 +79,8 @@ public:
             case 3:
                 return _replace(script);
             case 4:
-                return _writer.setCompression(static_cast<CompressionType::e>(script.nextBelow(5)));
+                return _writer.setCompression(static_cast<CompressionType::e>(
+                    script.nextBelow(static_cast<int>(compressions.size()) + 1)));
             case 5:
                 return _setAttribute(script);
             case 6:

@@ -6,19 +6,15 @@
 
 namespace mz {
 
-const bool FastDeflater::isBuiltIn = true;
-
-bool FastInflater::supports(CompressionType::e type) {
-    return type == CompressionType::ZLib || type == CompressionType::GZip;
-}
+const bool isFastDeflateBuiltIn = true;
 
 namespace {
 
 /// Whether a gzip header has fields that a frame's header has not. The two libraries do not read
 /// all of them alike.
-bool hasOptionalFields(CompressionType::e type, void const* payload, size_t size) {
+bool hasOptionalFields(DeflateFormat format, void const* payload, size_t size) {
     constexpr size_t flagsAt = 3;
-    return type == CompressionType::GZip && size > flagsAt &&
+    return format == DeflateFormat::GZip && size > flagsAt &&
            static_cast<const unsigned char*>(payload)[flagsAt] != 0;
 }
 
@@ -35,12 +31,12 @@ struct FastInflater::Working {
 FastInflater::FastInflater() = default;
 FastInflater::~FastInflater() = default;
 
-bool FastInflater::decode(CompressionType::e type, void const* payload, size_t size, void* out,
+bool FastInflater::decode(DeflateFormat format, void const* payload, size_t size, void* out,
                           size_t outSize) {
-    if (!supports(type) || hasOptionalFields(type, payload, size)) return false;
+    if (hasOptionalFields(format, payload, size)) return false;
     if (!_working) _working = std::make_unique<Working>();
     if (_working->decompressor == nullptr) return false;
-    const auto decompress = type == CompressionType::ZLib ? libdeflate_zlib_decompress_ex
+    const auto decompress = format == DeflateFormat::ZLib ? libdeflate_zlib_decompress_ex
                                                           : libdeflate_gzip_decompress_ex;
     size_t consumed = 0;
     size_t produced = 0;
@@ -60,13 +56,12 @@ struct FastDeflater::Working {
 FastDeflater::FastDeflater() = default;
 FastDeflater::~FastDeflater() = default;
 
-size_t FastDeflater::encode(CompressionType::e type, void const* data, size_t size, void* out,
+size_t FastDeflater::encode(DeflateFormat format, void const* data, size_t size, void* out,
                             size_t outSize) {
-    if (!FastInflater::supports(type)) return 0;
     if (!_working) _working = std::make_unique<Working>();
     if (_working->compressor == nullptr) return 0;
     const auto compress =
-        type == CompressionType::ZLib ? libdeflate_zlib_compress : libdeflate_gzip_compress;
+        format == DeflateFormat::ZLib ? libdeflate_zlib_compress : libdeflate_gzip_compress;
     return compress(_working->compressor, data, size, out, outSize);
 }
 
@@ -76,23 +71,19 @@ size_t FastDeflater::encode(CompressionType::e type, void const* data, size_t si
 
 namespace mz {
 
-const bool FastDeflater::isBuiltIn = false;
-
-bool FastInflater::supports(CompressionType::e) {
-    return false;
-}
+const bool isFastDeflateBuiltIn = false;
 
 struct FastInflater::Working {};
 FastInflater::FastInflater() = default;
 FastInflater::~FastInflater() = default;
-bool FastInflater::decode(CompressionType::e, void const*, size_t, void*, size_t) {
+bool FastInflater::decode(DeflateFormat, void const*, size_t, void*, size_t) {
     return false;
 }
 
 struct FastDeflater::Working {};
 FastDeflater::FastDeflater() = default;
 FastDeflater::~FastDeflater() = default;
-size_t FastDeflater::encode(CompressionType::e, void const*, size_t, void*, size_t) {
+size_t FastDeflater::encode(DeflateFormat, void const*, size_t, void*, size_t) {
     return 0;
 }
 

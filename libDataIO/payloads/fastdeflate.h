@@ -1,15 +1,20 @@
 #pragma once
 
 // zlib and gzip frames through libdeflate, several times faster than through zlib. It is only ever
-// a shortcut: whatever it does not do to the letter, the caller does the given way. Built without
-// libdeflate, nothing is ever done here.
-
-#include <libDataIO/dataiocommon.h>
+// a shortcut: it refuses whatever the two libraries do not read alike, and the caller takes zlib
+// for that, so that a frame gives the same samples and the same failures with and without it. Built
+// without libdeflate, nothing is ever done here.
 
 #include <cstddef>
 #include <memory>
 
 namespace mz {
+
+/// Whether the library was built with libdeflate.
+extern const bool isFastDeflateBuiltIn;
+
+/// What stands around the deflated bytes.
+enum class DeflateFormat { ZLib, GZip };
 
 /// Decodes whole streams. Holds working memory, so one is kept from frame to frame.
 class FastInflater {
@@ -19,13 +24,9 @@ public:
     FastInflater(FastInflater const&) = delete;
     FastInflater& operator=(FastInflater const&) = delete;
 
-    /// Whether decode can do anything with streams of that type.
-    static bool supports(CompressionType::e type);
-
-    /// True when `payload` is one sound stream of that type, without a byte behind it, that fills
+    /// True when `payload` is one sound stream of that format, without a byte behind it, that fills
     /// `out` exactly. Otherwise false, and `out` holds anything.
-    bool decode(CompressionType::e type, void const* payload, size_t size, void* out,
-                size_t outSize);
+    bool decode(DeflateFormat format, void const* payload, size_t size, void* out, size_t outSize);
 
 private:
     struct Working;
@@ -36,17 +37,13 @@ private:
 /// at nearly the same size.
 class FastDeflater {
 public:
-    static const bool isBuiltIn;
-
     FastDeflater();
     ~FastDeflater();
     FastDeflater(FastDeflater const&) = delete;
     FastDeflater& operator=(FastDeflater const&) = delete;
 
-    /// The length of the stream now in `out`, or 0 when it does not fit or the type is not one of
-    /// deflate's; `out` then holds anything.
-    size_t encode(CompressionType::e type, void const* data, size_t size, void* out,
-                  size_t outSize);
+    /// The length of the stream now in `out`, or 0 when it does not fit; `out` then holds anything.
+    size_t encode(DeflateFormat format, void const* data, size_t size, void* out, size_t outSize);
 
 private:
     struct Working;

@@ -1,6 +1,6 @@
 #include <libDataIO/base/byteorder.h>
-#include <libDataIO/payloads/fibergeometry.h>
 #include <libDataIO/base/rounding.h>
+#include <libDataIO/payloads/fibergeometry.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,5 @@
 #include <libDataIO/payloads/framecodec.h>
 
-#include <QString>
 #include <boost/iostreams/copy.hpp>
 #include <boost/iostreams/device/array.hpp>
 #include <boost/iostreams/filter/bzip2.hpp>
@@ -10,9 +9,9 @@
 #include <boost/range/iterator_range.hpp>
 
 #include <algorithm>
-#include <array>
 #include <ios>
 #include <new>
+#include <stdexcept>
 
 namespace io = boost::iostreams;
 
@@ -27,49 +26,55 @@ constexpr std::streamsize copyBuffer = 4096;
 /// the decoding speed of zlib and gzip frames.
 constexpr std::streamsize chainBuffer = 65536;
 
-constexpr std::array<const char*, 4> compressionNames = {"none", "z", "gz", "bz2"};
-
 io::zlib_params zlibParams(int level) {
     return {level, io::zlib::deflated, 15, 8, io::zlib::default_strategy, false, false};
 }
 
-void pushCompressor(io::filtering_ostreambuf& chain, CompressionType::e type, int level) {
+io::gzip_params gzipParams(int level) {
+    return {level, io::gzip::deflated, 15, 8, io::gzip::default_strategy, "", "", 0};
+}
+
+/// The two directions of a compression. The level is zlib's.
+struct Filters {
+    void (*pushCompressor)(io::filtering_ostreambuf& chain, int level);
+    void (*pushDecompressor)(io::filtering_istreambuf& chain);
+};
+
+Filters filtersOf(CompressionType::e type) {
     switch (type) {
         case CompressionType::None:
             break;
         case CompressionType::ZLib:
-            chain.push(io::zlib_compressor(zlibParams(level), filterBuffer), chainBuffer);
-            break;
+            return {[](io::filtering_ostreambuf& chain, int level) {
+                        chain.push(io::zlib_compressor(zlibParams(level), filterBuffer),
+                                   chainBuffer);
+                    },
+                    [](io::filtering_istreambuf& chain) {
+                        chain.push(io::zlib_decompressor(15, filterBuffer), chainBuffer);
+                    }};
         case CompressionType::GZip:
-            chain.push(io::gzip_compressor(io::gzip_params(level, io::gzip::deflated, 15, 8,
-                                                           io::gzip::default_strategy, "", "", 0),
-                                           filterBuffer),
-                       chainBuffer);
-            break;
+            return {[](io::filtering_ostreambuf& chain, int level) {
+                        chain.push(io::gzip_compressor(gzipParams(level), filterBuffer),
+                                   chainBuffer);
+                    },
+                    [](io::filtering_istreambuf& chain) {
+                        chain.push(io::gzip_decompressor(15, filterBuffer), chainBuffer);
+                    }};
         case CompressionType::BZip2:
-            chain.push(io::bzip2_compressor(io::bzip2_params(9, 30), filterBuffer), chainBuffer);
-            break;
+            return {[](io::filtering_ostreambuf& chain, int /*level*/) {
+                        chain.push(io::bzip2_compressor(io::bzip2_params(9, 30), filterBuffer),
+                                   chainBuffer);
+                    },
+                    [](io::filtering_istreambuf& chain) {
+                        chain.push(io::bzip2_decompressor(false, filterBuffer), chainBuffer);
+                    }};
     }
+    // A chain without a filter would record the frame as it is and call it compressed.
+    throw std::logic_error("no compression");
 }
 
-void pushDecompressor(io::filtering_istreambuf& chain, CompressionType::e type) {
-    switch (type) {
-        case CompressionType::None:
-            break;
-        case CompressionType::ZLib:
-            chain.push(io::zlib_decompressor(15, filterBuffer), chainBuffer);
-            break;
-        case CompressionType::GZip:
-            chain.push(io::gzip_decompressor(15, filterBuffer), chainBuffer);
-            break;
-        case CompressionType::BZip2:
-            chain.push(io::bzip2_decompressor(false, filterBuffer), chainBuffer);
-            break;
-    }
-}
-
-/// Takes a stream into a buffer of fixed size and tells how long it is, be it longer than the
-/// buffer. It never throws: what a chain holds back reaches it when the chain is closed, and
+/// Takes a stream into a buffer of fixed size and tells how long it is, even when it is longer than
+/// the buffer. It never throws: what a chain holds back reaches it when the chain is closed, and
 /// exceptions are dropped then.
 class BoundedSink {
 public:
@@ -96,7 +101,7 @@ size_t encodeThroughChain(CompressionType::e type, int level, void const* data, 
                           std::vector<char>& buffer) {
     size_t length = 0;
     io::filtering_ostreambuf chain;
-    pushCompressor(chain, type, level);
+    filtersOf(type).pushCompressor(chain, level);
     chain.push(BoundedSink(buffer, length), chainBuffer);
     io::copy(io::array_source(static_cast<const char*>(data), size), chain, copyBuffer);
     if (length > buffer.size()) throw std::ios_base::failure("write area exhausted");
@@ -107,7 +112,7 @@ template <class Sink>
 void decodeThroughChain(CompressionType::e type, void const* payload, size_t size,
                         Sink const& sink) {
     io::filtering_istreambuf chain;
-    pushDecompressor(chain, type);
+    filtersOf(type).pushDecompressor(chain);
     chain.push(io::array_source(static_cast<const char*>(payload), size));
     io::copy(chain, sink, copyBuffer);
 }
@@ -143,18 +148,6 @@ private:
 
 }  // namespace
 
-QString compressionName(CompressionType::e type) {
-    const auto number = static_cast<size_t>(type);
-    return QString::fromLatin1(compressionNames[number < compressionNames.size() ? number : 0]);
-}
-
-CompressionType::e compressionOfName(QString const& name) {
-    for (size_t i = 0; i < compressionNames.size(); ++i) {
-        if (name == QLatin1String(compressionNames[i])) return static_cast<CompressionType::e>(i);
-    }
-    return CompressionType::None;
-}
-
 void FrameEncoder::_reserveFor(size_t size) {
     const auto needed = static_cast<size_t>(static_cast<double>(size) * 1.5);
     if (_buffer.size() < needed) _buffer.resize(needed);
@@ -164,26 +157,27 @@ size_t FrameEncoder::encode(CompressionType::e type, CompressionEffort::e effort
                             size_t size) {
     _reserveFor(size);
     if (effort == CompressionEffort::Fast) {
-        const size_t length = _encodeFast(type, data, size);
+        const size_t length = _encodeFast(compressionOf(type), data, size);
         if (length > 0) return length;
     }
     return encodeThroughChain(type, io::zlib::default_compression, data, size, _buffer);
 }
 
-size_t FrameEncoder::_encodeFast(CompressionType::e type, void const* data, size_t size) {
-    if (type != CompressionType::ZLib && type != CompressionType::GZip) return 0;
-    if (FastDeflater::isBuiltIn) {
-        return _fast.encode(type, data, size, _buffer.data(), _buffer.size());
+size_t FrameEncoder::_encodeFast(CompressionTraits const& compression, void const* data,
+                                 size_t size) {
+    if (!compression.deflate) return 0;
+    if (isFastDeflateBuiltIn) {
+        return _fast.encode(*compression.deflate, data, size, _buffer.data(), _buffer.size());
     }
     try {
-        return encodeThroughChain(type, io::zlib::best_speed, data, size, _buffer);
+        return encodeThroughChain(compression.type, io::zlib::best_speed, data, size, _buffer);
     } catch (std::ios_base::failure const&) {
         return 0;  // did not fit
     }
 }
 
 uint64_t plausibleDecodedSize(CompressionType::e type, uint64_t size) {
-    return size * (type == CompressionType::BZip2 ? 50'000 : 1'100);
+    return size * compressionOf(type).plausibleRatio;
 }
 
 std::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
@@ -199,21 +193,22 @@ std::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload
 
 void FrameDecoder::decode(CompressionType::e type, void const* payload, size_t size,
                           std::vector<uint16_t>& samples) {
-    if (_decodeFast(type, payload, size, samples)) return;
+    const std::optional<DeflateFormat> deflate = compressionOf(type).deflate;
+    if (deflate && _decodeFast(*deflate, payload, size, samples)) return;
     decodeThroughChain(type, payload, size, samples);
 }
 
-bool FrameDecoder::_decodeFast(CompressionType::e type, void const* payload, size_t size,
+bool FrameDecoder::_decodeFast(DeflateFormat format, void const* payload, size_t size,
                                std::vector<uint16_t>& samples) {
-    if (!FastInflater::supports(type)) return false;
+    if (!isFastDeflateBuiltIn) return false;
     // The fast way scribbles over its output even when it gives up, and a short stream must leave
     // the earlier samples standing: so it gets a buffer of its own.
     try {
         _spare.resize(samples.size());
     } catch (std::bad_alloc const&) {
-        return false;  // the given way does without
+        return false;  // the chain decodes into the samples themselves
     }
-    if (!_fast.decode(type, payload, size, _spare.data(), _spare.size() * sizeof(uint16_t))) {
+    if (!_fast.decode(format, payload, size, _spare.data(), _spare.size() * sizeof(uint16_t))) {
         return false;
     }
     _spare.swap(samples);

@@ -1,5 +1,5 @@
-#include <libDataIO/payloads/laserpower.h>
 #include <libDataIO/base/rounding.h>
+#include <libDataIO/payloads/laserpower.h>
 
 #include <array>
 

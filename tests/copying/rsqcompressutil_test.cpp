@@ -1,6 +1,7 @@
 // Copying movies into another compression: frames, ranges, attributes, events, progress, refusals.
 
 #include <libDataIO/imagereader.h>
+#include <libDataIO/payloads/compressions.h>
 
 #include <gtest/gtest.h>
 
@@ -16,30 +17,23 @@ using namespace mz::test;
 
 namespace {
 
-constexpr CompressionType::e allCompressions[] = {CompressionType::None, CompressionType::ZLib,
-                                                  CompressionType::GZip, CompressionType::BZip2};
-const char* const names[] = {"none", "z", "gz", "bz2"};
-
 TEST_F(Compression, TurnsEveryCompressionIntoEveryOther) {
-    for (const CompressionType::e from : allCompressions) {
+    for (CompressionTraits const& from : compressions) {
         MovieBytes movie = withHeader();
-        movie.attribute("compression_type", names[from]);
-        for (int i = 0; i < 3; ++i) {
-            const QByteArray frame = numberedFrame(i, moviePixels);
-            movie.frame(from == CompressionType::None ? frame : test::compressed(from, frame));
-        }
+        movie.attribute("compression_type", attributeOf(from.type));
+        for (int i = 0; i < 3; ++i)
+            movie.frame(test::compressed(from.type, numberedFrame(i, moviePixels)));
         put(movie);
-        for (const CompressionType::e to : allCompressions) {
-            const Movie made = compressed(RSQCompress::SameAsInput, to);
-            EXPECT_EQ(made.attribute("compression_type"), names[to]);
+        for (CompressionTraits const& to : compressions) {
+            const Movie made = compressed(RSQCompress::SameAsInput, to.type);
+            EXPECT_EQ(made.attribute("compression_type"), attributeOf(to.type));
             ASSERT_EQ(made.frames.size(), 3u);
             for (int i = 0; i < 3; ++i) {
                 const QByteArray frame = numberedFrame(i, moviePixels);
-                QByteArray const& stored = made.frames[static_cast<size_t>(i)];
-                EXPECT_EQ(to == CompressionType::None ? stored
-                                                      : decompressed(to, stored, frame.size() + 1),
-                          frame)
-                    << names[from] << " to " << names[to];
+                EXPECT_EQ(
+                    decompressed(to.type, made.frames[static_cast<size_t>(i)], frame.size() + 1),
+                    frame)
+                    << from.name << " to " << to.name;
             }
         }
     }

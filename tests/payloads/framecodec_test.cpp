@@ -65,9 +65,19 @@ Outcome decoded(CompressionType::e type, QByteArray const& stream, size_t count)
 Outcome decodedByTheChain(CompressionType::e type, QByteArray const& stream, size_t count) {
     return outcomeOf(count, [&](Samples& samples) {
         io::filtering_istreambuf chain;
-        if (type == CompressionType::ZLib) chain.push(io::zlib_decompressor(15, 4096));
-        if (type == CompressionType::GZip) chain.push(io::gzip_decompressor(15, 4096));
-        if (type == CompressionType::BZip2) chain.push(io::bzip2_decompressor(false, 4096));
+        switch (type) {
+            case CompressionType::None:
+                FAIL();
+            case CompressionType::ZLib:
+                chain.push(io::zlib_decompressor(15, 4096));
+                break;
+            case CompressionType::GZip:
+                chain.push(io::gzip_decompressor(15, 4096));
+                break;
+            case CompressionType::BZip2:
+                chain.push(io::bzip2_decompressor(false, 4096));
+                break;
+        }
         chain.push(io::array_source(stream.constData(), static_cast<size_t>(stream.size())));
         auto* bytes = reinterpret_cast<char*>(samples.data());
         io::copy(chain, boost::iterator_range<char*>(bytes, bytes + 2 * count), 4096);
@@ -117,32 +127,39 @@ protected:
     }
 };
 
-const auto allTypes =
-    testing::Values(CompressionType::ZLib, CompressionType::GZip, CompressionType::BZip2);
-
-const auto typeName = [](auto const& type) { return compressionName(type.param).toStdString(); };
+/// Every row of the table but the first.
+std::vector<CompressionType::e> allTypes() {
+    std::vector<CompressionType::e> types;
+    for (CompressionTraits const& row : compressions)
+        if (row.type != CompressionType::None) types.push_back(row.type);
+    return types;
+}
 
 }  // namespace
 
-INSTANTIATE_TEST_SUITE_P(Types, Codec, allTypes, typeName);
+INSTANTIATE_TEST_SUITE_P(Types, Codec, testing::ValuesIn(allTypes()),
+                         [](auto const& type) { return attributeOf(type.param); });
 
 // --- names -----------------------------------------------------------------------------------
 
 TEST(CompressionNames, AreThoseOfTheFile) {
-    EXPECT_EQ(compressionName(CompressionType::None), QStringLiteral("none"));
-    EXPECT_EQ(compressionName(CompressionType::ZLib), QStringLiteral("z"));
-    EXPECT_EQ(compressionName(CompressionType::GZip), QStringLiteral("gz"));
-    EXPECT_EQ(compressionName(CompressionType::BZip2), QStringLiteral("bz2"));
-    for (const int other : {4, -1, 1000})
-        EXPECT_EQ(compressionName(static_cast<CompressionType::e>(other)), QStringLiteral("none"));
+    for (CompressionTraits const& row : compressions) {
+        EXPECT_EQ(compressionName(row.type), QString::fromLatin1(attributeOf(row.type)));
+        EXPECT_EQ(compressionOfName(QString::fromLatin1(attributeOf(row.type))), row.type);
+    }
 }
 
 TEST(CompressionNames, AreReadExactly) {
-    for (const auto type : {CompressionType::None, CompressionType::ZLib, CompressionType::GZip,
-                            CompressionType::BZip2})
-        EXPECT_EQ(compressionOfName(compressionName(type)), type);
     for (const char* other : {"", "Z", "Gz", "bz", "bzip2", "z ", "zlib"})
         EXPECT_EQ(compressionOfName(QString::fromLatin1(other)), CompressionType::None) << other;
+}
+
+TEST(CompressionNames, OfOtherNumbersAreThatOfNone) {
+    for (const int other : {-1, static_cast<int>(compressions.size()), 1000}) {
+        EXPECT_EQ(compressionName(static_cast<CompressionType::e>(other)), QStringLiteral("none"));
+        EXPECT_EQ(compressionOf(static_cast<CompressionType::e>(other)).type,
+                  CompressionType::None);
+    }
 }
 
 // --- decoding --------------------------------------------------------------------------------
@@ -197,8 +214,7 @@ TEST_P(Codec, DamageFails) {
 }
 
 TEST_P(Codec, AnotherFormatFails) {
-    for (const auto other :
-         {CompressionType::ZLib, CompressionType::GZip, CompressionType::BZip2}) {
+    for (const auto other : allTypes()) {
         if (other == GetParam()) continue;
         EXPECT_EQ(decode(compressed(other, noise(size))).thrown, ownError());
     }
@@ -291,6 +307,13 @@ TEST(PlausibleSize, IncludesBlackFramesOfDeflate) {
     }
 }
 
+TEST_P(Codec, BlackFramesArePlausible) {
+    const qsizetype large = 1 << 20;
+    const QByteArray black = stream(QByteArray(large, '\0'));
+    EXPECT_GE(plausibleDecodedSize(GetParam(), static_cast<uint64_t>(black.size())),
+              static_cast<uint64_t>(large));
+}
+
 TEST_P(Codec, CountsWhatAStreamIsWorth) {
     const auto sizeOf = [&](QByteArray const& payload, uint64_t limit) {
         return decodedSize(GetParam(), payload.constData(), static_cast<size_t>(payload.size()),
@@ -312,6 +335,14 @@ struct Effort {
     CompressionEffort::e effort;
 };
 
+std::vector<Effort> allEfforts() {
+    std::vector<Effort> efforts;
+    for (const CompressionType::e type : allTypes())
+        for (const auto effort : {CompressionEffort::Standard, CompressionEffort::Fast})
+            efforts.push_back({type, effort});
+    return efforts;
+}
+
 class Encoder : public testing::TestWithParam<Effort> {
 protected:
     QByteArray encoded(QByteArray const& plain) {
@@ -325,18 +356,10 @@ protected:
 
 }  // namespace
 
-INSTANTIATE_TEST_SUITE_P(Types, Encoder,
-                         testing::Values(Effort{CompressionType::ZLib, CompressionEffort::Standard},
-                                         Effort{CompressionType::ZLib, CompressionEffort::Fast},
-                                         Effort{CompressionType::GZip, CompressionEffort::Standard},
-                                         Effort{CompressionType::GZip, CompressionEffort::Fast},
-                                         Effort{CompressionType::BZip2,
-                                                CompressionEffort::Standard},
-                                         Effort{CompressionType::BZip2, CompressionEffort::Fast}),
-                         [](auto const& effort) {
-                             return compressionName(effort.param.type).toStdString() +
-                                    (effort.param.effort == CompressionEffort::Fast ? "_fast" : "");
-                         });
+INSTANTIATE_TEST_SUITE_P(Types, Encoder, testing::ValuesIn(allEfforts()), [](auto const& effort) {
+    return std::string(attributeOf(effort.param.type)) +
+           (effort.param.effort == CompressionEffort::Fast ? "_fast" : "");
+});
 
 TEST_P(Encoder, MakesStreamsThatEverybodyReads) {
     for (const qsizetype size : {1000, 100000, 2000}) {
@@ -374,5 +397,17 @@ TEST(FrameEncoder, StandardStreamsAreThoseOfTheDefaultLevel) {
             encoder.encode(type, CompressionEffort::Standard, plain.constData(), 10000);
         EXPECT_EQ(QByteArray(encoder.stream(), static_cast<qsizetype>(length)),
                   compressed(type, plain));
+    }
+}
+
+TEST(FrameEncoder, NeverPassesAFrameOnAsItIs) {
+    const QByteArray plain = noise(1000);
+    for (const int number : {0, -1, static_cast<int>(compressions.size())}) {
+        const auto type = static_cast<CompressionType::e>(number);
+        EXPECT_THROW(FrameEncoder().encode(type, CompressionEffort::Fast, plain.constData(), 1000),
+                     std::logic_error);
+        Samples samples(500);
+        EXPECT_THROW(FrameDecoder().decode(type, plain.constData(), 1000, samples),
+                     std::logic_error);
     }
 }

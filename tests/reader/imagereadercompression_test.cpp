@@ -12,11 +12,6 @@ using namespace mz::test;
 
 namespace {
 
-const char* attributeOf(CompressionType::e type) {
-    constexpr const char* names[] = {"none", "z", "gz", "bz2"};
-    return names[type];
-}
-
 QByteArray samples(uint16_t first, int count) {
     QByteArray out;
     for (int i = 0; i < count; ++i)

@@ -54,9 +54,9 @@ inline GoodMovie rawMovie(const char* name, MZImagePixelType type, int bits) {
     return movie;
 }
 
-inline GoodMovie compressedMovie(const char* name, CompressionType::e type, const char* attribute) {
+inline GoodMovie compressedMovie(const char* name, CompressionType::e type) {
     GoodMovie movie{name, {}, goodHeader(MZ_USHORT, 16), 2};
-    movie.text.prepend(QByteArray("compression_type=") + attribute + '\n');
+    movie.text.prepend(QByteArray("compression_type=") + attributeOf(type) + '\n');
     for (int i = 0; i < 2; ++i)
         movie.chunks.frame(compressed(type, goodFrame(i, goodWidth * goodHeight * 2)));
     return movie;
@@ -90,9 +90,9 @@ inline std::vector<GoodMovie> goodMovies() {
     return {rawMovie("Raw8", MZ_UCHAR, 8),
             rawMovie("Raw16", MZ_USHORT, 16),
             rawMovie("Raw32", MZ_FLOAT, 32),
-            compressedMovie("ZLib", CompressionType::ZLib, "z"),
-            compressedMovie("GZip", CompressionType::GZip, "gz"),
-            compressedMovie("BZip2", CompressionType::BZip2, "bz2"),
+            compressedMovie("ZLib", CompressionType::ZLib),
+            compressedMovie("GZip", CompressionType::GZip),
+            compressedMovie("BZip2", CompressionType::BZip2),
             vectorizedMovie(),
             otherByteOrder(),
             olderTimes(),

@@ -43,9 +43,20 @@ inline QByteArray bzipped(QByteArray const& plain) {
     return out;
 }
 
+/// The payload of a frame; a switch, so that the compiler asks for a new compression's stream.
 inline QByteArray compressed(CompressionType::e type, QByteArray const& plain) {
-    if (type == CompressionType::BZip2) return bzipped(plain);
-    return deflated(plain, type == CompressionType::GZip ? gzipFormat : zlibFormat);
+    switch (type) {
+        case CompressionType::None:
+            return plain;
+        case CompressionType::ZLib:
+            return deflated(plain, zlibFormat);
+        case CompressionType::GZip:
+            return deflated(plain, gzipFormat);
+        case CompressionType::BZip2:
+            return bzipped(plain);
+    }
+    ADD_FAILURE() << "no compression: " << type;
+    return {};
 }
 
 inline QByteArray inflated(QByteArray const& stream, int format, qsizetype size) {
@@ -73,10 +84,37 @@ inline QByteArray unbzipped(QByteArray const& stream, qsizetype size) {
     return out;
 }
 
-/// What a whole stream holds, at most `size` bytes.
+/// What the whole payload of a frame holds, at most `size` bytes.
 inline QByteArray decompressed(CompressionType::e type, QByteArray const& stream, qsizetype size) {
-    if (type == CompressionType::BZip2) return unbzipped(stream, size);
-    return inflated(stream, type == CompressionType::GZip ? gzipFormat : zlibFormat, size);
+    switch (type) {
+        case CompressionType::None:
+            EXPECT_LE(stream.size(), size);
+            return stream;
+        case CompressionType::ZLib:
+            return inflated(stream, zlibFormat, size);
+        case CompressionType::GZip:
+            return inflated(stream, gzipFormat, size);
+        case CompressionType::BZip2:
+            return unbzipped(stream, size);
+    }
+    ADD_FAILURE() << "no compression: " << type;
+    return {};
+}
+
+/// What "compression_type" says of such frames.
+inline const char* attributeOf(CompressionType::e type) {
+    switch (type) {
+        case CompressionType::None:
+            return "none";
+        case CompressionType::ZLib:
+            return "z";
+        case CompressionType::GZip:
+            return "gz";
+        case CompressionType::BZip2:
+            return "bz2";
+    }
+    ADD_FAILURE() << "no compression: " << type;
+    return "";
 }
 
 }  // namespace mz::test

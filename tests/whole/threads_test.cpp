@@ -5,6 +5,7 @@
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imageutilities.h>
 #include <libDataIO/imagewriter.h>
+#include <libDataIO/payloads/compressions.h>
 #include <libDataIO/rsqcompressutil.h>
 #include <libLog/logger.h>
 
@@ -115,7 +116,8 @@ TEST(Threads, WritersAndReadersOfDifferentFilesDoNotMeet) {
     runTogether(threadCount, [](int thread) {
         const ScratchFile file;
         for (int round = 0; round < rounds; ++round) {
-            recordMovie(file.path(), thread, static_cast<CompressionType::e>(round % 4));
+            const auto row = static_cast<size_t>(round) % compressions.size();
+            recordMovie(file.path(), thread, compressions[row].type);
             expectMovie(file.path(), thread);
         }
     });
