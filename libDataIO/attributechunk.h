@@ -53,8 +53,9 @@ public:
     /// false.
     bool get(QString const& key, int& out) const;
     /// The value as a floating-point number, in any of the usual forms. A value that is none, or
-    /// does not fit, writes 0 and returns false.
+    /// does not fit a float, writes 0 and returns false.
     bool get(QString const& key, float& out) const;
+    /// The same value, widened.
     bool get(QString const& key, double& out) const;
     /// The Latin-1 code of a value of exactly one character, 0 for a character beyond Latin-1. A
     /// longer or an empty value returns false and leaves `out` alone.
@@ -66,6 +67,7 @@ public:
     void set(QString const& key, char value);
     /// Stores the exponent form with six digits, "1.500000e+00"; finer differences are lost.
     void set(QString const& key, float value);
+    /// Stores what the nearest float would.
     void set(QString const& key, double value);
     void set(QString const& key, QString const& value);
 
@@ -88,6 +90,8 @@ public:
     void dump(QString& out) const;
     /// The same as Latin-1 bytes, "?" for what does not fit: appends dump's text, converted.
     void dumpLatin1(QByteArray& out) const;
+    /// How many characters, or bytes, those two append.
+    qsizetype dumpedSize() const;
 
     /// Prints the entries to standard output.
     void dumpDebug() const;

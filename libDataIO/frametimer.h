@@ -30,13 +30,13 @@ public:
     /// Bytes of one time stamp in the raw form.
     static constexpr size_t rawRecordSize = 8;
 
-    /// Sorts the timer and writes one record of 8 bytes an entry: seconds, microseconds, each
-    /// 32-bit signed in this machine's byte order. `size` must be 8 times the number of entries; it
-    /// is only checked to be a multiple of 8: false if not, with nothing sorted or written.
+    /// Sorts the timer and writes one record an entry: seconds, microseconds, each 32-bit signed in
+    /// this machine's byte order. `size` must be that of all records; it is only checked to be that
+    /// of whole ones: false if not, with nothing sorted or written.
     bool dumpToRawBuffer(char* buffer, unsigned int size);
 
     /// Replaces the entries by the records of `buffer`, in their order. False, and the timer left
-    /// as it was, when `size` is no multiple of 8.
+    /// as it was, when `size` is not that of whole records.
     bool readFromRawBuffer(const char* buffer, unsigned int size);
 
     /// Sorts the timer and sets "frame_timer" to 1, "utc_offset_seconds" to the local time zone's

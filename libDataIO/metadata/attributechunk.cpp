@@ -1,4 +1,5 @@
 #include <libDataIO/attributechunk.h>
+#include <libDataIO/metadata/attributekeys.h>
 
 #include <QLatin1String>
 #include <QStringView>
@@ -12,11 +13,29 @@ namespace mz {
 
 namespace {
 
+// One entry is one line: key, separator, value, end.
+constexpr char separator = '=';
+constexpr char lineEnd = '\n';
+
+qsizetype lineSize(QString const& key, Attribute const& attribute) {
+    return key.size() + qsizetype{sizeof separator} + attribute._val.size() +
+           qsizetype{sizeof lineEnd};
+}
+
 /// Qt gives infinity for a number beyond the range of float; a value that cannot be used is 0 in
 /// this format.
 float toFloat(QString const& text, bool& ok) {
     const float value = text.toFloat(&ok);
     return ok ? value : 0.0f;
+}
+
+template <class Number>
+bool getFloat(AttributeChunk::AttributeMap const& map, QString const& key, Number& out) {
+    const auto found = map.find(key);
+    if (found == map.end()) return false;
+    bool ok = false;
+    out = toFloat(found->second._val, ok);
+    return ok;
 }
 
 // One parser serves texts and the bytes of files, since each copy of a large info chunk costs more
@@ -47,7 +66,7 @@ Text withoutOuterSpace(Text line) {
 template <class Text>
 void parseLine(Text line, AttributeChunk::AttributeMap& map) {
     const Text trimmed = withoutOuterSpace(line);
-    const qsizetype equals = find(trimmed, '=');
+    const qsizetype equals = find(trimmed, separator);
     if (equals < 1 || equals == trimmed.size() - 1) return;
     if (trimmed.front() == QLatin1Char('#')) return;
     // Written files are sorted, so that a new key nearly always belongs at the end. Told so, this
@@ -59,7 +78,7 @@ void parseLine(Text line, AttributeChunk::AttributeMap& map) {
 template <class Text>
 void parseLines(Text text, AttributeChunk::AttributeMap& map) {
     while (!text.isEmpty()) {
-        const qsizetype end = find(text, '\n');
+        const qsizetype end = find(text, lineEnd);
         if (end < 0) return parseLine(text, map);
         parseLine(text.left(end), map);
         text = text.mid(end + 1);
@@ -73,12 +92,10 @@ char* writeLatin1(QString const& text, char* out) {
 }
 
 bool isLeftBehind(QString const& key, AttributeChunk::MergeFlags flags) {
-    if (key == QLatin1String("endian") || key == QLatin1String("compression_type")) return true;
-    if (flags.testFlag(AttributeChunk::RemoveFrameTimer) &&
-        key.startsWith(QLatin1String("frame_timer")))
+    if (key == keys::endian || key == keys::compression) return true;
+    if (flags.testFlag(AttributeChunk::RemoveFrameTimer) && key.startsWith(keys::frameTimer))
         return true;
-    return flags.testFlag(AttributeChunk::RemovePlugEvent) &&
-           key.startsWith(QLatin1String("plug_event"));
+    return flags.testFlag(AttributeChunk::RemovePlugEvent) && key.startsWith(keys::plugEvent);
 }
 
 }  // namespace
@@ -101,18 +118,11 @@ bool AttributeChunk::get(QString const& key, int& out) const {
 }
 
 bool AttributeChunk::get(QString const& key, float& out) const {
-    const auto found = _attrMap.find(key);
-    if (found == _attrMap.end()) return false;
-    bool ok = false;
-    out = toFloat(found->second._val, ok);
-    return ok;
+    return getFloat(_attrMap, key, out);
 }
 
 bool AttributeChunk::get(QString const& key, double& out) const {
-    float narrow = 0;
-    const bool ok = get(key, narrow);
-    if (_attrMap.find(key) != _attrMap.end()) out = narrow;
-    return ok;
+    return getFloat(_attrMap, key, out);
 }
 
 bool AttributeChunk::get(QString const& key, char& out) const {
@@ -160,22 +170,26 @@ void AttributeChunk::parseLatin1(const char* text, qsizetype length) {
 
 void AttributeChunk::dump(QString& out) const {
     for (auto const& [key, attribute] : _attrMap)
-        out += key + QLatin1Char('=') + attribute._val + QLatin1Char('\n');
+        out += key + QLatin1Char(separator) + attribute._val + QLatin1Char(lineEnd);
 }
 
 void AttributeChunk::dumpLatin1(QByteArray& out) const {
-    qsizetype added = 0;
-    for (auto const& [key, attribute] : _attrMap)
-        added += key.size() + attribute._val.size() + 2;
     const qsizetype start = out.size();
-    out.resize(start + added);
+    out.resize(start + dumpedSize());
     char* at = out.data() + start;
     for (auto const& [key, attribute] : _attrMap) {
         at = writeLatin1(key, at);
-        *at++ = '=';
+        *at++ = separator;
         at = writeLatin1(attribute._val, at);
-        *at++ = '\n';
+        *at++ = lineEnd;
     }
+}
+
+qsizetype AttributeChunk::dumpedSize() const {
+    qsizetype size = 0;
+    for (auto const& [key, attribute] : _attrMap)
+        size += lineSize(key, attribute);
+    return size;
 }
 
 void AttributeChunk::dumpDebug() const {
@@ -200,7 +214,7 @@ void AttributeChunk::safeMerge(AttributeChunk const& other, MergeFlags flags) {
 
 QString AttributeChunk::formatComment(QString const& comment) {
     const QChar bel(7);
-    return QString(comment).replace(bel, QLatin1Char(' ')).replace(QLatin1Char('\n'), bel);
+    return QString(comment).replace(bel, QLatin1Char(' ')).replace(QLatin1Char(lineEnd), bel);
 }
 
 }  // namespace mz

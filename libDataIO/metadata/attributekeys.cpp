@@ -8,6 +8,8 @@ namespace {
 /// Movies recorded before "data_type" was written are told apart by their width.
 constexpr int widestImage = 895;
 
+constexpr float widestField = 700.0F;
+
 }  // namespace
 
 std::optional<ImageSize> imageSize(AttributeChunk const& attributes) {
@@ -63,6 +65,13 @@ QString dataType(AttributeChunk const& attributes) {
 bool isVectorized(AttributeChunk const& attributes) {
     QString type;
     return attributes.get(keys::dataType, type) && type == datatypes::vectorized;
+}
+
+bool hasWideField(AttributeChunk const& attributes) {
+    float x = 0;
+    float y = 0;
+    return attributes.get(keys::fieldOfViewX, x) && attributes.get(keys::fieldOfViewY, y) &&
+           (x > widestField || y > widestField);
 }
 
 int intAttribute(AttributeChunk const& attributes, QString const& key, int fallback) {

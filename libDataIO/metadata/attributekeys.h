@@ -1,7 +1,7 @@
 #pragma once
 
-// The attributes that the library itself reads and writes, and what follows from them. Those of the
-// palette and of the times in attributes are known to AttributePaletteAdaptor and FrameTimer alone.
+// The attributes that the library itself reads and writes, and what follows from them. Those of a
+// palette are known to AttributePaletteAdaptor alone.
 
 #include <libDataIO/attributechunk.h>
 #include <libDataIO/dataiocommon.h>
@@ -15,6 +15,8 @@ namespace mz {
 
 namespace keys {
 
+// Texts, not literals, since each look-up in the map would make one: "endian" is asked for with
+// every frame.
 inline const QString endian = QStringLiteral("endian");
 inline const QString width = QStringLiteral("width");
 inline const QString height = QStringLiteral("height");
@@ -37,8 +39,13 @@ inline const QString bundleMinY = QStringLiteral("bbox_min_y");
 inline const QString bundleMaxX = QStringLiteral("bbox_max_x");
 inline const QString bundleMaxY = QStringLiteral("bbox_max_y");
 
+/// Whether there are times among the attributes; "frame_timer_n0_sec" and so on follow it.
+inline const QString frameTimer = QStringLiteral("frame_timer");
+
 /// In front of what applications add.
 inline const QString plugPrefix = QStringLiteral("plug_");
+/// Events are "plug_event_1", "plug_event_2" and so on.
+inline const QString plugEvent = QStringLiteral("plug_event");
 
 }  // namespace keys
 
@@ -91,6 +98,10 @@ QString dataType(AttributeChunk const& attributes);
 
 /// Whether frames hold one sample a fibre.
 bool isVectorized(AttributeChunk const& attributes);
+
+/// Whether the field of view is so wide that the bundle does not resolve the image any more. A
+/// movie that does not tell both sides is taken for a narrow one.
+bool hasWideField(AttributeChunk const& attributes);
 
 int intAttribute(AttributeChunk const& attributes, QString const& key, int fallback);
 float floatAttribute(AttributeChunk const& attributes, QString const& key, float fallback);

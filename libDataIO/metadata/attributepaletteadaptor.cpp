@@ -1,8 +1,6 @@
 #include <libDataIO/attributechunk.h>
 #include <libDataIO/attributepaletteadaptor.h>
 
-#include <QLatin1String>
-
 namespace mz {
 
 namespace {
@@ -13,15 +11,15 @@ public:
     explicit PaletteKeys(QString const& prefix)
         : _prefix(prefix.isEmpty() ? prefix : prefix + QLatin1Char('_')) {}
 
-    QString cropMin() const { return _prefix + QLatin1String("pal_cropMin"); }
-    QString cropMax() const { return _prefix + QLatin1String("pal_cropMax"); }
-    QString nodeCount() const { return _prefix + QLatin1String("pal_nbcols"); }
-    QString olderNodeCount() const { return _prefix + QLatin1String("pal_nbnodes"); }
-    QString name() const { return _prefix + QLatin1String("pal_name"); }
+    QString cropMin() const { return _prefix + QStringLiteral("pal_cropMin"); }
+    QString cropMax() const { return _prefix + QStringLiteral("pal_cropMax"); }
+    QString nodeCount() const { return _prefix + QStringLiteral("pal_nbcols"); }
+    QString olderNodeCount() const { return _prefix + QStringLiteral("pal_nbnodes"); }
+    QString name() const { return _prefix + QStringLiteral("pal_name"); }
     /// @param part "val", "r", "g" or "b"
     QString node(int index, const char* part) const {
         // Not arg on the whole key: a prefix may hold "%1" itself.
-        return _prefix + QLatin1String("pal_n") + QString::number(index) + QLatin1Char('_') +
+        return _prefix + QStringLiteral("pal_n") + QString::number(index) + QLatin1Char('_') +
                QLatin1String(part);
     }
 

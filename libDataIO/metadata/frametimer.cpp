@@ -1,9 +1,9 @@
 #include <libDataIO/attributechunk.h>
-#include <libDataIO/frametimer.h>
 #include <libDataIO/base/localtime.h>
 #include <libDataIO/base/storediterator.h>
+#include <libDataIO/frametimer.h>
+#include <libDataIO/metadata/attributekeys.h>
 
-#include <QLatin1String>
 #include <QString>
 
 #include <algorithm>
@@ -20,11 +20,9 @@ struct Record {
     int32_t sec;
     int32_t usec;
 };
-static_assert(sizeof(Record) == 8, "the size of a stored record");
+static_assert(sizeof(Record) == FrameTimer::rawRecordSize);
 
-const QLatin1String presenceKey("frame_timer");
-
-/// Keeps the low 32 bits, as the 32-bit clocks of the first recorders did.
+/// A record has room for the low 32 bits of each.
 Record narrowed(timeval const& time) {
     return {static_cast<int32_t>(time.tv_sec), static_cast<int32_t>(time.tv_usec)};
 }
@@ -41,7 +39,7 @@ timeval storedTime(const char* stored) {
     std::memcpy(&record, stored, sizeof record);
     return widened(record);
 }
-using StoredTimeIterator = StoredIterator<timeval, sizeof(Record), storedTime>;
+using StoredTimeIterator = StoredIterator<timeval, FrameTimer::rawRecordSize, storedTime>;
 
 QString entryKey(const char* format, size_t index) {
     char buffer[64];
@@ -58,7 +56,7 @@ QString microsecondsKey(size_t index) {
 }
 
 bool isRawSize(unsigned int size) {
-    return size % sizeof(Record) == 0;
+    return size % FrameTimer::rawRecordSize == 0;
 }
 
 }  // namespace
@@ -81,9 +79,9 @@ bool FrameTimer::readFromRawBuffer(const char* buffer, unsigned int size) {
 }
 
 bool FrameTimer::dumpToChunkInfo(AttributeChunk& info) {
-    info.set(presenceKey, empty() ? 0 : 1);
+    info.set(keys::frameTimer, empty() ? 0 : 1);
     if (empty()) return true;
-    info.set(QStringLiteral("utc_offset_seconds"), localOffsetFromUtc());
+    info.set(keys::utcOffset, localOffsetFromUtc());
     std::sort(begin(), end(), TimevalLessThan());
     for (size_t i = 0; i < size(); ++i) {
         const Record record = narrowed((*this)[i]);
@@ -96,7 +94,7 @@ bool FrameTimer::dumpToChunkInfo(AttributeChunk& info) {
 bool FrameTimer::readFromChunkInfo(AttributeChunk const& info) {
     clear();
     int present = 0;
-    if (!info.get(presenceKey, present)) return false;
+    if (!info.get(keys::frameTimer, present)) return false;
     Record record{};
     for (size_t i = 0; info.get(secondsKey(i), record.sec); ++i) {
         if (!info.get(microsecondsKey(i), record.usec)) return false;
@@ -107,8 +105,8 @@ bool FrameTimer::readFromChunkInfo(AttributeChunk const& info) {
 
 void FrameTimer::removeFromAttChunk(AttributeChunk& attributes) {
     int present = 0;
-    if (!attributes.get(presenceKey, present)) return;
-    attributes.erase(presenceKey);
+    if (!attributes.get(keys::frameTimer, present)) return;
+    attributes.erase(keys::frameTimer);
     size_t i = 0;
     while (attributes.erase(secondsKey(i)) && attributes.erase(microsecondsKey(i)))
         ++i;

@@ -134,10 +134,7 @@ bool MovieRecording::_fits(int64_t payloadSize) const {
     needed += static_cast<int64_t>(_contents.fibers.size() * sizeof(uint32_t));
     if (endOfFrames + needed + farFromFull <= maxFileSize) return true;
 
-    for (auto const& [key, value] : attributes().attributes()) {
-        needed += key.size() + value._val.size() + 2;
-    }
-    return endOfFrames + needed <= maxFileSize;
+    return endOfFrames + needed + attributes().dumpedSize() <= maxFileSize;
 }
 
 void MovieRecording::replaceFrame(void const* data, unsigned int index, std::optional<timeval> time,

@@ -82,6 +82,21 @@ TEST(AttributeText, IsAppendedToWhatTheCallerHas) {
     EXPECT_EQ(bytes, QByteArray("\0\1key=v\n", 8));
 }
 
+TEST(AttributeText, IsAsLongAsItSays) {
+    AttributeChunk chunk;
+    EXPECT_EQ(chunk.dumpedSize(), 0);
+    chunk.set(key, QStringLiteral("v"));
+    EXPECT_EQ(chunk.dumpedSize(), 6);
+    chunk.set(QStringLiteral("empty"), QString());
+    chunk.set(QString::fromUtf8("\xC3\xA9"), QString::fromUtf8("\xF0\x9F\x98\x80"));
+    QString asText;
+    chunk.dump(asText);
+    QByteArray bytes;
+    chunk.dumpLatin1(bytes);
+    EXPECT_EQ(chunk.dumpedSize(), asText.size());
+    EXPECT_EQ(chunk.dumpedSize(), bytes.size());
+}
+
 TEST(AttributeText, BecomesLatin1WithQuestionMarks) {
     AttributeChunk chunk;
     chunk.set(QString::fromUtf8("\xC3\xA9"),
@@ -184,15 +199,43 @@ TEST(AttributeValue, AbsentLeavesTheResultAlone) {
     QString asText = QStringLiteral("old");
     int integer = 42;
     float number = 1.5f;
+    double wide = 2.5;
     char character = 'c';
     EXPECT_FALSE(chunk.get(key, asText));
     EXPECT_FALSE(chunk.get(key, integer));
     EXPECT_FALSE(chunk.get(key, number));
+    EXPECT_FALSE(chunk.get(key, wide));
     EXPECT_FALSE(chunk.get(key, character));
     EXPECT_EQ(asText, QStringLiteral("old"));
     EXPECT_EQ(integer, 42);
     EXPECT_EQ(number, 1.5f);
+    EXPECT_EQ(wide, 2.5);
     EXPECT_EQ(character, 'c');
+}
+
+TEST(AttributeValue, DoubleIsStoredAsTheNearestFloat) {
+    // The last one is where the two precisions round to different digits.
+    for (const double value : {1.5, -300.0, 0.1, 1e-40, 1e300, 16777217.5, 1.0000005}) {
+        AttributeChunk asDouble;
+        asDouble.set(key, value);
+        AttributeChunk asFloat;
+        asFloat.set(key, static_cast<float>(value));
+        EXPECT_EQ(text(asDouble, "key"), text(asFloat, "key")) << value;
+    }
+    AttributeChunk chunk;
+    chunk.set(key, 1.5);
+    EXPECT_EQ(text(chunk, "key"), "1.500000e+00");
+}
+
+TEST(AttributeValue, DoubleIsTheFloatWidened) {
+    for (const char* stored : {"1.5", "0.1", "1e-3", "16777217", "1e39", "text", ""}) {
+        AttributeChunk chunk;
+        chunk.set(key, QString::fromLatin1(stored));
+        float number = 7;
+        double wide = 7;
+        EXPECT_EQ(chunk.get(key, wide), chunk.get(key, number)) << stored;
+        EXPECT_EQ(wide, double{number}) << stored;
+    }
 }
 
 TEST(AttributeValue, IntegerIsDecimalOrZeroAndFalse) {
