@@ -33,6 +33,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class QImage;
@@ -116,6 +117,10 @@ public:
     /// The frame last requested, or the one that nextFrame() would read. nextFrame() can carry it
     /// beyond nbFrames().
     unsigned int currFrameIdx() const;
+
+    /// Where the index says that frame `index` lies in the file and how many bytes it has there;
+    /// empty when there is no such frame. Nothing but the index is looked at.
+    std::optional<ChunkRecord> frameRecord(unsigned int index) const;
 
     /// Points `data` at frame `idx`, from 0: pixels row by row from the top, of pixType(), or
     /// 16-bit samples when the movie is compressed, whatever its pixel type. Vectorized frames are

@@ -2,6 +2,7 @@
 
 // How many bytes a frame has, from header values that may say anything.
 
+#include <QString>
 #include <QtNumeric>
 
 #include <cstdint>
@@ -25,6 +26,16 @@ inline std::optional<int64_t> frameBytes(int width, int height, int bytesPerPixe
     const bool isSize = width >= 0 && height >= 0 && bytesPerPixel >= 0 &&
                         !qMulOverflow(int64_t{width} * height, int64_t{bytesPerPixel}, &bytes);
     return isSize ? std::optional<int64_t>(bytes) : std::nullopt;
+}
+
+/// What is said of a frame whose bytes are not those that the file makes expect.
+inline QString invalidFrameSizeMessage() {
+    return QStringLiteral("Frame size is invalid, file may be corrupted.");
+}
+
+/// What is said of a frame that compression would cut (compressibleBytes).
+inline QString widePixelsMessage() {
+    return QStringLiteral("Only 16-bit pixels can be compressed.");
 }
 
 }  // namespace mz

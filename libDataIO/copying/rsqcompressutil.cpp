@@ -1,13 +1,14 @@
-#include <libDataIO/payloads/framecodec.h>
 #include <libDataIO/base/framesize.h>
+#include <libDataIO/base/samefile.h>
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
+#include <libDataIO/metadata/attributekeys.h>
+#include <libDataIO/payloads/fibergeometry.h>
+#include <libDataIO/payloads/framecodec.h>
 #include <libDataIO/rsqcompressutil.h>
-#include <libDataIO/base/samefile.h>
 #include <libLog/failure.h>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -17,31 +18,16 @@ namespace {
 
 Logger* const logger = Logger::logger(QStringLiteral("dataio.rsqcompressutil"));
 
-constexpr float widestField = 700.0F;         // beyond it the bundle no longer resolves the image
 constexpr size_t tooManyFiberValues = 70002;  // two a fibre
 constexpr float fewestPixelsPerFiber = 4.0F;  // below, vectorizing saves nothing
 constexpr int framesPerReport = 50;
 
 constexpr auto fiberFiltering = ImageReader::ImageSizeFiberFiltering;
 
-bool isVectorized(ImageReader const& movie) {
-    return movie.dataType() == QLatin1String("vec");
-}
-
-bool hasWideField(ImageReader const& movie) {
-    float x = 0;
-    float y = 0;
-    return movie.attribute(QStringLiteral("fovx"), x) &&
-           movie.attribute(QStringLiteral("fovy"), y) && (x > widestField || y > widestField);
-}
-
 bool isWorthVectorizing(ImageReader const& movie, size_t fiberValues) {
-    int width = 0;
-    int height = 0;
-    movie.width(width);
-    movie.height(height);
+    const ImageSize size = imageSize(movie.attributeChunk()).value_or(ImageSize{0, 0});
     const size_t fibers = fiberValues / 2;
-    const float pixels = static_cast<float>(width) * static_cast<float>(height);
+    const float pixels = static_cast<float>(size.width) * static_cast<float>(size.height);
     return fiberValues < tooManyFiberValues &&
            pixels / static_cast<float>(fibers) >= fewestPixelsPerFiber;
 }
@@ -51,8 +37,8 @@ RSQCompress::Vectorization decidedVectorization(ImageReader const& movie, size_t
     MZImagePixelType type = MZ_UNKNOWN;
     movie.pixType(type);
     if (type != MZ_USHORT && type != MZ_SHORT) wanted = RSQCompress::SameAsInput;
-    if (fiberValues == 0 || movie.dataType() == QLatin1String("raw") || hasWideField(movie) ||
-        !isWorthVectorizing(movie, fiberValues)) {
+    if (fiberValues == 0 || movie.dataType() == datatypes::raw ||
+        hasWideField(movie.attributeChunk()) || !isWorthVectorizing(movie, fiberValues)) {
         return RSQCompress::NoVectorization;
     }
     return wanted;
@@ -71,18 +57,24 @@ struct FramePlan {
 };
 
 FramePlan framePlan(ImageReader const& movie, RSQCompress::Vectorization vectorization) {
-    const bool vectorizedInput = isVectorized(movie);
+    const bool vectorizedInput = isVectorized(movie.attributeChunk());
     switch (vectorization) {
         case RSQCompress::NoVectorization:
-            if (vectorizedInput) return {Source::ReconstructedImage, QStringLiteral("imp")};
+            if (vectorizedInput) return {Source::ReconstructedImage, datatypes::image};
             break;
         case RSQCompress::VectorizeIfPossible:
             return {vectorizedInput ? Source::StoredFrame : Source::SampledImage,
-                    QStringLiteral("vec")};
+                    datatypes::vectorized};
         case RSQCompress::SameAsInput:
             break;
     }
     return {Source::StoredFrame, movie.dataType()};
+}
+
+bool isCompressed(ImageReader const& movie) {
+    QString name;
+    movie.attribute(keys::compression, name);
+    return compressionOfName(name) != CompressionType::None;
 }
 
 struct FrameBytes {
@@ -95,24 +87,17 @@ class FrameSource {
 public:
     FrameSource(ImageReader& movie, Source source) : _movie(movie), _source(source) {
         movie.getFiberOffsets(_offsets, fiberFiltering);
-        _samples.resize(_offsets.size());
-
-        int width = 0;
-        int height = 0;
-        int bits = 0;
-        MZImagePixelType type = MZ_UNKNOWN;
-        if (movie.width(width) && movie.height(height)) {
-            _pixels = frameBytes(width, height, 1).value_or(0);
+        if (const std::optional<ImageSize> size = imageSize(movie.attributeChunk())) {
+            _pixels = frameBytes(size->width, size->height, 1).value_or(0);
+            MZImagePixelType type = MZ_UNKNOWN;
             movie.pixType(type);
-            _imageBytes = frameBytes(width, height, wholeBytes(GetPixBits(type)));
+            _imageBytes = PixelLayout{*size, GetPixBits(type)}.frameBytes();
+            int bits = 0;
             // 0 bits say nothing about the frame.
             if (movie.pixBits(bits) && bits > 0)
-                _headerBytes = frameBytes(width, height, wholeBytes(bits));
+                _headerBytes = PixelLayout{*size, bits}.frameBytes();
         }
-        QString compression;
-        movie.attribute(QStringLiteral("compression_type"), compression);
-        _isCompressedImage =
-            compressionOfName(compression) != CompressionType::None && !isVectorized(movie);
+        _isCompressedImage = isCompressed(movie) && !isVectorized(movie.attributeChunk());
     }
 
     FrameBytes frame(unsigned int number) {
@@ -140,12 +125,8 @@ private:
 
     FrameBytes _sampled(unsigned int number) {
         const FrameBytes image = _raw(number);
-        const auto* bytes = static_cast<const char*>(image.data);
-        if (_pixels * 2 > image.size) _failWithInvalidSize();
-        for (size_t i = 0; i < _offsets.size(); ++i) {
-            if (_offsets[i] >= _pixels) _failWithInvalidSize();
-            std::memcpy(&_samples[i], bytes + size_t{_offsets[i]} * 2, 2);
-        }
+        if (_pixels * 2 > image.size || !sampleAtOffsets(image.data, _pixels, _offsets, _samples))
+            _failWithInvalidSize();
         return {_samples.data(), static_cast<unsigned int>(_samples.size() * 2)};
     }
 
@@ -171,8 +152,7 @@ private:
     }
 
     [[noreturn]] static void _failWithInvalidSize() {
-        DATAIO_FAIL(IOFileException, logger, SOFTWARE, "RC_CF_SIZE",
-                    QStringLiteral("Frame size is invalid, file may be corrupted."));
+        DATAIO_FAIL(IOFileException, logger, SOFTWARE, "RC_CF_SIZE", invalidFrameSizeMessage());
     }
 
     ImageReader& _movie;
@@ -213,6 +193,22 @@ void checkDistinct(QString const& inputFilename, QString const& outputFilename) 
     }
 }
 
+/// The index tells the sizes without a look at the frames; where it makes one too large, the frame
+/// itself decides, since an index may be damaged.
+void checkPixels(ImageReader& movie, FrameRange range) {
+    const std::optional<int64_t> most = compressibleBytes(movie.attributeChunk());
+    if (!most) return;
+    for (int i = range.first; i <= range.last; ++i) {
+        const auto number = static_cast<unsigned int>(i);
+        const std::optional<ChunkRecord> record = movie.frameRecord(number);
+        if (!record || record->length <= *most) continue;
+        void const* data = nullptr;
+        if (movie.getRawFrame(data, number).value_or(0) > *most) {
+            DATAIO_FAIL(IOFileException, logger, SOFTWARE, "RC_CF_PIXELS", widePixelsMessage());
+        }
+    }
+}
+
 void report(ProgressReporter& reporter, double increment) {
     const double reached = std::min(reporter._current + increment, 1.0);
     reporter._func((reached - reporter._current) * reporter._total);
@@ -224,7 +220,7 @@ void copyPlugEvents(ImageReader const& movie, ImageWriter& output, FrameRange ra
     const QChar separator(7);
     int kept = 0;
     QString event;
-    for (int k = 1; movie.attribute(QStringLiteral("plug_event_%1").arg(k), event); ++k) {
+    for (int k = 1; movie.attribute(keys::plugEvent + QStringLiteral("_%1").arg(k), event); ++k) {
         bool isNumber = false;
         const int frame = event.section(separator, 0, 0).toInt(&isNumber);
         if (!isNumber || !range.contains(frame)) continue;
@@ -251,12 +247,17 @@ void RSQCompress::compressFileImpl(QString const& inputFilename, QString const& 
     std::vector<float> fibers;
     input.getRasterFiberContinuousIndexes(fibers, fiberFiltering);
     const FramePlan plan = framePlan(input, decidedVectorization(input, fibers.size(), vec));
+    // Samples of fibres and reconstructed images are 16-bit in any case.
+    if (plan.source == Source::StoredFrame && compressionOf(comp).type != CompressionType::None &&
+        !isCompressed(input)) {
+        checkPixels(input, range);
+    }
 
     ImageWriter output;
     output.create(outputFilename, false);
     output.attributeChunk().safeMerge(
         input.attributeChunk(), AttributeChunk::RemoveFrameTimer | AttributeChunk::RemovePlugEvent);
-    output.attribute(QStringLiteral("data_type"), plan.dataType);
+    output.attribute(keys::dataType, plan.dataType);
     output.setCompression(comp);
     output.setCompressionEffort(effort);
     if (!fibers.empty()) output.addRasterFiberContinuousIndexes(fibers);

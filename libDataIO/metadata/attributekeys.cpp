@@ -55,6 +55,12 @@ int maskLevelOf(AttributeChunk const& attributes) {
     return intAttribute(attributes, keys::maskLevel, noMask);
 }
 
+std::optional<int64_t> compressibleBytes(AttributeChunk const& attributes) {
+    const std::optional<ImageSize> size = imageSize(attributes);
+    if (!size || !size->isPositive()) return std::nullopt;
+    return frameBytes(size->width, size->height, 2);
+}
+
 QString dataType(AttributeChunk const& attributes) {
     QString type;
     if (attributes.get(keys::dataType, type)) return type;

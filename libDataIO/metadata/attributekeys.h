@@ -89,6 +89,10 @@ int pixelBytesOf(AttributeChunk const& attributes);
 /// neither tells.
 MZImagePixelType pixelTypeOf(AttributeChunk const& attributes);
 
+/// The most bytes that a frame may have to be compressed: readers hand compressed frames out as
+/// 16-bit samples, as many as the image has pixels. Empty when the header tells no positive size.
+std::optional<int64_t> compressibleBytes(AttributeChunk const& attributes);
+
 /// -32768 when it is missing.
 int maskLevelOf(AttributeChunk const& attributes);
 

@@ -40,10 +40,6 @@ bool resizeWithin(std::vector<uint16_t>& samples, int64_t count, uint64_t plausi
     return true;
 }
 
-QString invalidSize() {
-    return QStringLiteral("Frame size is invalid, file may be corrupted.");
-}
-
 std::optional<int64_t> pixelCount(ImageSize size) {
     return frameBytes(size.width, size.height, 1);
 }
@@ -85,7 +81,8 @@ void FrameLoader::_sizeDecodingBuffer(AttributeChunk const& header, size_t paylo
                                                : pixelCount(imageSizeOrNone(header));
     if (!samples || *samples > maxSamples ||
         !resizeWithin(_decoded, *samples, plausibleDecodedSize(_compression, payloadSize))) {
-        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE", invalidSize());
+        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE",
+                    invalidFrameSizeMessage());
     }
 }
 
@@ -110,7 +107,8 @@ void FrameLoader::prepareImages(IReconstructionService& service, AttributeChunk 
     const std::optional<int64_t> samples = pixelCount(size);
     const auto plausibleBytes = static_cast<uint64_t>(_fiberCount * maxPixelsPerFiber * 2);
     if (!samples || !resizeWithin(_image, *samples, plausibleBytes)) {
-        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE", invalidSize());
+        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE",
+                    invalidFrameSizeMessage());
     }
     service.prepare({fibers.data(), fibers.data() + fibers.size()}, size.width, size.height,
                     floatAttribute(header, keys::fieldOfViewX, 0),
@@ -123,7 +121,8 @@ void FrameLoader::prepareImages(IReconstructionService& service, AttributeChunk 
 
 FrameView FrameLoader::image(IReconstructionService& service, FrameView samples) {
     if (samples.size / sizeof(uint16_t) < _fiberCount) {
-        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GF_SIZE", invalidSize());
+        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GF_SIZE",
+                    invalidFrameSizeMessage());
     }
     const uint16_t* const input = _aligned(samples.data);
     service.reconstruct({input, input + _fiberCount},

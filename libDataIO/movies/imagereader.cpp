@@ -150,6 +150,12 @@ unsigned int ImageReader::currFrameIdx() const {
     return _state->currentFrame;
 }
 
+std::optional<ChunkRecord> ImageReader::frameRecord(unsigned int index) const {
+    const std::vector<ChunkRecord>* frames = _state->movie.info().find(MZ_CT_FRAME);
+    if (frames == nullptr || index >= frames->size()) return std::nullopt;
+    return (*frames)[index];
+}
+
 boost::optional<unsigned int> ImageReader::getRawFrame(void const*& data, unsigned int idx) {
     const std::optional<FrameView> frame = _state->storedFrame(idx);
     if (!frame) return boost::none;

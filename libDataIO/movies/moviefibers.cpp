@@ -2,8 +2,6 @@
 #include <libDataIO/movies/imagereaderlog.h>
 #include <libDataIO/movies/moviefibers.h>
 
-#include <boost/optional.hpp>
-
 #include <array>
 
 namespace mz {
@@ -41,9 +39,8 @@ std::vector<float> fiberPositions(OpenMovie& movie, ImageReader::FiberFilteringM
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRFI_UMODE",
                     QStringLiteral("Unknown fiber filtering mode."));
     }
-    const std::optional<BundleBox> box = bundleBox(movie.info());
-    std::vector<float> positions = rasterPositions(fractions, *size, filterOf(mode),
-                                                   box ? boost::make_optional(*box) : boost::none);
+    std::vector<float> positions =
+        rasterPositions(fractions, *size, filterOf(mode), bundleBox(movie.info()));
     if (isSorted(mode)) sortPositions(positions);
     return positions;
 }

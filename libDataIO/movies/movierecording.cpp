@@ -1,6 +1,7 @@
 // Recording a movie and finishing it. The changing of finished ones is in moviechanging.cpp.
 
 #include <libDataIO/base/byteorder.h>
+#include <libDataIO/base/framesize.h>
 #include <libDataIO/base/localtime.h>
 #include <libDataIO/container/chunkframing.h>
 #include <libDataIO/container/failures.h>
@@ -116,13 +117,11 @@ void MovieRecording::addFrameAtEnd(void const* data, unsigned int size, std::opt
     }
 }
 
-/// Readers hand compressed frames out as 16-bit samples, as many as the image has pixels.
 void MovieRecording::_checkCompressible(unsigned int size) const {
-    const std::optional<ImageSize> image = imageSize(attributes());
-    if (!image || !image->isPositive()) return;
-    if (int64_t{size} > int64_t{image->width} * image->height * 2) {
+    const std::optional<int64_t> most = compressibleBytes(attributes());
+    if (most && int64_t{size} > *most) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_COMPRESS",
-                    QStringLiteral("Only 16-bit pixels can be compressed."));
+                    widePixelsMessage());
     }
 }
 

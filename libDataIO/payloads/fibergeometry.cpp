@@ -38,29 +38,33 @@ bool isInImage(Position p, ImageSize image) {
            p.y <= static_cast<float>(image.height) - 1.0F;
 }
 
-/// The ellipse inscribed in the bundle box.
-class Ellipse {
+/// The ellipse inscribed in the bundle box; everything where there is none.
+class Bundle {
 public:
-    explicit Ellipse(BundleBox const& box)
-        : _a2(0.25F * (box.maxX - box.minX) * (box.maxX - box.minX)),
-          _b2(0.25F * (box.maxY - box.minY) * (box.maxY - box.minY)),
-          _cx((box.minX + box.maxX) * 0.5F),
-          _cy((box.minY + box.maxY) * 0.5F) {}
+    explicit Bundle(std::optional<BundleBox> const& box) {
+        if (!box) return;
+        _isKnown = true;
+        _a2 = 0.25F * (box->maxX - box->minX) * (box->maxX - box->minX);
+        _b2 = 0.25F * (box->maxY - box->minY) * (box->maxY - box->minY);
+        _cx = (box->minX + box->maxX) * 0.5F;
+        _cy = (box->minY + box->maxY) * 0.5F;
+    }
 
-    bool contains(float x, float y) const {
-        return (x - _cx) * (x - _cx) / _a2 + (y - _cy) * (y - _cy) / _b2 <= 1.0F;
+    /// Whether both the exact and the rounded position lie in it: the rounded one is the pixel in
+    /// which the fibre is sampled.
+    bool contains(Position p) const {
+        return !_isKnown || (_isInside(p.x, p.y) && _isInside(static_cast<float>(iRound(p.x)),
+                                                              static_cast<float>(iRound(p.y))));
     }
 
 private:
-    float _a2, _b2, _cx, _cy;
-};
+    bool _isInside(float x, float y) const {
+        return (x - _cx) * (x - _cx) / _a2 + (y - _cy) * (y - _cy) / _b2 <= 1.0F;
+    }
 
-/// Both the exact and the rounded position must lie in the ellipse: the rounded one is the pixel in
-/// which the fibre is sampled.
-bool isInBundle(Position p, Ellipse const& ellipse) {
-    return ellipse.contains(p.x, p.y) &&
-           ellipse.contains(static_cast<float>(iRound(p.x)), static_cast<float>(iRound(p.y)));
-}
+    bool _isKnown = false;
+    float _a2 = 0, _b2 = 0, _cx = 0, _cy = 0;
+};
 
 bool lessIndex(Position const& a, Position const& b) {
     const int rowOfA = iRound(a.y);
@@ -97,11 +101,10 @@ std::vector<float> decodeFiberCenters(void const* payload, size_t size, ImageSiz
 }
 
 std::vector<float> rasterPositions(std::vector<float> const& fractions, ImageSize image,
-                                   FiberFilter filter, boost::optional<BundleBox> const& box) {
+                                   FiberFilter filter, std::optional<BundleBox> const& box) {
     const auto width = static_cast<float>(image.width);
     const auto height = static_cast<float>(image.height);
-    const boost::optional<Ellipse> ellipse =
-        box ? boost::make_optional(Ellipse(*box)) : boost::none;
+    const Bundle bundle(box);
     std::vector<float> out;
     out.reserve(fractions.size());
     for (size_t i = 0; i + 1 < fractions.size(); i += 2) {
@@ -110,7 +113,7 @@ std::vector<float> rasterPositions(std::vector<float> const& fractions, ImageSiz
             p = {std::min(std::max(p.x, 0.0F), width - 1.0F),
                  std::min(std::max(p.y, 0.0F), height - 1.0F)};
         } else if (filter == FiberFilter::InBundle) {
-            if (!isInImage(p, image) || (ellipse && !isInBundle(p, *ellipse))) continue;
+            if (!isInImage(p, image) || !bundle.contains(p)) continue;
         }
         out.push_back(p.x);
         out.push_back(p.y);
@@ -142,6 +145,17 @@ std::vector<unsigned int> pixelOffsets(std::vector<unsigned int> const& position
         out[i] = positions[2 * i + 1] * static_cast<unsigned int>(width) + positions[2 * i];
     }
     return out;
+}
+
+bool sampleAtOffsets(void const* image, int64_t pixels, std::vector<unsigned int> const& offsets,
+                     std::vector<uint16_t>& samples) {
+    const auto* bytes = static_cast<const char*>(image);
+    samples.resize(offsets.size());
+    for (size_t i = 0; i < offsets.size(); ++i) {
+        if (offsets[i] >= pixels) return false;
+        std::memcpy(&samples[i], bytes + size_t{offsets[i]} * sizeof(uint16_t), sizeof(uint16_t));
+    }
+    return true;
 }
 
 std::vector<float> worldPositions(std::vector<float> const& positions, ImageSize image) {

@@ -6,10 +6,9 @@
 
 #include <libDataIO/metadata/attributekeys.h>
 
-#include <boost/optional.hpp>
-
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace mz {
@@ -43,7 +42,7 @@ std::vector<float> decodeFiberCenters(void const* payload, size_t size, ImageSiz
 
 /// Positions of all whole pairs of fractions, filtered, in recording order.
 std::vector<float> rasterPositions(std::vector<float> const& fractions, ImageSize image,
-                                   FiberFilter filter, boost::optional<BundleBox> const& box);
+                                   FiberFilter filter, std::optional<BundleBox> const& box);
 
 /// Row by row from the top, left to right within a row; a row is a rounded y. Not stable.
 void sortPositions(std::vector<float>& positions);
@@ -53,6 +52,12 @@ std::vector<unsigned int> roundedPositions(std::vector<float> const& positions);
 
 /// Pixel offset y × width + x of each rounded position, in unsigned arithmetic.
 std::vector<unsigned int> pixelOffsets(std::vector<unsigned int> const& positions, int width);
+
+/// The 16-bit samples of an image of `pixels` pixels at those offsets, which makes a vectorized
+/// frame of it. `image` may lie at any address.
+/// @return false when an offset lies outside the image; `samples` then holds anything
+bool sampleAtOffsets(void const* image, int64_t pixels, std::vector<unsigned int> const& offsets,
+                     std::vector<uint16_t>& samples);
 
 /// Pixel centres scaled by the longer side of the image, y pointing up.
 std::vector<float> worldPositions(std::vector<float> const& positions, ImageSize image);

@@ -49,6 +49,14 @@ TEST(PixelLayoutAttributes, GiveTheBytesOfAFrame) {
     EXPECT_EQ(pixelLayout(withLayout(most, most, most))->frameBytes(), std::nullopt);
 }
 
+TEST(CompressibleBytes, AreTwoAPixel) {
+    EXPECT_EQ(compressibleBytes(withLayout(3, 4, 32)), 24);
+    EXPECT_EQ(compressibleBytes(withLayout(most, most, 8)), int64_t{most} * most * 2);
+    for (auto const& [width, height] : {std::pair(0, 4), std::pair(4, 0), std::pair(-1, -1)})
+        EXPECT_EQ(compressibleBytes(withLayout(width, height, 16)), std::nullopt);
+    EXPECT_EQ(compressibleBytes(with({{"width", "3"}})), std::nullopt);
+}
+
 TEST(DataTypeAttribute, IsGuessedFromTheWidthOfOlderMovies) {
     EXPECT_EQ(dataType(with({})), QStringLiteral("imp"));
     EXPECT_EQ(dataType(with({{"width", "896"}})), QStringLiteral("imp"));

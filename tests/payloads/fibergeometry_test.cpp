@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <limits>
+#include <optional>
+#include <vector>
 
 #include <tests/support/moviebytes.h>
 
@@ -88,13 +90,13 @@ TEST(FiberCenters, SurviveTheirStoredForm) {
 // --- lists -----------------------------------------------------------------------------------
 
 TEST(RasterPositions, ScaleTheFractions) {
-    EXPECT_EQ(rasterPositions({0, 1, 0.5F, 0.25F}, image, FiberFilter::All, boost::none),
+    EXPECT_EQ(rasterPositions({0, 1, 0.5F, 0.25F}, image, FiberFilter::All, std::nullopt),
               (Floats{0, 50, 50, 12.5F}));
 }
 
 TEST(RasterPositions, LeaveAFractionWithoutPartnerOut) {
-    EXPECT_EQ(rasterPositions({0, 0, 1}, image, FiberFilter::All, boost::none), (Floats{0, 0}));
-    EXPECT_TRUE(rasterPositions({1}, image, FiberFilter::All, boost::none).empty());
+    EXPECT_EQ(rasterPositions({0, 0, 1}, image, FiberFilter::All, std::nullopt), (Floats{0, 0}));
+    EXPECT_TRUE(rasterPositions({1}, image, FiberFilter::All, std::nullopt).empty());
 }
 
 TEST(RasterPositions, OnlyTheBundleFilterLooksAtTheBox) {
@@ -104,7 +106,7 @@ TEST(RasterPositions, OnlyTheBundleFilterLooksAtTheBox) {
     EXPECT_EQ(rasterPositions(inTheMiddle, image, FiberFilter::All, box), found);
     EXPECT_EQ(rasterPositions(inTheMiddle, image, FiberFilter::Clamped, box), found);
     EXPECT_TRUE(rasterPositions(inTheMiddle, image, FiberFilter::InBundle, box).empty());
-    EXPECT_EQ(rasterPositions(inTheMiddle, image, FiberFilter::InBundle, boost::none), found);
+    EXPECT_EQ(rasterPositions(inTheMiddle, image, FiberFilter::InBundle, std::nullopt), found);
 }
 
 TEST(RasterPositions, ABoxOfAnyCornersDescribesOneEllipse) {
@@ -140,6 +142,24 @@ TEST(PixelOffsets, AreRowTimesWidthPlusColumn) {
     EXPECT_EQ(pixelOffsets({3, 2, 0, 0}, 100), (std::vector<unsigned int>{203, 0}));
     EXPECT_EQ(pixelOffsets({0, 4000000000U}, 2), std::vector<unsigned int>{3705032704U})
         << "in unsigned arithmetic";
+}
+
+TEST(SamplesAtOffsets, AreThePixelsThere) {
+    // Behind one byte more, so that no pixel is aligned.
+    const QByteArray image = "?" + bytes16({10, 11, 12, 0xfffe});
+    std::vector<uint16_t> samples = {1, 2, 3, 4, 5};
+    EXPECT_TRUE(sampleAtOffsets(image.constData() + 1, 4, {3, 0, 0}, samples));
+    EXPECT_EQ(samples, (std::vector<uint16_t>{0xfffe, 10, 10}));
+    EXPECT_TRUE(sampleAtOffsets(image.constData() + 1, 4, {}, samples));
+    EXPECT_TRUE(samples.empty());
+}
+
+TEST(SamplesAtOffsets, LieInTheImage) {
+    const QByteArray image = bytes16({10, 11});
+    std::vector<uint16_t> samples;
+    EXPECT_FALSE(sampleAtOffsets(image.constData(), 2, {0, 2}, samples));
+    EXPECT_FALSE(sampleAtOffsets(image.constData(), 2, {0xffffffff}, samples));
+    EXPECT_FALSE(sampleAtOffsets(image.constData(), 0, {0}, samples));
 }
 
 TEST(WorldPositions, PointUpFromPixelCentres) {

@@ -57,6 +57,20 @@ TEST_F(MovieReader, TheChunkTellsTheSizeOfAFrame) {
     EXPECT_EQ(rawFrame(0), QByteArray("three"));
 }
 
+TEST_F(MovieReader, TellsWhatTheIndexSaysOfAFrame) {
+    EXPECT_FALSE(reader.frameRecord(0));
+    open(MovieBytes().laserPowers("p").frame("three").record(2, 7, 999));
+    ASSERT_TRUE(reader.frameRecord(0));
+    EXPECT_EQ(reader.frameRecord(0)->offset, 33u);
+    EXPECT_EQ(reader.frameRecord(0)->length, 5u);
+    ASSERT_TRUE(reader.frameRecord(1));
+    EXPECT_EQ(reader.frameRecord(1)->offset, 7u);
+    EXPECT_EQ(reader.frameRecord(1)->length, 999u);
+    EXPECT_FALSE(reader.frameRecord(2));
+    EXPECT_FALSE(reader.frameRecord(0xffffffff));
+    EXPECT_EQ(reader.currFrameIdx(), 0u);
+}
+
 TEST_F(MovieReader, AnEmptyFrameIsAFrame) {
     open(frames({""}));
     EXPECT_EQ(rawFrame(0), QByteArray(""));
