@@ -29,7 +29,8 @@ struct PalNode {
     PalColor _col;
 };
 
-/// How a position within the crop range is bent before the ramp gives it a colour.
+/// How a position x on the way from the first node (0) to the last (1) is bent before the ramp
+/// gives it a colour.
 enum PalTransfoType : int {
     PTID = 0,       ///< not at all
     PTGAMMA = 1,    ///< x ^ (1 / 2.2), the usual display gamma: lifts dark tissue
@@ -49,15 +50,15 @@ using PalTransfer = float (*)(float);
 DATAIO_EXPORT PalTransfer palTransfer(PalTransfoType type);
 
 /// A plain value. As constructed it has no nodes, so it shows nothing: no name, identity transfer,
-/// the crop range of all 16-bit samples, signal colours red and blue but not in use.
+/// the crop range of all signed 16-bit samples, signal colours red and blue but not in use.
 ///
 /// Of its fields, a file keeps crop range, name and nodes; the others come back as constructed.
 struct DATAIO_EXPORT MzPalette {
     int _cropMinInt = -32768;  ///< sample value at position 0 of the ramp
     int _cropMaxInt = 32767;   ///< sample value at position 1 of the ramp
     QString _name;
-    PalColor _highSignalCol{1, 0, 0};  ///< above the crop range
-    PalColor _lowSignalCol{0, 0, 1};   ///< below the crop range
+    PalColor _highSignalCol{1, 0, 0};  ///< for samples above the ramp
+    PalColor _lowSignalCol{0, 0, 1};   ///< for samples below the ramp
     bool _saturationSignal = false;    ///< whether the two signal colours are used
     std::list<PalNode> _nodes;         ///< the ramp, in ascending order of _val
     PalTransfoType _transfo = PTID;

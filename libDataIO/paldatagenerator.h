@@ -50,9 +50,8 @@ struct IndexTypeInfo<IdxSigned16> : IndexRange<-32768, 32767, uint16_t> {};
 template <>
 struct IndexTypeInfo<IdxUnsigned16> : IndexRange<0, 65535, uint16_t> {};
 
-/// Straight interpolation of red, green and blue between two nodes, in double precision, for
-/// samples of one type. A component c becomes floor(255 c + 0.5); what lies outside [0, 1] is
-/// clamped, a NaN is 0.
+/// Says for which samples a generator makes its table, and that the way between two nodes is a
+/// straight line in red, green and blue. PalDataGenerator does the interpolation.
 template <PalIndexType type>
 struct DATAIO_EXPORT LerpQRGB {
     using Info = IndexTypeInfo<type>;
@@ -65,15 +64,23 @@ class DATAIO_EXPORT PalDataGenerator {
 public:
     /// Fills `table` with 0xAARRGGBB, resized to one entry for each sample value; a sample is an
     /// index by its bit pattern, so the signed value v lives at v & maxVectorIdx. A palette without
-    /// nodes leaves the table as it is, size included. Where a squeezed ramp begins behind the
-    /// smallest sample, the entries in front of it keep what they held, 0 where the table grew.
+    /// nodes leaves the table as it is, size included.
     ///
-    /// The ramp lies over the crop range. Below it is the colour of the first node, above it, and
-    /// at the position of the last node, that of the last; with _saturationSignal these are the
-    /// signal colours, and the position of the first node keeps the node's own colour. Where the
-    /// ramp leaves the sample values at an end, the crop range is shortened to them and the whole
-    /// ramp is squeezed into what remains. A transfer type other than PTID bends the way from the
-    /// first node to the last.
+    /// The crop range tells at which samples the nodes lie; between two of them colours are
+    /// interpolated in double precision. A component c becomes floor(255 c + 0.5); what lies
+    /// outside [0, 1] is clamped, a NaN is 0. Samples below the first node get its colour, samples
+    /// above the last node that one's. With _saturationSignal both get the signal colours instead,
+    /// and so does the sample of the last node itself, while that of the first keeps the node's
+    /// colour. A last node at the largest sample keeps its colour too, unless a transfer type bends
+    /// the ramp.
+    ///
+    /// Where the ramp leaves the sample values at an end, the crop range is shortened to them there
+    /// and the whole ramp is squeezed into what remains. A squeezed ramp whose outer node is not at
+    /// the end of the crop range then ends before the sample values do: the entries behind that
+    /// node keep what they held, 0 where the table grew.
+    ///
+    /// A transfer type other than PTID bends the way from the first node to the last, which then
+    /// reaches from end to end even when it was squeezed.
     ///
     /// Palettes that make no sense cost no more than others: positions are clamped to 32 bits and
     /// taken modulo the table size, and each entry is computed a few times at most, however many

@@ -126,7 +126,7 @@ ContrastFaults squeezeRamp(MzPalette& palette, ContrastWindow const& window) {
 }
 
 bool renderThumbnail8(const char* frame, ThumbnailGrid const& grid, QImage& image) try {
-    // One step for both axes: that is how 8-bit movies have always been sampled.
+    // One step for both axes: what rounding the size left over is cut off, not spread over them.
     return sampleFrame<uint8_t, uint8_t>(
         frame, grid, grid.step, grid.step, QImage::Format_Indexed8,
         [](uint8_t sample) { return sample; }, image);
