@@ -1,5 +1,3 @@
-#include <map>
-
 #include <examples/support/console.h>
 #include <examples/support/options.h>
 
@@ -10,18 +8,38 @@ QCommandLineOption compressionOption(QString const& description) {
             QStringLiteral("none")};
 }
 
+namespace {
+
+/// Null for a number that is no compression.
+const char* nameOf(mz::CompressionType::e type) {
+    switch (type) {
+        case mz::CompressionType::None:
+            return "none";
+        case mz::CompressionType::ZLib:
+            return "z";
+        case mz::CompressionType::GZip:
+            return "gz";
+        case mz::CompressionType::BZip2:
+            return "bz2";
+    }
+    return nullptr;
+}
+
+}  // namespace
+
 mz::CompressionType::e compressionOf(QCommandLineParser const& parser) {
-    static const std::map<QString, mz::CompressionType::e> names{
-        {QStringLiteral("none"), mz::CompressionType::None},
-        {QStringLiteral("z"), mz::CompressionType::ZLib},
-        {QStringLiteral("gz"), mz::CompressionType::GZip},
-        {QStringLiteral("bz2"), mz::CompressionType::BZip2}};
     const QString given = parser.value(QStringLiteral("compression"));
-    const auto found = names.find(given);
-    if (found == names.end())
-        throw Error(
-            QStringLiteral("--compression takes none, z, gz or bz2, not \"%1\"").arg(given));
-    return found->second;
+    QStringList names;
+    for (int number = 0;; ++number) {
+        const auto type = static_cast<mz::CompressionType::e>(number);
+        const char* name = nameOf(type);
+        if (name == nullptr) break;
+        names += QString::fromLatin1(name);
+        if (given == names.last()) return type;
+    }
+    const QString last = names.takeLast();
+    throw Error(QStringLiteral("--compression takes %1 or %2, not \"%3\"")
+                    .arg(names.join(QStringLiteral(", ")), last, given));
 }
 
 QCommandLineOption fastOption() {

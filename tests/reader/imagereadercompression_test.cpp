@@ -46,9 +46,7 @@ void expectStreamFailure(Action&& action) {
 
 }  // namespace
 
-INSTANTIATE_TEST_SUITE_P(Types, CompressedMovie,
-                         testing::Values(CompressionType::ZLib, CompressionType::GZip,
-                                         CompressionType::BZip2),
+INSTANTIATE_TEST_SUITE_P(Types, CompressedMovie, testing::ValuesIn(streamTypes()),
                          [](auto const& type) { return attributeOf(type.param); });
 
 TEST_P(CompressedMovie, GivesSamples) {

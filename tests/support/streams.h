@@ -2,7 +2,7 @@
 
 // Compressed streams made and undone by zlib and bzip2 themselves, without the library.
 
-#include <libDataIO/dataiocommon.h>
+#include <libDataIO/payloads/compressions.h>
 
 #include <QByteArray>
 #include <gtest/gtest.h>
@@ -10,7 +10,17 @@
 #include <bzlib.h>
 #include <zlib.h>
 
+#include <vector>
+
 namespace mz::test {
+
+/// Every compression that makes streams.
+inline std::vector<CompressionType::e> streamTypes() {
+    std::vector<CompressionType::e> types;
+    for (CompressionTraits const& row : compressions)
+        if (row.type != CompressionType::None) types.push_back(row.type);
+    return types;
+}
 
 /// zlib's window bits; 16 more ask for the gzip format.
 constexpr int zlibFormat = 15;
