@@ -79,6 +79,10 @@ public:
                                  boost::shared_ptr<IReconstructionService> reconstructionService,
                                  CompressionEffort::e effort = CompressionEffort::Standard);
 
+    // The macro's functions take arguments that they have no use for.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wunused-parameter"
+
     /// The same with named arguments in any order:
     ///
     ///     RSQCompress::compressFile(_inputFilename = in, _outputFilename = out,
@@ -99,6 +103,8 @@ public:
         compressFileImpl(inputFilename, outputFilename, compression, vectorization, firstFrame,
                          lastFrame, progress, reconstructionService, effort);
     }
+
+#pragma GCC diagnostic pop
 };
 
 }  // namespace mz

@@ -24,7 +24,7 @@ Output::Output(QString const& fileName, bool force)
     refuseToOverwrite(fileName, force);
     struct sigaction action = {};
     action.sa_handler = noteInterrupt;
-    action.sa_flags = SA_RESETHAND;  // asked twice, the program stops at once
+    action.sa_flags = static_cast<int>(SA_RESETHAND);  // asked twice, the program stops at once
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }

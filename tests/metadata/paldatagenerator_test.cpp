@@ -183,7 +183,7 @@ TEST(PalDataGenerator, LeavesTheTableAloneWithoutNodes) {
 }
 
 TEST(PalDataGenerator, ResizesTheTable) {
-    for (const size_t size : {0, 3, 70000}) {
+    for (const size_t size : {0u, 3u, 70000u}) {
         std::vector<QRgb> table(size, 7);
         generate<IdxUnsigned8>(grey(0, 255), table);
         EXPECT_EQ(table.size(), 256u);

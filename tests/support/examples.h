@@ -60,7 +60,7 @@ protected:
 
     void drawFlat(const char* name, int level, int width = 40, int height = 30) const {
         QImage image(width, height, QImage::Format_Grayscale8);
-        image.fill(level);
+        image.fill(static_cast<uint>(level));
         ASSERT_TRUE(image.save(path(name), "png"));
     }
 

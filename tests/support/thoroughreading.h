@@ -29,7 +29,7 @@ public:
         EXPECT_EQ(input.size(), _fibers);
         size_t i = 0;
         for (uint16_t& sample : output)
-            sample = input.empty() ? uint16_t{0} : input[i++ % input.size()];
+            sample = input.empty() ? uint16_t{0} : input.begin()[i++ % input.size()];
         return true;
     }
     IReconstructionService* clone() const override { return new RepeatingService; }
