@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <vector>
 
 int main() try {
@@ -23,8 +24,11 @@ int main() try {
 
     mz::ImageReader reader("first.movie");
     std::printf("%u frames: %s\n", reader.nbFrames(), qPrintable(reader.getComment()));
-    void const* data = nullptr;
-    while (reader.nextFrame(data)) {  // the pointer lives until the next frame is asked for
+    for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
+        void const* data = nullptr;  // lives until the next frame is asked for
+        auto const bytes = reader.getRawFrame(data, i);
+        if (!bytes || *bytes < 64 * 48 * sizeof(std::uint16_t))  // in a damaged file
+            throw std::runtime_error("a frame is shorter than the header says");
         auto const* pixels = static_cast<std::uint16_t const*>(data);
         std::printf("the first pixel is %d\n", pixels[0]);
     }

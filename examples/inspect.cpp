@@ -147,9 +147,8 @@ QString digest(mz::ImageReader& reader) {
     QCryptographicHash hash(QCryptographicHash::Sha256);
     examples::Progress progress(QStringLiteral("Reading"), static_cast<int>(reader.nbFrames()));
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
-        void const* data = nullptr;
-        if (auto bytes = reader.getRawFrame(data, i))
-            hash.addData(QByteArrayView(static_cast<const char*>(data), qsizetype(*bytes)));
+        const examples::StoredFrame frame = examples::storedFrame(reader, i);
+        hash.addData(QByteArrayView(static_cast<const char*>(frame.samples), frame.bytes));
         progress.advance();
     }
     return QString::fromLatin1(hash.result().toHex());

@@ -9,6 +9,7 @@
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include <examples/support/console.h>
+#include <examples/support/movie.h>
 #include <examples/support/options.h>
 #include <examples/support/output.h>
 #include <examples/support/reconstruction.h>
@@ -33,6 +34,15 @@ Range rangeOption(QCommandLineParser const& parser, QString const& movie) {
     if (frames > 0 && range.last < range.first)
         throw Error(QStringLiteral("--last is before --first"));
     return range;
+}
+
+// The library copies a short frame as it is, and in a compressed movie it would look like a whole
+// one.
+void requireWholeFrames(QString const& movie, Range range) {
+    mz::ImageReader reader(movie);
+    if (examples::isCompressed(reader)) return;
+    for (int frame = range.first; frame <= range.last; ++frame)
+        examples::storedFrame(reader, static_cast<unsigned int>(frame));
 }
 
 mz::RSQCompress::Vectorization vectorizationOption(QCommandLineParser const& parser) {
@@ -73,6 +83,8 @@ void recompress(QCommandLineParser const& parser) {
     const auto compression = examples::compressionOf(parser);
     const auto vectorization = vectorizationOption(parser);
     const Range range = rangeOption(parser, arguments[0]);
+
+    requireWholeFrames(arguments[0], range);
 
     examples::Output output(arguments[1], examples::forceOf(parser));
     FrameCount count(range);

@@ -1,3 +1,5 @@
+#include <optional>
+
 #include <examples/support/movie.h>
 
 namespace examples {
@@ -5,10 +7,7 @@ namespace {
 
 // Compressed and vectorized frames are handed out as 16-bit samples whatever the pixel type.
 bool isAlways16Bit(mz::ImageReader const& reader) {
-    QString compression = QStringLiteral("none");
-    reader.attribute(QStringLiteral("compression_type"), compression);
-    return reader.dataType() == QLatin1String("vec") || compression == QLatin1String("z") ||
-           compression == QLatin1String("gz") || compression == QLatin1String("bz2");
+    return reader.dataType() == QLatin1String("vec") || isCompressed(reader);
 }
 
 int sampleBits(mz::ImageReader const& reader) {
@@ -22,7 +21,35 @@ int sampleBits(mz::ImageReader const& reader) {
     throw Error(QStringLiteral("pixels of %1 cannot be shown as a grey picture").arg(name));
 }
 
+struct Promise {
+    qint64 samples;
+    int bytesOfEach;
+
+    bool isKeptBy(qint64 bytes) const { return bytes / bytesOfEach >= samples; }
+};
+
+// What the header promises of each frame as it is stored; empty where it does not say.
+std::optional<Promise> promiseOf(mz::ImageReader const& reader) {
+    if (reader.dataType() == QLatin1String("vec"))
+        return Promise{reader.nbFibers(mz::ImageReader::NoFiberFiltering), 2};
+    int width = 0;
+    int height = 0;
+    mz::MZImagePixelType type = mz::MZ_UNKNOWN;
+    reader.pixType(type);
+    const int bytes = isAlways16Bit(reader) ? 2 : GetPixBits(type) / 8;
+    if (!reader.width(width) || !reader.height(height) || width < 1 || height < 1 || bytes == 0)
+        return std::nullopt;
+    return Promise{qint64(width) * height, bytes};
+}
+
 }  // namespace
+
+bool isCompressed(mz::ImageReader const& reader) {
+    QString compression = QStringLiteral("none");
+    reader.attribute(QStringLiteral("compression_type"), compression);
+    return compression == QLatin1String("z") || compression == QLatin1String("gz") ||
+           compression == QLatin1String("bz2");
+}
 
 QSize pictureSize(mz::ImageReader const& reader) {
     int width = 0;
@@ -33,30 +60,41 @@ QSize pictureSize(mz::ImageReader const& reader) {
     return QSize(width, height);
 }
 
+StoredFrame storedFrame(mz::ImageReader& reader, unsigned int index) {
+    StoredFrame frame{};
+    const auto bytes = reader.getRawFrame(frame.samples, index);
+    if (!bytes) throw Error(QStringLiteral("there is no frame %1").arg(index));
+    frame.bytes = *bytes;
+    const auto promise = promiseOf(reader);
+    if (promise && !promise->isKeptBy(frame.bytes))
+        throw Error(QStringLiteral("frame %1 is too short: %2 instead of %3 samples of %4 bytes")
+                        .arg(index)
+                        .arg(frame.bytes / promise->bytesOfEach)
+                        .arg(promise->samples)
+                        .arg(promise->bytesOfEach));
+    return frame;
+}
+
 GreyFrame greyFrame(mz::ImageReader& reader, unsigned int index) {
-    const QSize size = pictureSize(reader);
+    pictureSize(reader);
     GreyFrame frame{nullptr, sampleBits(reader)};
     if (reader.dataType() == QLatin1String("vec")) {
         if (!reader.getFrame(frame.samples, index))
             throw Error(QStringLiteral("there is no frame %1").arg(index));
         return frame;
     }
-    const auto bytes = reader.getRawFrame(frame.samples, index);
-    if (!bytes) throw Error(QStringLiteral("there is no frame %1").arg(index));
-    if (*bytes < qint64(size.width()) * size.height() * (frame.bits / 8))
-        throw Error(QStringLiteral("frame %1 is too short for a picture of %2 x %3 pixels")
-                        .arg(index)
-                        .arg(size.width())
-                        .arg(size.height()));
+    frame.samples = storedFrame(reader, index).samples;
     return frame;
 }
 
 QImage thumbnailOf(mz::ImageReader& reader, int frame, QSize largest) {
     QImage image;
-    if (!reader.thumbnail(image, largest.width(), largest.height(), frame))
+    if (!reader.thumbnail(image, largest.width(), largest.height(), frame)) {
+        storedFrame(reader, static_cast<unsigned int>(frame));  // which knows more
         throw Error(QStringLiteral("there is no thumbnail of frame %1 of %2")
                         .arg(frame)
                         .arg(reader.getFilename()));
+    }
     if (image.format() == QImage::Format_Indexed8 && image.colorCount() == 0) {
         QList<QRgb> greys(256);
         for (int level = 0; level < 256; ++level)

@@ -11,8 +11,21 @@
 
 namespace examples {
 
+/// Whether each frame is a stream of its own, which always comes out as long as the header says.
+bool isCompressed(mz::ImageReader const& reader);
+
 /// The size of the movie's pictures. Throws Error when the movie does not say.
 QSize pictureSize(mz::ImageReader const& reader);
+
+/// A frame as it is stored, but decoded: pixels, or one sample a fibre where it is vectorized.
+struct StoredFrame {
+    void const* samples;  ///< valid until the reader is asked for the next frame
+    qint64 bytes;         ///< at least what the header promises
+};
+
+/// Frame `index`. An uncompressed frame of a damaged file may be shorter than the header says, and
+/// only its size tells. Throws Error then, and when there is no such frame.
+StoredFrame storedFrame(mz::ImageReader& reader, unsigned int index);
 
 /// A frame's samples as a picture can show them.
 struct GreyFrame {

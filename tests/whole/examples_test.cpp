@@ -1,5 +1,7 @@
 // The example programs that look at movies, copy or change them, and the demonstration.
 
+#include <libDataIO/dataiocommon.h>
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
@@ -9,6 +11,7 @@
 
 #include <tests/support/bytes.h>
 #include <tests/support/examples.h>
+#include <tests/support/moviebytes.h>
 
 namespace mz::test {
 namespace {
@@ -96,6 +99,60 @@ TEST_F(Examples, ExtractTakesARange) {
            {QStringLiteral("--first"), QStringLiteral("2"), QStringLiteral("--last"),
             QStringLiteral("1"), QStringLiteral("m.movie"), QStringLiteral("out")},
            "--last is before --first");
+}
+
+// What a damaged disk or a careless program leaves: a header that promises more than a frame holds.
+TEST_F(Examples, AFrameShorterThanTheHeaderSaysIsRefused) {
+    const QByteArray whole(40 * 30 * 2, 'w');
+    writeFile(path("short.movie"), MovieBytes()
+                                       .size(40, 30)
+                                       .endian(Order::Little)
+                                       .attribute("pixtype", MZ_USHORT)
+                                       .attribute("pixbits", 16)
+                                       .frame(whole)
+                                       .frame(whole.left(20))
+                                       .bytes());
+    const QString movie = QStringLiteral("short.movie");
+    const QString force = QStringLiteral("--force");
+    const char* const tooShort = "frame 1 is too short";
+    refuse(QStringLiteral("extract"), {movie, QStringLiteral("out")}, tooShort);
+    EXPECT_EQ(QDir(path("out")).entryList(QDir::Files).size(), 1);
+    refuse(QStringLiteral("thumbnail"),
+           {QStringLiteral("--frame"), QStringLiteral("1"), movie, QStringLiteral("t.png")},
+           tooShort);
+    refuse(QStringLiteral("inspect"), {QStringLiteral("--digest"), movie}, tooShort);
+    refuse(QStringLiteral("recompress"),
+           {QStringLiteral("--compression"), QStringLiteral("gz"), movie, QStringLiteral("o")},
+           tooShort);
+    refuse(QStringLiteral("recompress"), {movie, QStringLiteral("o")}, tooShort);
+    EXPECT_EQ(files(), QStringList(movie));
+    // What only looks at header and index still tells what is there.
+    EXPECT_TRUE(succeed(QStringLiteral("inspect"), {QStringLiteral("--frames"), movie})
+                    .simplified()
+                    .contains(QStringLiteral(" 1 2432 20 ")));
+}
+
+TEST_F(Examples, AVectorizedFrameShorterThanItsFibersIsRefused) {
+    writeFile(path("short.movie"), MovieBytes()
+                                       .size(40, 30)
+                                       .endian(Order::Little)
+                                       .attribute("pixtype", MZ_USHORT)
+                                       .attribute("pixbits", 16)
+                                       .attribute("data_type", "vec")
+                                       .frame(QByteArray(3 * 2, 'w'))
+                                       .frame(QByteArray(2 * 2, 'w'))
+                                       .fibers({0x10001, 0, 0x20002, 0, 0x30003, 0})
+                                       .bytes());
+    const QString movie = QStringLiteral("short.movie");
+    const char* const tooShort = "frame 1 is too short";
+    // The library itself refuses to make an image of it.
+    refuse(QStringLiteral("extract"), {movie, QStringLiteral("out")}, "Frame size is invalid");
+    refuse(QStringLiteral("thumbnail"),
+           {QStringLiteral("--frame"), QStringLiteral("1"), movie, QStringLiteral("t.png")},
+           tooShort);
+    refuse(QStringLiteral("inspect"), {QStringLiteral("--digest"), movie}, tooShort);
+    refuse(QStringLiteral("recompress"), {movie, QStringLiteral("o")}, tooShort);
+    EXPECT_EQ(files(), QStringList(movie));
 }
 
 TEST_F(Examples, ThumbnailFitsIntoTheSizeAskedFor) {
