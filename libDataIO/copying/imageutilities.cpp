@@ -10,14 +10,14 @@ void ImageUtilities::copyRsqFileAttributes(ImageWriter& writer, QString const& f
 }
 
 AttributeChunk ImageUtilities::attributesOf(QString const& fileName) {
-    const ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
+    const ImageReader reader = ImageReader::withoutService(fileName);
     AttributeChunk attributes = reader.attributeChunk();
     FrameTimer::removeFromAttChunk(attributes);
     return attributes;
 }
 
 std::vector<float> ImageUtilities::fibersOf(QString const& fileName) {
-    const ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
+    const ImageReader reader = ImageReader::withoutService(fileName);
     std::vector<float> fibers;
     reader.getRasterFiberContinuousIndexes(fibers, ImageReader::NoFiberFiltering);
     return fibers;

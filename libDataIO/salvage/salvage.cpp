@@ -33,7 +33,7 @@ bool isDamage(IOFileException const& failure) {
 boost::optional<SalvageReport> soundReport(QString const& fileName) {
     SalvageReport report;
     try {
-        const ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
+        const ImageReader reader = ImageReader::withoutService(fileName);
         report.framesKept = reader.nbFrames();
     } catch (IOFileException const& failure) {
         if (!isDamage(failure)) throw;
@@ -71,7 +71,7 @@ bool isReadable(ImageReader& reader, unsigned int number) {
 /// @return the numbers of the frames that cannot be read
 std::vector<size_t> unreadableFrames(QString const& fileName) {
     std::vector<size_t> unreadable;
-    ImageReader reader(fileName, boost::shared_ptr<IReconstructionService>());
+    ImageReader reader = ImageReader::withoutService(fileName);
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
         if (!isReadable(reader, i)) unreadable.push_back(i);
     }

@@ -8,6 +8,7 @@
 #include <tests/support/movieparser.h>
 #include <tests/support/recordings.h>
 #include <tests/support/scratchfile.h>
+#include <tests/support/watchedservice.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -109,6 +110,22 @@ TEST(CopiedAttributes, AnnounceTheCompressionThatIsSetAfterThem) {
             EXPECT_ANY_THROW(reader.getRawFrame(data, 0));
         }
     }
+}
+
+/// A service may take seconds to prepare itself for a bundle, or refuse it.
+TEST(WhatIsTakenFromAMovie, NeedsNoReconstructionService) {
+    const ScratchFile file;
+    record(file.path(), {none, true});
+    const WatchedService service;
+    ImageUtilities::attributesOf(file.path());
+    EXPECT_EQ(service.uses(), 0);
+    ImageUtilities::fibersOf(file.path());
+    EXPECT_EQ(service.uses(), 0);
+    ImageWriter writer;
+    ImageUtilities::copyRsqFileAttributes(writer, file.path());
+    EXPECT_EQ(service.uses(), 0);
+    const ImageReader reader(file.path());
+    EXPECT_EQ(service.uses(), 2) << "any other reader has a clone, which it prepares";
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <tests/support/damagedfiles.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
+#include <tests/support/watchedservice.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -150,6 +151,20 @@ TEST_F(Salvage, OfARecordingWithoutAFrameGivesAMovieWithoutOne) {
         EXPECT_EQ(soundMovie(damaged()).types(), (std::vector<uint32_t>{6, 5}));
         EXPECT_EQ(ImageReader(damaged()).nbFrames(), 0u);
     }
+}
+
+TEST_F(Salvage, NeedsNoReconstructionService) {
+    recordGood({zlib, true});
+    const WatchedService service;
+    for (QByteArray const& content : {bytes, withoutInfo()}) {
+        writeAnew(damaged(), content);
+        EXPECT_EQ(salvageToOutput().framesKept, 3u);
+        EXPECT_EQ(service.uses(), 0);
+        EXPECT_EQ(salvageInPlace().framesKept, 3u);
+        EXPECT_EQ(service.uses(), 0);
+    }
+    const ImageReader reader(damaged());
+    EXPECT_EQ(service.uses(), 2) << "any other reader has a clone, which it prepares";
 }
 
 TEST_F(Salvage, RefusesWhatIsNoMovie) {
