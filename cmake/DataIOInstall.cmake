@@ -30,7 +30,8 @@ set(DATAIO_PUBLIC_HEADERS
     libDataIO/ireconstructionservice.h
     libDataIO/mmapchunkreader.h
     libDataIO/paldatagenerator.h
-    libDataIO/rsqcompressutil.h)
+    libDataIO/rsqcompressutil.h
+    libDataIO/salvagereport.h)
 
 install(TARGETS DataIO EXPORT DataIOTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 foreach(header IN LISTS DATAIO_PUBLIC_HEADERS)

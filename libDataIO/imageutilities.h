@@ -6,29 +6,13 @@
 #include <libCommon/export.h>
 #include <libDataIO/attributechunk.h>
 #include <libDataIO/imagewriter.h>
+#include <libDataIO/salvagereport.h>
 
 #include <QString>
 
 #include <vector>
 
 namespace mz {
-
-/// Bytes of a damaged file that were not kept.
-struct SalvageGap {
-    qint64 offset;
-    qint64 length;
-    QString why;
-};
-
-/// What salvaging a file has kept and what it has not. Of a file that was not sound, each byte was
-/// either kept or lies in one gap.
-struct SalvageReport {
-    bool wasSound = false;         ///< the file opened as it was; its frames were not looked at
-    unsigned int framesKept = 0;   ///< each has been read back, unless the file was sound
-    qint64 bytesKept = 0;          ///< of whole chunks, framing included
-    qint64 bytesCut = 0;           ///< in place: cut off the file; else: not in the new file
-    std::vector<SalvageGap> gaps;  ///< in ascending order of offset; what was cut is among them
-};
 
 /// Salvaging turns a recording whose info chunk is missing, because the recorder was killed, the
 /// disk filled up or the file was cut, into a movie that opens. Chunks are found by their framing,

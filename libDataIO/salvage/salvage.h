@@ -2,7 +2,12 @@
 
 // Salvages damaged movies, in place or into a copy; see ImageUtilities for what is promised.
 
-#include <libDataIO/imageutilities.h>
+#include <libDataIO/attributechunk.h>
+#include <libDataIO/salvagereport.h>
+
+#include <QString>
+
+#include <vector>
 
 namespace mz {
 

@@ -6,7 +6,7 @@
 #include <libDataIO/salvage/damagedmovie.h>
 #include <libDataIO/filewriter.h>
 #include <libDataIO/salvage/framelist.h>
-#include <libDataIO/imageutilities.h>
+#include <libDataIO/salvagereport.h>
 
 #include <vector>
 
