@@ -5,13 +5,10 @@
 #include <libDataIO/salvage/salvagelog.h>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 
 namespace mz {
-
-Logger* const salvageLogger = Logger::logger(QStringLiteral("dataio.imageutilities"));
 
 namespace {
 
@@ -19,84 +16,90 @@ bool isInfo(ChunkSpan const& chunk) {
     return chunk.type == MZ_CT_INFO;
 }
 
-boost::optional<ChunkInfo> loadedInfo(QByteArray const& payload) {
+std::optional<ChunkInfo> loadedInfo(QByteArray const& payload) {
     ChunkInfo info;
     try {
         info.load(payload.constData(), static_cast<unsigned int>(payload.size()));
     } catch (IOFileException const&) {
-        return boost::none;  // not all of its index is there
+        return std::nullopt;  // not all of its index is there
     }
     return info;
 }
 
+bool hasTraceOfAChunk(ChunkScan const& scan) {
+    const auto beginsChunk = [](ChunkGap const& gap) { return gap.beginsChunk; };
+    return !scan.chunks.empty() || std::any_of(scan.gaps.begin(), scan.gaps.end(), beginsChunk);
+}
+
 }  // namespace
 
-DamagedMovie::DamagedMovie(QString const& fileName) {
+std::optional<ChunkSpan> MovieRemains::wholeInfo() const {
+    if (scan.chunks.empty() || !isInfo(scan.chunks.back())) return std::nullopt;
+    return scan.chunks.back();
+}
+
+DamagedMovie::DamagedMovie(QString const& fileName) : _fileName(fileName) {
     _reader.openFile(fileName);
     const posix::Descriptor file(posix::open(fileName, O_RDONLY));
-    if (file.get() != -1) _scan = scanChunks(file.get());
-    if (_scan.fileSize == -1) {
-        // Not to be taken for an empty file, to which an info chunk could be added.
-        DATAIO_FAIL(IOFileException, salvageLogger, SYSCALL, "IU_S_READ",
-                    withSystemError("Could not read file: "));
-    }
-    const auto beginsChunk = [](ChunkGap const& gap) { return gap.beginsChunk; };
-    if (_scan.chunks.empty() && !_scan.gaps.empty() &&
-        std::none_of(_scan.gaps.begin(), _scan.gaps.end(), beginsChunk)) {
+    if (file.get() == -1) failSalvageRead(errno);
+    _remains.scan = scanChunks(file.get());
+    // A length that nobody tells is not to be taken for that of an empty file, to which an info
+    // chunk could be added.
+    if (_remains.scan.fileSize == -1) failSalvageRead(errno);
+    if (_remains.scan.fileSize > 0 && !hasTraceOfAChunk(_remains.scan)) {
         DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_FORMAT",
                     QStringLiteral("File %1: no chunk found, bad file format.").arg(fileName));
     }
     _loadOwnInfo(file.get());
 }
 
-boost::optional<ChunkSpan> DamagedMovie::wholeInfo() const {
-    if (_scan.chunks.empty() || !isInfo(_scan.chunks.back())) return boost::none;
-    return _scan.chunks.back();
-}
-
-/// What the disk does not give must not be taken for missing.
-QByteArray DamagedMovie::_bytesAt(int fd, qint64 offset, qint64 size) {
-    posix::ReadBytes read = posix::bytesAt(fd, offset, size);
-    if (read.bytes.size() < size && _scan.readError == 0)
-        _scan.readError = read.error != 0 ? read.error : EIO;
-    return read.bytes;
+void DamagedMovie::_loadOwnInfo(int fd) {
+    if (const auto broken = _brokenInfo(fd))
+        _remains.ownInfo = loadedInfo(_infoPayload(fd, *broken));
+    if (const auto whole = _remains.wholeInfo()) {
+        _remains.wholeInfoPayload = _infoPayload(fd, *whole);
+        if (!_remains.ownInfo) _remains.ownInfo = loadedInfo(_remains.wholeInfoPayload);
+    }
 }
 
 /// The info chunk of which the file's last bytes are a part, with the size that it announces.
-boost::optional<ChunkSpan> DamagedMovie::_brokenInfo(int fd) {
-    if (_scan.gaps.empty()) return boost::none;
-    ChunkGap const& gap = _scan.gaps.back();
-    if (gap.end() != _scan.fileSize || gap.length < chunkHeaderSize) return boost::none;
+std::optional<ChunkSpan> DamagedMovie::_brokenInfo(int fd) {
+    ChunkScan const& scan = _remains.scan;
+    if (scan.gaps.empty()) return std::nullopt;
+    ChunkGap const& gap = scan.gaps.back();
+    if (gap.end() != scan.fileSize || gap.length < chunkHeaderSize) return std::nullopt;
     const QByteArray bytes = _bytesAt(fd, gap.offset, chunkHeaderSize);
     ChunkHeaderBytes header{};
     std::copy(bytes.begin(), bytes.end(), header.begin());
     ChunkSpan chunk{gap.offset, 0, 0};
     if (!decodeChunkHeader(header, ChunkStartHeader::_headerStr, chunk.type, chunk.size) ||
         !isInfo(chunk)) {
-        return boost::none;
+        return std::nullopt;
     }
     return chunk;
 }
 
-void DamagedMovie::_loadOwnInfo(int fd) {
-    if (const auto broken = _brokenInfo(fd)) {
-        QByteArray payload = _bytesAt(
-            fd, broken->offset + chunkHeaderSize,
-            std::min<qint64>(broken->size, _scan.fileSize - broken->offset - chunkHeaderSize));
-        // "width=51" may have been "width=512".
-        if (payload.size() < qint64{broken->size}) payload.truncate(payload.lastIndexOf('\n') + 1);
-        _ownInfo = loadedInfo(payload);
-    }
-    if (const auto whole = wholeInfo(); whole && !_ownInfo)
-        _ownInfo = loadedInfo(_bytesAt(fd, whole->offset + chunkHeaderSize, whole->size));
+/// What there is of the payload of an info chunk, in whole lines: "width=51" may have been
+/// "width=512".
+QByteArray DamagedMovie::_infoPayload(int fd, ChunkSpan const& chunk) {
+    const qint64 begin = chunk.offset + chunkHeaderSize;
+    QByteArray payload =
+        _bytesAt(fd, begin, std::min<qint64>(chunk.size, _remains.scan.fileSize - begin));
+    if (payload.size() < qint64{chunk.size}) payload.truncate(payload.lastIndexOf('\n') + 1);
+    return payload;
+}
+
+/// What the disk does not give must not be taken for missing: the scan keeps the reason.
+QByteArray DamagedMovie::_bytesAt(int fd, qint64 offset, qint64 size) {
+    const posix::ReadBytes read = posix::bytesAt(fd, offset, size);
+    if (_remains.scan.readError == 0) _remains.scan.readError = read.error;
+    return read.bytes;
 }
 
 const char* DamagedMovie::payload(ChunkSpan const& chunk) {
-    errno = 0;
     if (!_reader.seek(chunk.offset) || !_reader.nextChunk(chunk.type) ||
         _reader.chunkSize() != chunk.size) {
-        DATAIO_FAIL(IOFileException, salvageLogger, SYSCALL, "IU_S_READ",
-                    withSystemError("Could not read file: "));
+        failSalvageBusy(_fileName);
     }
     return static_cast<const char*>(_reader.data());
 }

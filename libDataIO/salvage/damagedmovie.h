@@ -1,16 +1,32 @@
 #pragma once
 
-// What is left of a movie that does not open: its whole chunks, and what it says of itself if its
-// info chunk is there at least in part.
+// Finds what is left of a movie that does not open: its whole chunks, and what it says of itself if
+// its info chunk is there at least in part.
 
 #include <libDataIO/chunkinfo.h>
 #include <libDataIO/container/chunkscan.h>
 #include <libDataIO/filereader.h>
 
 #include <QByteArray>
-#include <boost/optional.hpp>
+
+#include <optional>
 
 namespace mz {
+
+/// What was found, in plain values.
+struct MovieRemains {
+    ChunkScan scan;
+
+    /// Index and attributes of the info chunk that the file ends with, whole or not; of a torn one,
+    /// the lines that are whole. Empty when there is none, or not all of its index.
+    std::optional<ChunkInfo> ownInfo;
+
+    /// The payload of the whole info chunk, if there is one.
+    QByteArray wholeInfoPayload;
+
+    /// The info chunk, if the last whole chunk is one.
+    std::optional<ChunkSpan> wholeInfo() const;
+};
 
 class DamagedMovie {
 public:
@@ -19,27 +35,21 @@ public:
     ///         cannot be read at all, "IU_S_FORMAT" when it holds bytes but no trace of a chunk
     explicit DamagedMovie(QString const& fileName);
 
-    ChunkScan const& scan() const { return _scan; }
-
-    /// Index and attributes of the info chunk that the file ends with, whole or not. Of a torn one,
-    /// the lines that are whole. Null when there is none, or not all of its index.
-    ChunkInfo const* ownInfo() const { return _ownInfo.get_ptr(); }
-
-    /// The info chunk, if the last whole chunk is one.
-    boost::optional<ChunkSpan> wholeInfo() const;
+    MovieRemains const& remains() const { return _remains; }
 
     /// `chunk.size` bytes, valid until the next payload.
-    /// @throws IOFileException "IU_S_READ" when the chunk is no longer there, "MM_…"
+    /// @throws IOFileException "IU_S_BUSY" when the chunk is no longer there, "MM_…"
     const char* payload(ChunkSpan const& chunk);
 
 private:
     void _loadOwnInfo(int fd);
-    boost::optional<ChunkSpan> _brokenInfo(int fd);
+    std::optional<ChunkSpan> _brokenInfo(int fd);
+    QByteArray _infoPayload(int fd, ChunkSpan const& chunk);
     QByteArray _bytesAt(int fd, qint64 offset, qint64 size);
 
+    QString _fileName;
     FileReader _reader;
-    ChunkScan _scan;
-    boost::optional<ChunkInfo> _ownInfo;
+    MovieRemains _remains;
 };
 
 }  // namespace mz

@@ -6,7 +6,7 @@
 namespace mz {
 
 void FrameList::remove(std::vector<size_t> const& numbers) {
-    std::vector<KeptChunk> leftFrames;
+    std::vector<ChunkSpan> leftFrames;
     std::vector<size_t> leftPlaces;
     for (size_t i = 0; i < frames.size(); ++i) {
         if (std::binary_search(numbers.begin(), numbers.end(), i)) continue;
@@ -18,8 +18,8 @@ void FrameList::remove(std::vector<size_t> const& numbers) {
     isComplete = isComplete && numbers.empty();
 }
 
-boost::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
-                                         std::vector<ChunkRecord> const& index) {
+std::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
+                                       std::vector<ChunkRecord> const& index) {
     FrameList list;
     std::vector<bool> isListed(frames.size(), false);
     for (size_t place = 0; place < index.size(); ++place) {
@@ -33,10 +33,10 @@ boost::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
         const auto number = static_cast<size_t>(frame - frames.begin());
         if (isListed[number]) continue;
         isListed[number] = true;
-        list.frames.push_back({*frame, frame->offset});
+        list.frames.push_back(*frame);
         list.places.push_back(place);
     }
-    if (list.frames.size() < frames.size()) return boost::none;
+    if (list.frames.size() < frames.size()) return std::nullopt;
     list.isComplete = list.frames.size() == index.size();
     return list;
 }
@@ -44,8 +44,7 @@ boost::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
 FrameList framesOfFile(std::vector<ChunkSpan> const& frames, std::vector<qint64> const& holes,
                        size_t recorded) {
     FrameList list;
-    for (ChunkSpan const& frame : frames)
-        list.frames.push_back({frame, frame.offset});
+    list.frames = frames;
     list.places.resize(frames.size());
     std::iota(list.places.begin(), list.places.end(), size_t{0});
     if (recorded <= frames.size() || holes.empty()) return list;
@@ -58,13 +57,17 @@ FrameList framesOfFile(std::vector<ChunkSpan> const& frames, std::vector<qint64>
     return list;
 }
 
+size_t entriesLeft(std::vector<size_t> const& places, size_t count) {
+    return static_cast<size_t>(std::lower_bound(places.begin(), places.end(), count) -
+                               places.begin());
+}
+
 QByteArray entriesAt(std::vector<size_t> const& places, const char* entries, size_t size,
                      size_t entrySize) {
+    const size_t count = entriesLeft(places, size / entrySize);
     QByteArray left;
-    for (const size_t place : places) {
-        if (place >= size / entrySize) break;
-        left.append(entries + place * entrySize, static_cast<qsizetype>(entrySize));
-    }
+    for (size_t i = 0; i < count; ++i)
+        left.append(entries + places[i] * entrySize, static_cast<qsizetype>(entrySize));
     return left;
 }
 

@@ -8,21 +8,15 @@
 #include <libDataIO/container/chunkscan.h>
 
 #include <QByteArray>
-#include <boost/optional.hpp>
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 namespace mz {
 
-/// A whole chunk of the damaged file.
-struct KeptChunk {
-    ChunkSpan original;
-    qint64 offset;  ///< where it stands in the salvaged file
-};
-
 struct FrameList {
-    std::vector<KeptChunk> frames;  ///< in the order of the recording
+    std::vector<ChunkSpan> frames;  ///< in the order of the recording
     std::vector<size_t> places;     ///< of each among the recorded frames, ascending
     bool arePlacesKnown = true;
     bool isComplete = true;  ///< as far as can be told, no frame is missing
@@ -33,8 +27,8 @@ struct FrameList {
 
 /// The frames in the order of the index that the movie had, which may be that of a ring. Empty when
 /// it does not know one of the frames and so describes another file.
-boost::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
-                                         std::vector<ChunkRecord> const& index);
+std::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
+                                       std::vector<ChunkRecord> const& index);
 
 /// The frames in the order of the file.
 /// @param holes offsets of the gaps in which frames may have stood
@@ -43,7 +37,10 @@ boost::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
 FrameList framesOfFile(std::vector<ChunkSpan> const& frames, std::vector<qint64> const& holes,
                        size_t recorded);
 
-/// Those entries of a list parallel to the recorded frames that belong to frames which are left.
+/// How many of the frames at these places have an entry in a list of `count` entries.
+size_t entriesLeft(std::vector<size_t> const& places, size_t count);
+
+/// Their entries, of a list of `size` bytes.
 QByteArray entriesAt(std::vector<size_t> const& places, const char* entries, size_t size,
                      size_t entrySize);
 

@@ -1,92 +1,27 @@
 #include <libDataIO/base/posixfile.h>
 #include <libDataIO/base/samefile.h>
-#include <libDataIO/container/failures.h>
-#include <libDataIO/imagereader.h>
 #include <libDataIO/salvage/salvage.h>
+#include <libDataIO/salvage/salvagedattributes.h>
 #include <libDataIO/salvage/salvagelog.h>
-#include <libDataIO/salvage/salvageplan.h>
+#include <libDataIO/salvage/salvageproof.h>
+#include <libDataIO/salvage/salvagewriting.h>
 
 #include <QFile>
-
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <new>
 
 namespace mz {
 
 namespace {
 
-QString unreadableFrame() {
-    return QStringLiteral("whole chunk, but its frame cannot be decoded");
-}
-
-/// Whether a failure speaks of the file's content and not of the system, which may succeed the next
-/// time. A header that the file's end cuts short counts as a failed read; should it have been one,
-/// nothing worse comes of it than a proof that the movie is sound.
-bool isDamage(IOFileException const& failure) {
-    return failure.origin() == SOFTWARE || failure.code() == QLatin1String("CHB_LDF_READ");
-}
-
-/// The report on a file that opens, empty for one that does not.
-boost::optional<SalvageReport> soundReport(QString const& fileName) {
-    SalvageReport report;
-    try {
-        const ImageReader reader = ImageReader::withoutService(fileName);
-        report.framesKept = reader.nbFrames();
-    } catch (IOFileException const& failure) {
-        if (!isDamage(failure)) throw;
-        return boost::none;
-    }
-    report.wasSound = true;
-    report.bytesKept = QFile(fileName).size();
-    return report;
-}
-
-void moveTo(FileWriter& writer, qint64 offset) {
-    if (!writer.seek(offset)) failSeekBeforeWrite(salvageLogger, DATAIO_HERE);
-}
-
-void cutAt(FileWriter& writer, qint64 offset) {
-    moveTo(writer, offset);
-    writer.truncate();
-}
-
-/// Whether a frame of a file that opens can be read.
-bool isReadable(ImageReader& reader, unsigned int number) {
-    const void* data = nullptr;
-    try {
-        return reader.getRawFrame(data, number).has_value();
-    } catch (BaseException const& failure) {
-        if (failure.origin() != SOFTWARE) throw;  // may be read the next time
-        return false;
-    } catch (std::bad_alloc const&) {
-        throw;
-    } catch (std::exception const&) {
-        return false;  // from the compression library: the stream is damaged
-    }
-}
-
-/// @return the numbers of the frames that cannot be read
-std::vector<size_t> unreadableFrames(QString const& fileName) {
-    std::vector<size_t> unreadable;
-    ImageReader reader = ImageReader::withoutService(fileName);
-    for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
-        if (!isReadable(reader, i)) unreadable.push_back(i);
-    }
-    return unreadable;
-}
-
-/// Writes what the plan says and reads it back, without the frames that cannot be read, until all
-/// can.
-template <class Write>
-void writeAndProve(SalvagePlan& plan, QString const& fileName, Write write) {
+/// Carries the plan out and reads back what came of it, without the frames that cannot be read,
+/// until all can.
+/// @return the plan that was carried out in the end
+template <class CarryOut>
+SalvagePlan provenPlan(SalvagePlan plan, QString const& fileName, CarryOut carryOut) {
     for (;;) {
-        write();
-        const std::vector<size_t> unreadable = unreadableFrames(fileName);
-        if (unreadable.empty()) return;
-        plan.dropFrames(unreadable, unreadableFrame());
+        carryOut(plan);
+        const std::vector<UselessFrame> unreadable = unreadableFrames(fileName);
+        if (unreadable.empty()) return plan;
+        plan = plan.without(unreadable);
         if (plan.frameCount() == 0) {
             DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_FRAMES",
                         QStringLiteral("No frame can be read with the given attributes."));
@@ -94,64 +29,13 @@ void writeAndProve(SalvagePlan& plan, QString const& fileName, Write write) {
     }
 }
 
-[[noreturn]] void failRead() {
-    DATAIO_FAIL(IOFileException, salvageLogger, SYSCALL, "IU_S_READ",
-                withSystemError("Could not read file: "));
-}
-
 /// A disk that fails shows whole chunks as torn ones; a recorder that goes on makes whole ones of
 /// them.
-void checkSteady(DamagedMovie const& movie, FileWriter const& writer, QString const& fileName) {
-    if (movie.scan().readError != 0) {
-        errno = movie.scan().readError;
-        failRead();
-    }
+void checkSteady(MovieRemains const& movie, FileWriter const& writer, QString const& fileName) {
+    if (movie.scan.readError != 0) failSalvageRead(movie.scan.readError);
     const qint64 size = writer.fileSize();
-    if (size == -1) failRead();
-    if (size != movie.scan().fileSize) {
-        DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_BUSY",
-                    QStringLiteral("File %1 changes while it is salvaged.").arg(fileName));
-    }
-}
-
-/// The bytes of a file from an offset on, to be put back should what is written over them fail.
-class Overwritten {
-public:
-    Overwritten(QString const& fileName, qint64 offset, qint64 size)
-        : _fileName(fileName), _offset(offset) {
-        const posix::Descriptor file(posix::open(fileName, O_RDONLY));
-        const posix::ReadBytes read = posix::bytesAt(file.get(), offset, size);
-        _bytes = read.bytes;
-        if (_bytes.size() == size) return;
-        errno = read.error;
-        failRead();
-    }
-
-    void putBack() const {
-        const posix::Descriptor file(posix::open(_fileName, O_WRONLY));
-        if (posix::seek(file.get(), _offset, SEEK_SET) == -1) return;
-        posix::writeAll(file.get(), _bytes.constData(), static_cast<size_t>(_bytes.size()));
-    }
-
-private:
-    QString _fileName;
-    qint64 _offset;
-    QByteArray _bytes;
-};
-
-/// Moves the tail, which has been proven behind the torn chunk, into that one's place.
-void replaceTornChunk(SalvagePlan& plan, FileWriter& writer, QString const& fileName, qint64 at,
-                      qint64 end) {
-    const qint64 tailSize = writer.tell() - end;
-    const Overwritten torn(fileName, at, std::min(tailSize, end - at));
-    try {
-        moveTo(writer, at);
-        plan.writeTail(writer);
-        writer.truncate();
-    } catch (...) {
-        torn.putBack();
-        throw;
-    }
+    if (size == -1) failSalvageRead(errno);
+    if (size != movie.scan.fileSize) failSalvageBusy(fileName);
 }
 
 /// Emptying anything else than a file, or removing it after a failure, would do harm.
@@ -176,6 +60,11 @@ void copyFile(QString const& from, QString const& to) {
     }
 }
 
+SalvagePlan planFor(DamagedMovie& movie, SalvageMode mode, AttributeChunk const& given,
+                    std::vector<float> const& fibers) {
+    return SalvagePlan::of(movie.remains(), mode, salvagedAttributes(movie, given), fibers);
+}
+
 }  // namespace
 
 SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attributes,
@@ -183,25 +72,23 @@ SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attr
     if (const auto sound = soundReport(fileName)) return *sound;
 
     DamagedMovie movie(fileName);
-    SalvagePlan plan(movie, SalvageMode::InPlace, attributes, fibers);
+    SalvagePlan plan = planFor(movie, SalvageMode::InPlace, attributes, fibers);
     FileWriter writer;
     writer.openFile(fileName, FW_APPEND);
-    checkSteady(movie, writer, fileName);
+    checkSteady(movie.remains(), writer, fileName);
 
-    const qint64 end = movie.scan().fileSize;
-    const qint64 soundEnd = movie.scan().soundEnd();
-    bool keepsOwnInfo = false;
+    const qint64 end = movie.remains().scan.fileSize;
+    const qint64 soundEnd = movie.remains().scan.soundEnd();
     try {
         // Behind the torn chunk at first: should the proof fail, the file is as it was.
-        writeAndProve(plan, fileName, [&] {
+        plan = provenPlan(plan, fileName, [&](SalvagePlan const& planned) {
             cutAt(writer, end);
-            plan.writeTail(writer);
+            writeTail(planned, movie, writer);
         });
-        keepsOwnInfo = plan.ownInfoStands();
-        if (keepsOwnInfo) {
+        if (plan.ownInfoStands()) {
             cutAt(writer, soundEnd);
         } else if (soundEnd < end) {
-            replaceTornChunk(plan, writer, fileName, soundEnd, end);
+            replaceTornChunk(plan.withTailAt(soundEnd), movie, writer, fileName);
         }
     } catch (...) {
         try {
@@ -212,7 +99,7 @@ SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attr
         throw;
     }
     writer.closeFile();
-    return plan.report(keepsOwnInfo);
+    return plan.report();
 }
 
 SalvageReport salvageIntoCopy(QString const& damaged, QString const& output,
@@ -224,21 +111,20 @@ SalvageReport salvageIntoCopy(QString const& damaged, QString const& output,
     }
 
     DamagedMovie movie(damaged);
-    SalvagePlan plan(movie, SalvageMode::Copy, attributes, fibers);
+    SalvagePlan plan = planFor(movie, SalvageMode::Copy, attributes, fibers);
     FileWriter writer;
     writer.openFile(output, FW_CREATE);
     try {
-        writeAndProve(plan, output, [&] {
+        plan = provenPlan(plan, output, [&](SalvagePlan const& planned) {
             cutAt(writer, 0);
-            plan.writeChunks(writer);
-            plan.writeTail(writer);
+            writeCopy(planned, movie, writer);
         });
         writer.closeFile();
     } catch (...) {
         QFile::remove(output);
         throw;
     }
-    return plan.report(false);
+    return plan.report();
 }
 
 }  // namespace mz

@@ -1,11 +1,17 @@
 #pragma once
 
-// The logger of the modules that salvage damaged movies.
+// How the modules of the salvage log and fail.
 
 #include <libLog/failure.h>
 
 namespace mz {
 
 extern Logger* const salvageLogger;
+
+/// @param error what errno was after the call that failed
+[[noreturn]] void failSalvageRead(int error);
+
+/// The file is not as it was when its chunks were looked for.
+[[noreturn]] void failSalvageBusy(QString const& fileName);
 
 }  // namespace mz

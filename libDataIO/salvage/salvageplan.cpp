@@ -1,308 +1,204 @@
 #include <libDataIO/base/byteorder.h>
-#include <libDataIO/base/framesize.h>
 #include <libDataIO/container/chunkframing.h>
-#include <libDataIO/dataiocommon.h>
-#include <libDataIO/frametimer.h>
 #include <libDataIO/metadata/attributekeys.h>
 #include <libDataIO/payloads/fibergeometry.h>
-#include <libDataIO/payloads/framecodec.h>
 #include <libDataIO/salvage/salvagelog.h>
 #include <libDataIO/salvage/salvageplan.h>
 
 #include <algorithm>
-#include <limits>
-#include <memory>
-#include <optional>
+#include <utility>
 
 namespace mz {
 
 namespace {
 
-QString tornChunk() {
-    return QStringLiteral("torn chunk at the end of the file");
-}
-QString damagedBytes() {
-    return QStringLiteral("damaged bytes, no whole chunk begins here");
-}
-QString replacedInfo() {
-    return QStringLiteral("info chunk, replaced by a new one");
-}
-QString replacedList() {
-    return QStringLiteral("chunk that is followed by another of its kind");
-}
-QString unaddressable() {
-    return QStringLiteral("beyond what an index can address");
-}
-QString unrelatedList() {
-    return QStringLiteral("times or powers, of which frames cannot be told");
-}
-
-/// Bytes of an image, empty when the header does not tell.
-std::optional<int64_t> imageBytes(AttributeChunk const& attributes) {
-    int width = 0;
-    int height = 0;
-    int bits = 0;
-    if (!attributes.get(QStringLiteral("width"), width) ||
-        !attributes.get(QStringLiteral("height"), height) ||
-        !attributes.get(QStringLiteral("pixbits"), bits)) {
-        return std::nullopt;
-    }
-    return frameBytes(width, height, wholeBytes(bits));
-}
-
-/// Uncompressed bytes of the last frame of which that can be told; 0 when there is none, or nothing
-/// to compare it with.
-unsigned int lastFrameSize(DamagedMovie& movie, AttributeChunk const& attributes) {
-    const std::optional<int64_t> image = imageBytes(attributes);
-    if (!image) return 0;
-    QString name;
-    attributes.get(QStringLiteral("compression_type"), name);
-    const CompressionType::e compression = compressionOfName(name);
-    const auto limit =
-        static_cast<uint64_t>(std::min<int64_t>(*image, std::numeric_limits<int>::max()));
-    auto const& chunks = movie.scan().chunks;
-    for (auto chunk = chunks.rbegin(); chunk != chunks.rend(); ++chunk) {
-        if (chunk->type != MZ_CT_FRAME) continue;
-        if (compression == CompressionType::None) return chunk->size;
-        const auto size = decodedSize(compression, movie.payload(*chunk), chunk->size, limit);
-        if (size) return static_cast<unsigned int>(*size);
-    }
-    return 0;
-}
-
-/// What the movie says of itself goes before what is given. Times given with the attributes would
-/// be those of another movie.
-AttributeChunk attributesFor(DamagedMovie& movie, AttributeChunk given) {
-    AttributeChunk attributes;
-    if (movie.ownInfo() != nullptr) attributes = *movie.ownInfo();
-    FrameTimer::removeFromAttChunk(given);
-    for (auto const& [key, value] : given.attributes())
-        attributes.attributes().emplace(key, value);
-    attributes.attributes().emplace(QStringLiteral("endian"),
-                                    Attribute{QString::number(nativeEndian)});
-    reconcileDataType(attributes, lastFrameSize(movie, attributes));
-    return attributes;
-}
-
-void list(ChunkInfo& info, ChunkSpan const& chunk, qint64 offset) {
-    info[static_cast<int>(chunk.type)].push_back({static_cast<unsigned int>(offset), chunk.size});
-}
-
-qint64 write(FileWriter& writer, unsigned int type, const char* payload, qint64 size) {
-    const qint64 offset = writer.tell();
-    writer.addChunk(type, payload, static_cast<size_t>(size));
-    return offset;
-}
-
-}  // namespace
-
-SalvagePlan::SalvagePlan(DamagedMovie& movie, SalvageMode mode, AttributeChunk const& given,
-                         std::vector<float> const& fibers)
-    : _movie(movie),
-      _mode(mode),
-      _attributes(attributesFor(movie, given)),
-      _fibers(fibers),
-      _trailing({{MZ_CT_FIBERCENTER, boost::none, 0, false, false},
-                 {MZ_CT_FRAMETIMER, boost::none, FrameTimer::rawRecordSize, false, false},
-                 {MZ_CT_LASERPOWER, boost::none, 1, false, false}}) {
-    for (ChunkGap const& gap : movie.scan().gaps)
-        _gaps.push_back({gap.offset, gap.length, gap.isTorn ? tornChunk() : damagedBytes()});
-    _sortChunks();
-    _dropUnrelatedLists();
-}
-
-void SalvagePlan::_sortChunks() {
-    std::vector<ChunkSpan> frames;
-    const boost::optional<ChunkSpan> ownInfo = _movie.wholeInfo();
-    for (ChunkSpan const& chunk : _movie.scan().chunks) {
-        const auto trailing =
-            std::find_if(_trailing.begin(), _trailing.end(),
-                         [&](Trailing const& kind) { return kind.type == chunk.type; });
-        if (_mode == SalvageMode::InPlace && chunk.end() > maxFileSize) {
-            _addGap(chunk, unaddressable());
-        } else if (chunk.type == MZ_CT_FRAME) {
-            frames.push_back(chunk);
-        } else if (trailing != _trailing.end()) {
-            _keepLast(*trailing, chunk);
-        } else if (chunk.type != MZ_CT_INFO) {
-            _others.push_back({chunk, chunk.offset});
-        } else if (!ownInfo || chunk.offset != ownInfo->offset) {
-            _addGap(chunk, replacedInfo());
-        }
-    }
-    _orderFrames(frames);
-}
-
-/// A movie has one chunk of the kind. A second one was made by salvaging it before.
-void SalvagePlan::_keepLast(Trailing& trailing, ChunkSpan const& chunk) {
-    if (trailing.original) _addGap(*trailing.original, replacedList());
-    trailing.original = chunk;
-}
-
-void SalvagePlan::_orderFrames(std::vector<ChunkSpan> const& frames) {
-    boost::optional<FrameList> indexed;
-    if (_movie.ownInfo() != nullptr) {
-        const auto* index = _movie.ownInfo()->find(MZ_CT_FRAME);
-        if (index != nullptr) indexed = framesOfIndex(frames, *index);
-    }
-    _list = indexed ? *indexed : framesOfFile(frames, _holes(), _recordedFrames());
-}
-
-/// Gaps in front of the lists that run parallel to the frames.
-std::vector<qint64> SalvagePlan::_holes() const {
-    qint64 end = _movie.scan().fileSize;
-    for (Trailing const& trailing : _trailing) {
-        if (trailing.original && trailing.entrySize > 0)
-            end = std::min(end, trailing.original->offset);
-    }
-    std::vector<qint64> holes;
-    for (ChunkGap const& gap : _movie.scan().gaps) {
-        if (gap.offset < end) holes.push_back(gap.offset);
-    }
-    return holes;
-}
-
-/// Every frame has a power, though perhaps no time.
-size_t SalvagePlan::_recordedFrames() const {
-    size_t recorded = 0;
-    for (Trailing const& trailing : _trailing) {
-        if (trailing.original && trailing.entrySize > 0)
-            recorded = std::max(recorded, trailing.original->size / trailing.entrySize);
-    }
-    return recorded;
-}
-
-/// No time is better than that of another frame.
-void SalvagePlan::_dropUnrelatedLists() {
-    if (_list.arePlacesKnown) return;
-    for (Trailing& trailing : _trailing) {
-        if (!trailing.original || trailing.entrySize == 0) continue;
-        trailing.isDropped = true;
-        _addGap(*trailing.original, unrelatedList());
-    }
-}
-
-void SalvagePlan::_addGap(ChunkSpan const& chunk, QString const& why) {
-    _gaps.push_back({chunk.offset, chunk.length(), why});
-}
-
-void SalvagePlan::dropFrames(std::vector<size_t> const& numbers, QString const& why) {
-    for (const size_t number : numbers)
-        _addGap(_list.frames[number].original, why);
-    _list.remove(numbers);
-}
-
-void SalvagePlan::writeChunks(FileWriter& writer) {
-    const qint64 end = maxFileSize - _tailSize();
-    const auto copy = [&](KeptChunk& chunk) {
-        chunk.offset =
-            write(writer, chunk.original.type, _movie.payload(chunk.original), chunk.original.size);
-    };
-    std::vector<size_t> tooMany;
-    for (size_t i = 0; i < _list.frames.size(); ++i) {
-        if (writer.tell() + _list.frames[i].original.length() > end) {
-            tooMany.push_back(i);
-        } else {
-            copy(_list.frames[i]);
-        }
-    }
-    dropFrames(tooMany, unaddressable());
-    for (KeptChunk& chunk : _others)
-        copy(chunk);
-}
-
-/// At most what stands behind the frames.
-qint64 SalvagePlan::_tailSize() const {
-    QByteArray text;
-    _attributes.dumpLatin1(text);
-    const size_t chunks = _list.frames.size() + _others.size() + _trailing.size();
-    qint64 size = chunkFramingSize + ChunkIndex::storedSize(static_cast<qint64>(chunks)) +
-                  text.size() + static_cast<qint64>(_fibers.size() * sizeof(uint32_t));
-    for (Trailing const& trailing : _trailing)
-        size += trailing.original ? trailing.original->length() : chunkFramingSize;
-    for (KeptChunk const& other : _others)
-        size += other.original.length();
-    return size;
-}
-
-void SalvagePlan::writeTail(FileWriter& writer) {
-    ChunkInfo info;
-    info.merge(_attributes);
-    for (KeptChunk const& frame : _list.frames)
-        list(info, frame.original, frame.offset);
-    for (KeptChunk const& other : _others)
-        list(info, other.original, other.offset);
-    for (Trailing& trailing : _trailing) {
-        if (trailing.isDropped) continue;
-        const QByteArray payload = _payload(trailing);
-        if (trailing.staysAsItIs && _mode == SalvageMode::InPlace) {
-            list(info, *trailing.original, trailing.original->offset);
-        } else if (trailing.original || !payload.isEmpty()) {
-            const qint64 offset = write(writer, trailing.type, payload.constData(), payload.size());
-            list(info, {0, trailing.type, static_cast<unsigned int>(payload.size())}, offset);
-        }
-    }
-    int size = 0;
-    const std::unique_ptr<char[]> payload(info.save(size));
-    _info = QByteArray(payload.get(), size);
-    write(writer, MZ_CT_INFO, _info.constData(), _info.size());
-}
-
-QByteArray SalvagePlan::_payload(Trailing& trailing) {
-    trailing.staysAsItIs = false;
-    if (!trailing.original) {
-        return trailing.type == MZ_CT_FIBERCENTER ? _givenFibers() : QByteArray();
-    }
-    const unsigned int size = trailing.original->size;
-    const char* payload = _movie.payload(*trailing.original);
-    if (trailing.entrySize > 0 && size % trailing.entrySize == 0 && !_list.isComplete) {
-        QByteArray entries = entriesAt(_list.places, payload, size, trailing.entrySize);
-        if (entries.size() != qint64{size}) return entries;
-    }
-    trailing.staysAsItIs = true;
-    return QByteArray(payload, size);
-}
-
-/// The payload of a fibre-centre chunk for the positions that were given.
-QByteArray SalvagePlan::_givenFibers() const {
-    if (_fibers.empty()) return {};
-    ImageSize size{0, 0};
-    if (!_attributes.get(QStringLiteral("width"), size.width) ||
-        !_attributes.get(QStringLiteral("height"), size.height) || size.width < 1 ||
-        size.height < 1) {
+/// The payload of a fibre-centre chunk for the positions that are given.
+QByteArray fiberPayload(std::vector<float> const& fibers, AttributeChunk const& attributes) {
+    if (fibers.empty()) return {};
+    const std::optional<ImageSize> size = imageSize(attributes);
+    if (!size || !size->isPositive()) {
         DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_SIZE",
                     QStringLiteral("Fibers need a movie with width and height."));
     }
-    std::vector<uint32_t> words = encodeFiberCenters(_fibers, size);
-    int endian = nativeEndian;
-    _attributes.get(QStringLiteral("endian"), endian);
-    if (isOtherByteOrder(endian)) copySwapped32(words.data(), words.data(), words.size());
+    std::vector<uint32_t> words = encodeFiberCenters(fibers, *size);
+    if (isOtherByteOrder(intAttribute(attributes, keys::endian, nativeEndian)))
+        copySwapped32(words.data(), words.data(), words.size());
     return QByteArray(reinterpret_cast<const char*>(words.data()),
                       static_cast<qsizetype>(words.size() * sizeof(uint32_t)));
 }
 
-bool SalvagePlan::ownInfoStands() {
-    const boost::optional<ChunkSpan> own = _movie.wholeInfo();
-    if (!own || own->end() != _movie.scan().soundEnd() || qint64{own->size} != _info.size())
-        return false;
-    return std::equal(_info.begin(), _info.end(), _movie.payload(*own));
+/// The payload of a trailing chunk that the movie has not; empty when nothing was given for it.
+QByteArray suppliedPayload(MZImageChunkType type, std::vector<float> const& fibers,
+                           AttributeChunk const& attributes) {
+    switch (type) {
+        case MZ_CT_FIBERCENTER:
+            return fiberPayload(fibers, attributes);
+        case MZ_CT_FRAMETIMER:
+        case MZ_CT_LASERPOWER:
+            return {};  // they were in the memory of the recorder alone
+        case MZ_CT_INFO:
+            return {};  // made when all others have their places
+        case MZ_CT_FRAME:
+        case MZ_CT_HEADER:
+        case MZ_CT_PALETTE:
+        case MZ_CT_THUMBNAIL:
+        case MZ_CT_INDEX:
+            break;  // no trailing chunks
+    }
+    return {};
 }
 
-SalvageReport SalvagePlan::report(bool keepsOwnInfo) const {
+unsigned int sizeOf(PlannedPayload const& payload) {
+    struct {
+        unsigned int operator()(ChunkSpan const& original) const { return original.size; }
+        unsigned int operator()(LeftEntries const& left) const {
+            return static_cast<unsigned int>(left.places.size() * left.entrySize);
+        }
+        unsigned int operator()(QByteArray const& bytes) const {
+            return static_cast<unsigned int>(bytes.size());
+        }
+    } size;
+    return std::visit(size, payload);
+}
+
+void list(ChunkInfo& info, unsigned int type, qint64 offset, unsigned int size) {
+    info[static_cast<int>(type)].push_back({static_cast<unsigned int>(offset), size});
+}
+
+QByteArray saved(ChunkInfo& info) {
+    int size = 0;
+    const std::unique_ptr<char[]> payload(info.save(size));
+    return QByteArray(payload.get(), size);
+}
+
+}  // namespace
+
+SalvagePlan SalvagePlan::of(MovieRemains const& movie, SalvageMode mode,
+                            AttributeChunk const& attributes, std::vector<float> const& fibers) {
+    SalvageSelection selection = selectChunks(movie, mode);
+    Basis basis{
+        mode, attributes, {}, movie.wholeInfoPayload, movie.scan.fileSize, movie.scan.soundEnd()};
+    for (size_t kind = 0; kind < trailingChunks.size(); ++kind) {
+        if (selection.trailing[kind]) continue;
+        basis.supplied[kind] = suppliedPayload(trailingChunks[kind].type, fibers, attributes);
+    }
+    SalvagePlan plan(std::make_shared<Basis const>(std::move(basis)), std::move(selection),
+                     movie.scan.fileSize);
+    const std::vector<UselessFrame> tooMany = plan._framesBeyondAnyIndex();
+    return tooMany.empty() ? plan : plan.without(tooMany);
+}
+
+SalvagePlan::SalvagePlan(std::shared_ptr<Basis const> basis, SalvageSelection selection,
+                         qint64 tailOffset)
+    : _basis(std::move(basis)), _selection(std::move(selection)) {
+    _placeKept();
+    const bool isEmpty = _kept.empty();
+    const qint64 keptEnd = isEmpty ? 0 : _kept.back().offset + _kept.back().original.length();
+    _planTail(_basis->mode == SalvageMode::Copy ? keptEnd : tailOffset);
+}
+
+SalvagePlan SalvagePlan::without(std::vector<UselessFrame> const& useless) const {
+    return SalvagePlan(_basis, _selection.without(useless), _tail.front().offset);
+}
+
+SalvagePlan SalvagePlan::withTailAt(qint64 offset) const {
+    return SalvagePlan(_basis, _selection, offset);
+}
+
+void SalvagePlan::_placeKept() {
+    qint64 end = 0;
+    const auto place = [&](ChunkSpan const& chunk) {
+        _kept.push_back({chunk, _basis->mode == SalvageMode::Copy ? end : chunk.offset});
+        end += chunk.length();
+    };
+    _kept.reserve(_selection.frames.frames.size() + _selection.others.size());
+    std::for_each(_selection.frames.frames.begin(), _selection.frames.frames.end(), place);
+    std::for_each(_selection.others.begin(), _selection.others.end(), place);
+}
+
+void SalvagePlan::_planTail(qint64 offset) {
+    ChunkInfo info;
+    info.merge(_basis->attributes);
+    for (KeptChunk const& chunk : _kept)
+        list(info, chunk.original.type, chunk.offset, chunk.original.size);
+
+    const auto append = [&](unsigned int type, PlannedPayload payload) {
+        const unsigned int size = sizeOf(payload);
+        list(info, type, offset, size);
+        _tail.push_back({type, offset, size, std::move(payload)});
+        offset += chunkFramingSize + size;
+    };
+    for (size_t kind = 0; kind < trailingChunks.size(); ++kind) {
+        const MZImageChunkType type = trailingChunks[kind].type;
+        std::optional<ChunkSpan> const& original = _selection.trailing[kind];
+        if (type == MZ_CT_INFO) {
+            append(type, saved(info));
+        } else if (original) {
+            PlannedPayload payload = _payloadOf(kind, *original);
+            if (_basis->mode == SalvageMode::InPlace && std::holds_alternative<ChunkSpan>(payload))
+                list(info, type, original->offset, original->size);
+            else
+                append(type, std::move(payload));
+        } else if (QByteArray const& supplied = _basis->supplied[kind]; !supplied.isEmpty()) {
+            append(type, supplied);
+        }
+    }
+}
+
+/// All of it, unless it is a list in which frames have entries that are lost.
+PlannedPayload SalvagePlan::_payloadOf(size_t kind, ChunkSpan const& original) const {
+    const size_t entrySize = trailingChunks[kind].bytesPerFrame;
+    if (entrySize == 0 || original.size % entrySize != 0 || _selection.frames.isComplete)
+        return original;
+    std::vector<size_t> places = _selection.frames.places;
+    const size_t count = original.size / entrySize;
+    places.resize(entriesLeft(places, count));
+    if (places.size() == count) return original;
+    return LeftEntries{original, entrySize, std::move(places)};
+}
+
+/// Frames with which a copy would outgrow its index. Without them the tail is no longer than with.
+std::vector<UselessFrame> SalvagePlan::_framesBeyondAnyIndex() const {
+    std::vector<UselessFrame> tooMany;
+    if (_basis->mode != SalvageMode::Copy) return tooMany;
+    qint64 room = maxFileSize - tailSize();
+    for (ChunkSpan const& other : _selection.others)
+        room -= other.length();
+    for (size_t number = 0; number < frameCount(); ++number) {
+        const qint64 length = _selection.frames.frames[number].length();
+        if (length > room)
+            tooMany.push_back({number, beyondAnyIndex()});
+        else
+            room -= length;
+    }
+    return tooMany;
+}
+
+qint64 SalvagePlan::tailSize() const {
+    return _tail.back().offset + _tail.back().size + chunkFramingSize - _tail.front().offset;
+}
+
+bool SalvagePlan::ownInfoStands() const {
+    std::optional<ChunkSpan> const& own = _selection.trailing.back();
+    return _basis->mode == SalvageMode::InPlace && own && own->end() == _basis->soundEnd &&
+           std::get<QByteArray>(_tail.back().payload) == _basis->ownInfo;
+}
+
+SalvageReport SalvagePlan::report() const {
     SalvageReport report;
-    report.gaps = _gaps;
-    const boost::optional<ChunkSpan> own = _movie.wholeInfo();
-    if (own && !keepsOwnInfo) report.gaps.push_back({own->offset, own->length(), replacedInfo()});
+    report.gaps = _selection.leftOut;
+    std::optional<ChunkSpan> const& own = _selection.trailing.back();
+    if (own && !ownInfoStands())
+        report.gaps.push_back({own->offset, own->length(), replacedInfo()});
     std::sort(report.gaps.begin(), report.gaps.end(),
               [](SalvageGap const& a, SalvageGap const& b) { return a.offset < b.offset; });
 
-    report.framesKept = static_cast<unsigned int>(_list.frames.size());
-    report.bytesKept = _movie.scan().fileSize;
+    report.framesKept = static_cast<unsigned int>(frameCount());
+    report.bytesKept = _basis->fileSize;
     for (SalvageGap const& gap : report.gaps)
         report.bytesKept -= gap.length;
-    report.bytesCut = _mode == SalvageMode::Copy
-                          ? _movie.scan().fileSize - report.bytesKept
-                          : _movie.scan().fileSize - _movie.scan().soundEnd();
+    report.bytesCut = _basis->mode == SalvageMode::Copy ? _basis->fileSize - report.bytesKept
+                                                        : _basis->fileSize - _basis->soundEnd;
     return report;
 }
 

@@ -1,76 +1,98 @@
 #pragma once
 
-// What a salvaged movie is going to hold: which chunks of the damaged one, in which order, and what
-// stands behind the frames.
+// What a salvaged movie is going to be: where each chunk stands that it keeps, and what is written
+// behind the frames. Follows from what was found and given alone, and changes with nothing that is
+// written or read later: what turns out to be of no use makes another plan.
 
-#include <libDataIO/salvage/damagedmovie.h>
-#include <libDataIO/filewriter.h>
-#include <libDataIO/salvage/framelist.h>
-#include <libDataIO/salvagereport.h>
+#include <libDataIO/salvage/salvageselection.h>
 
+#include <QByteArray>
+
+#include <memory>
+#include <variant>
 #include <vector>
 
 namespace mz {
 
-/// Whether chunks stay where they are or are written anew.
-enum class SalvageMode { InPlace, Copy };
+/// A whole chunk of the damaged movie.
+struct KeptChunk {
+    ChunkSpan original;
+    qint64 offset;  ///< where it stands in the salvaged file
+};
+
+/// Those entries of a list parallel to the recorded frames that belong to frames which are left.
+struct LeftEntries {
+    ChunkSpan list;
+    size_t entrySize;
+    std::vector<size_t> places;
+};
+
+/// What is written as a payload: that of a chunk of the damaged movie, a part of one, or new bytes.
+using PlannedPayload = std::variant<ChunkSpan, LeftEntries, QByteArray>;
+
+/// A chunk that is to be written.
+struct PlannedChunk {
+    unsigned int type;
+    qint64 offset;      ///< where it stands in the salvaged file
+    unsigned int size;  ///< of the payload
+    PlannedPayload payload;
+};
 
 class SalvagePlan {
 public:
-    /// @param given attributes for what the movie does not say itself
+    /// @param attributes those of the salvaged movie
     /// @param fibers positions for a movie without fibres; may be empty
-    SalvagePlan(DamagedMovie& movie, SalvageMode mode, AttributeChunk const& given,
-                std::vector<float> const& fibers);
+    /// @throws IOFileException "IU_S_SIZE" when the positions are needed, but not the size of the
+    ///         image in which they lie is known
+    static SalvagePlan of(MovieRemains const& movie, SalvageMode mode,
+                          AttributeChunk const& attributes, std::vector<float> const& fibers);
 
-    size_t frameCount() const { return _list.frames.size(); }
+    /// The plan for the movie less some frames, given in ascending order of their numbers.
+    SalvagePlan without(std::vector<UselessFrame> const& useless) const;
+    /// The plan with its tail from another offset on, for a movie that stays in place.
+    SalvagePlan withTailAt(qint64 offset) const;
 
-    /// Takes frames out, by their numbers in ascending order; they become gaps of the report.
-    void dropFrames(std::vector<size_t> const& numbers, QString const& why);
+    size_t frameCount() const { return _selection.frames.frames.size(); }
 
-    /// Copies the frames to the writer's cursor, and what else there is but fibres, times and
-    /// powers. Frames with which the file would outgrow its index are dropped.
-    void writeChunks(FileWriter& writer);
+    /// The frames in the order of the recording, then what else there is and stands in front of the
+    /// tail. They are copied in this order, or stay.
+    std::vector<KeptChunk> const& kept() const { return _kept; }
 
-    /// Writes fibres, times and powers, as far as they do not stay where they are, and the info
-    /// chunk at the writer's cursor.
-    void writeTail(FileWriter& writer);
+    /// What is written behind all others, gap-free: trailing chunks, as far as they do not stay
+    /// where they are, and the info chunk as the last. In place it begins at the end of the file.
+    std::vector<PlannedChunk> const& tail() const { return _tail; }
+    qint64 tailSize() const;
 
-    /// Whether the movie's own info chunk is whole and says just what writeTail has written.
-    bool ownInfoStands();
+    /// Whether the movie stays in place and ends with an info chunk that says just what the planned
+    /// one does, but for a torn chunk behind it. Nothing need be written then.
+    bool ownInfoStands() const;
 
-    /// @param keepsOwnInfo the movie's own info chunk stays the last chunk
-    SalvageReport report(bool keepsOwnInfo) const;
+    /// What is kept when the plan has been carried out.
+    SalvageReport report() const;
 
 private:
-    /// Fibres, times or powers.
-    struct Trailing {
-        unsigned int type;
-        boost::optional<ChunkSpan> original;
-        size_t entrySize;  ///< of what runs parallel to the frames, 0 for fibres
-        bool isDropped;    ///< nothing of it can be used
-        bool staysAsItIs;  ///< decided when it is written
+    /// What does not differ from plan to plan.
+    struct Basis {
+        SalvageMode mode;
+        AttributeChunk attributes;
+        /// Payloads of the trailing chunks that the movie has not, in the order of trailingChunks.
+        std::array<QByteArray, trailingChunks.size()> supplied;
+        QByteArray ownInfo;
+        qint64 fileSize;
+        qint64 soundEnd;
     };
 
-    void _sortChunks();
-    void _orderFrames(std::vector<ChunkSpan> const& frames);
-    void _keepLast(Trailing& trailing, ChunkSpan const& chunk);
-    std::vector<qint64> _holes() const;
-    size_t _recordedFrames() const;
-    void _dropUnrelatedLists();
-    qint64 _tailSize() const;
-    QByteArray _payload(Trailing& trailing);
-    QByteArray _givenFibers() const;
-    void _addGap(ChunkSpan const& chunk, QString const& why);
+    SalvagePlan(std::shared_ptr<Basis const> basis, SalvageSelection selection, qint64 tailOffset);
 
-    DamagedMovie& _movie;
-    const SalvageMode _mode;
-    AttributeChunk _attributes;
-    const std::vector<float> _fibers;
-    FrameList _list;
-    std::vector<KeptChunk> _others;
-    std::vector<Trailing> _trailing;
-    std::vector<SalvageGap> _gaps;
-    QByteArray _info;  ///< payload of the info chunk last written
+    void _placeKept();
+    void _planTail(qint64 offset);
+    PlannedPayload _payloadOf(size_t kind, ChunkSpan const& original) const;
+    std::vector<UselessFrame> _framesBeyondAnyIndex() const;
+
+    std::shared_ptr<Basis const> _basis;
+    SalvageSelection _selection;
+    std::vector<KeptChunk> _kept;
+    std::vector<PlannedChunk> _tail;
 };
 
 }  // namespace mz

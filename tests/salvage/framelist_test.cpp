@@ -10,8 +10,8 @@ const std::vector<ChunkSpan> frames = {{0, 2, 10}, {100, 2, 10}, {200, 2, 20}};
 
 std::vector<qint64> offsets(FrameList const& list) {
     std::vector<qint64> out;
-    for (KeptChunk const& frame : list.frames)
-        out.push_back(frame.original.offset);
+    for (ChunkSpan const& frame : list.frames)
+        out.push_back(frame.offset);
     return out;
 }
 

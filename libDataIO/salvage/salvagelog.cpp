@@ -1,0 +1,17 @@
+#include <libDataIO/salvage/salvagelog.h>
+
+namespace mz {
+
+Logger* const salvageLogger = Logger::logger(QStringLiteral("dataio.imageutilities"));
+
+void failSalvageRead(int error) {
+    DATAIO_FAIL(IOFileException, salvageLogger, SYSCALL, "IU_S_READ",
+                withSystemError(QStringLiteral("Could not read file: "), error));
+}
+
+void failSalvageBusy(QString const& fileName) {
+    DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_BUSY",
+                QStringLiteral("File %1 changes while it is salvaged.").arg(fileName));
+}
+
+}  // namespace mz

@@ -1,0 +1,63 @@
+#include <libCommon/exceptions.h>
+#include <libDataIO/imagereader.h>
+#include <libDataIO/salvage/salvageproof.h>
+
+#include <QFile>
+
+#include <new>
+
+namespace mz {
+
+namespace {
+
+QString undecodable() {
+    return QStringLiteral("whole chunk, but its frame cannot be decoded");
+}
+
+/// Whether a failure speaks of the file's content and not of the system, which may succeed the next
+/// time. A header that the file's end cuts short counts as a failed read; should it have been one,
+/// nothing worse comes of it than a proof that the movie is sound.
+bool isDamage(IOFileException const& failure) {
+    return failure.origin() == SOFTWARE || failure.code() == QLatin1String("CHB_LDF_READ");
+}
+
+bool isReadable(ImageReader& reader, unsigned int number) {
+    const void* data = nullptr;
+    try {
+        return reader.getRawFrame(data, number).has_value();
+    } catch (BaseException const& failure) {
+        if (failure.origin() != SOFTWARE) throw;  // may be read the next time
+        return false;
+    } catch (std::bad_alloc const&) {
+        throw;
+    } catch (std::exception const&) {
+        return false;  // from the compression library: the stream is damaged
+    }
+}
+
+}  // namespace
+
+std::optional<SalvageReport> soundReport(QString const& fileName) {
+    SalvageReport report;
+    try {
+        const ImageReader reader = ImageReader::withoutService(fileName);
+        report.framesKept = reader.nbFrames();
+    } catch (IOFileException const& failure) {
+        if (!isDamage(failure)) throw;
+        return std::nullopt;
+    }
+    report.wasSound = true;
+    report.bytesKept = QFile(fileName).size();
+    return report;
+}
+
+std::vector<UselessFrame> unreadableFrames(QString const& fileName) {
+    std::vector<UselessFrame> unreadable;
+    ImageReader reader = ImageReader::withoutService(fileName);
+    for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
+        if (!isReadable(reader, i)) unreadable.push_back({i, undecodable()});
+    }
+    return unreadable;
+}
+
+}  // namespace mz

@@ -1,0 +1,21 @@
+#pragma once
+
+// What reading a movie says of it: whether it opens, and which of its frames can be read.
+
+#include <libDataIO/salvage/salvageselection.h>
+#include <libDataIO/salvagereport.h>
+
+#include <optional>
+#include <vector>
+
+namespace mz {
+
+/// The report on a movie that opens as it is, empty for one that does not.
+/// @throws what ImageReader::open throws when that does not tell whether the movie is damaged
+std::optional<SalvageReport> soundReport(QString const& fileName);
+
+/// The frames of a movie that opens and that cannot be read, in ascending order of their numbers.
+/// @throws IOFileException when the system fails, std::bad_alloc
+std::vector<UselessFrame> unreadableFrames(QString const& fileName);
+
+}  // namespace mz

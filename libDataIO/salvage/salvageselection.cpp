@@ -1,0 +1,155 @@
+#include <libDataIO/container/chunkframing.h>
+#include <libDataIO/salvage/salvageselection.h>
+
+#include <algorithm>
+
+namespace mz {
+
+namespace {
+
+QString tornChunk() {
+    return QStringLiteral("torn chunk at the end of the file");
+}
+QString damagedBytes() {
+    return QStringLiteral("damaged bytes, no whole chunk begins here");
+}
+QString replacedList() {
+    return QStringLiteral("chunk that is followed by another of its kind");
+}
+QString unrelatedList() {
+    return QStringLiteral("times or powers, of which frames cannot be told");
+}
+
+class Selector {
+public:
+    Selector(MovieRemains const& movie, SalvageMode mode) : _movie(movie), _mode(mode) {}
+
+    SalvageSelection select() {
+        for (ChunkGap const& gap : _movie.scan.gaps) {
+            _selection.leftOut.push_back(
+                {gap.offset, gap.length, gap.isTorn ? tornChunk() : damagedBytes()});
+        }
+        for (ChunkSpan const& chunk : _movie.scan.chunks)
+            _sort(chunk);
+        _orderFrames();
+        _leaveOutUnrelatedLists();
+        return std::move(_selection);
+    }
+
+private:
+    void _sort(ChunkSpan const& chunk) {
+        if (_mode == SalvageMode::InPlace && chunk.end() > maxFileSize) {
+            _selection.leaveOut(chunk, beyondAnyIndex());
+            return;
+        }
+        switch (roleOfChunk(chunk.type).value_or(ChunkRole::Reserved)) {
+            case ChunkRole::Frame:
+                _frames.push_back(chunk);
+                break;
+            case ChunkRole::Trailing:
+                _keepLast(chunk);
+                break;
+            case ChunkRole::Reserved:
+                _selection.others.push_back(chunk);
+                break;
+        }
+    }
+
+    /// A finished movie has one chunk of each kind; earlier ones were left behind by a salvage, or
+    /// by one that was interrupted. The info chunk is of use as the last chunk alone.
+    void _keepLast(ChunkSpan const& chunk) {
+        if (chunk.type == MZ_CT_INFO && chunk.offset != _movie.scan.chunks.back().offset) {
+            _selection.leaveOut(chunk, replacedInfo());
+            return;
+        }
+        for (size_t kind = 0; kind < trailingChunks.size(); ++kind) {
+            if (trailingChunks[kind].type != chunk.type) continue;
+            std::optional<ChunkSpan>& kept = _selection.trailing[kind];
+            if (kept) _selection.leaveOut(*kept, replacedList());
+            kept = chunk;
+        }
+    }
+
+    void _orderFrames() {
+        std::optional<FrameList> indexed;
+        if (_movie.ownInfo) {
+            auto const* index = _movie.ownInfo->find(MZ_CT_FRAME);
+            if (index != nullptr) indexed = framesOfIndex(_frames, *index);
+        }
+        _selection.frames =
+            indexed ? std::move(*indexed) : framesOfFile(_frames, _holes(), _recordedFrames());
+    }
+
+    /// Gaps in front of the lists that run parallel to the frames.
+    std::vector<qint64> _holes() const {
+        qint64 end = _movie.scan.fileSize;
+        for (size_t kind = 0; kind < trailingChunks.size(); ++kind) {
+            if (_isParallelList(kind)) end = std::min(end, _selection.trailing[kind]->offset);
+        }
+        std::vector<qint64> holes;
+        for (ChunkGap const& gap : _movie.scan.gaps) {
+            if (gap.offset < end) holes.push_back(gap.offset);
+        }
+        return holes;
+    }
+
+    /// As many as the longest list has entries: every frame has a power, but perhaps no time.
+    size_t _recordedFrames() const {
+        size_t recorded = 0;
+        for (size_t kind = 0; kind < trailingChunks.size(); ++kind) {
+            if (!_isParallelList(kind)) continue;
+            recorded = std::max(
+                recorded, _selection.trailing[kind]->size / trailingChunks[kind].bytesPerFrame);
+        }
+        return recorded;
+    }
+
+    /// A frame without a time is better than one with the time of another frame.
+    void _leaveOutUnrelatedLists() {
+        if (_selection.frames.arePlacesKnown) return;
+        for (size_t kind = 0; kind < trailingChunks.size(); ++kind) {
+            if (!_isParallelList(kind)) continue;
+            _selection.leaveOut(*_selection.trailing[kind], unrelatedList());
+            _selection.trailing[kind].reset();
+        }
+    }
+
+    bool _isParallelList(size_t kind) const {
+        return trailingChunks[kind].bytesPerFrame > 0 && _selection.trailing[kind].has_value();
+    }
+
+    MovieRemains const& _movie;
+    SalvageMode _mode;
+    SalvageSelection _selection;
+    std::vector<ChunkSpan> _frames;
+};
+
+}  // namespace
+
+QString beyondAnyIndex() {
+    return QStringLiteral("beyond what an index can address");
+}
+QString replacedInfo() {
+    return QStringLiteral("info chunk, replaced by a new one");
+}
+
+void SalvageSelection::leaveOut(ChunkSpan const& chunk, QString const& why) {
+    leftOut.push_back({chunk.offset, chunk.length(), why});
+}
+
+SalvageSelection SalvageSelection::without(std::vector<UselessFrame> const& useless) const {
+    SalvageSelection selection = *this;
+    std::vector<size_t> numbers;
+    for (UselessFrame const& frame : useless) {
+        selection.leaveOut(frames.frames[frame.number], frame.why);
+        numbers.push_back(frame.number);
+    }
+    selection.frames.remove(numbers);
+    return selection;
+}
+
+SalvageSelection selectChunks(MovieRemains const& movie, SalvageMode mode) {
+    return Selector(movie, mode).select();
+}
+
+}  // namespace mz

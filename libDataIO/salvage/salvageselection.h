@@ -1,0 +1,49 @@
+#pragma once
+
+// Which whole chunks of a damaged movie the salvaged one keeps, in which order its frames come, and
+// why it does not keep the rest.
+
+#include <libDataIO/metadata/trailingchunks.h>
+#include <libDataIO/salvage/damagedmovie.h>
+#include <libDataIO/salvage/framelist.h>
+#include <libDataIO/salvagereport.h>
+
+#include <array>
+#include <optional>
+#include <vector>
+
+namespace mz {
+
+/// Whether chunks stay where they are or are written anew.
+enum class SalvageMode { InPlace, Copy };
+
+/// A frame whose chunk is whole and that nevertheless cannot be kept.
+struct UselessFrame {
+    size_t number;
+    QString why;
+};
+
+struct SalvageSelection {
+    FrameList frames;
+
+    /// The one chunk of each kind, if there is one, in the order of trailingChunks; as info chunk
+    /// only the last whole chunk of the file.
+    std::array<std::optional<ChunkSpan>, trailingChunks.size()> trailing;
+
+    std::vector<ChunkSpan> others;
+    std::vector<SalvageGap> leftOut;  ///< in no order
+
+    void leaveOut(ChunkSpan const& chunk, QString const& why);
+
+    /// The selection less some frames, given in ascending order of their numbers.
+    SalvageSelection without(std::vector<UselessFrame> const& useless) const;
+};
+
+SalvageSelection selectChunks(MovieRemains const& movie, SalvageMode mode);
+
+/// Why a chunk that is beyond `maxFileSize` is not kept.
+QString beyondAnyIndex();
+/// Why an info chunk is not kept.
+QString replacedInfo();
+
+}  // namespace mz
