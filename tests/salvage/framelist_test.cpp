@@ -68,6 +68,13 @@ TEST(FrameList, RemovesFramesWithTheirPlaces) {
     EXPECT_FALSE(list.isComplete);
 }
 
+TEST(EntriesLeft, AreThoseThatTheListReaches) {
+    EXPECT_EQ(entriesLeft({0, 2, 3}, 4), 3u);
+    EXPECT_EQ(entriesLeft({0, 2, 3}, 3), 2u);
+    EXPECT_EQ(entriesLeft({1, 2}, 1), 0u);
+    EXPECT_EQ(entriesLeft({}, 5), 0u);
+}
+
 TEST(EntriesAt, AreThoseOfTheFramesThatAreLeft) {
     EXPECT_EQ(entriesAt({0, 2}, "aabbcc", 6, 2), "aacc");
     EXPECT_EQ(entriesAt({1, 3}, "aabbcc", 6, 2), "bb");
