@@ -34,6 +34,8 @@ namespace mz {
 /// "endian" 2 is added when absent and "data_type" adjusted to the frames, as in a recording. Times
 /// among the attributes given are not taken over.
 ///
+/// No operation here asks a reconstruction service, not even the class-wide prototype.
+///
 /// The file must not be in use. Salvaging reads all of it, and takes memory in proportion to its
 /// number of chunks and damaged places, at most a few times the file's size, beside one frame.
 ///
@@ -42,7 +44,7 @@ namespace mz {
 ///   "IU_S_FRAMES"  there are frames, but none can be read with these attributes
 ///   "IU_S_SIZE"    fibre positions are given, but no positive width and height
 ///   "IU_S_SAME"    both names are the same file
-///   "IU_S_BUSY"    the file has grown or shrunk meanwhile
+///   "IU_S_BUSY"    the file has changed meanwhile
 ///   "IU_S_READ"    SYSCALL: the file, or in place any byte looked at, cannot be read
 ///   "IU_S_OUTPUT"  FILESYSTEM: the output exists and is no regular file
 ///   "IU_S_COPY"    FILESYSTEM: a sound file could not be copied
@@ -77,7 +79,8 @@ public:
 
     /// Writes what can be salvaged into a new file without gaps, the damaged one staying as it is.
     /// A file that opens is copied as it is. Frames that no longer fit below 4 GiB are left out. An
-    /// existing `output` is overwritten; after a failure on the way there is none.
+    /// existing `output` is overwritten as soon as it is clear what to write: after an earlier
+    /// failure it is as it was, after a later one there is none.
     static SalvageReport salvageTo(QString const& damaged, QString const& output,
                                    AttributeChunk const& attributes,
                                    std::vector<float> const& fibers = {});

@@ -8,6 +8,8 @@
 
 #include <QFile>
 
+#include <utility>
+
 namespace mz {
 
 namespace {
@@ -81,7 +83,7 @@ SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attr
     const qint64 soundEnd = movie.remains().scan.soundEnd();
     try {
         // Behind the torn chunk at first: should the proof fail, the file is as it was.
-        plan = provenPlan(plan, fileName, [&](SalvagePlan const& planned) {
+        plan = provenPlan(std::move(plan), fileName, [&](SalvagePlan const& planned) {
             cutAt(writer, end);
             writeTail(planned, movie, writer);
         });
@@ -115,7 +117,7 @@ SalvageReport salvageIntoCopy(QString const& damaged, QString const& output,
     FileWriter writer;
     writer.openFile(output, FW_CREATE);
     try {
-        plan = provenPlan(plan, output, [&](SalvagePlan const& planned) {
+        plan = provenPlan(std::move(plan), output, [&](SalvagePlan const& planned) {
             cutAt(writer, 0);
             writeCopy(planned, movie, writer);
         });

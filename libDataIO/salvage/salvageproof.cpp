@@ -15,8 +15,8 @@ QString undecodable() {
 }
 
 /// Whether a failure speaks of the file's content and not of the system, which may succeed the next
-/// time. A header that the file's end cuts short counts as a failed read; should it have been one,
-/// nothing worse comes of it than a proof that the movie is sound.
+/// time. A header that the file's end cuts short is reported as a failed read as well. Should it
+/// have been one indeed, a sound movie is salvaged, which loses nothing.
 bool isDamage(IOFileException const& failure) {
     return failure.origin() == SOFTWARE || failure.code() == QLatin1String("CHB_LDF_READ");
 }

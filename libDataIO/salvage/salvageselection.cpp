@@ -55,8 +55,8 @@ private:
         }
     }
 
-    /// A finished movie has one chunk of each kind; earlier ones were left behind by a salvage, or
-    /// by one that was interrupted. The info chunk is of use as the last chunk alone.
+    /// A finished movie has one chunk of each kind. Where there are two, a salvage has written the
+    /// later one. An info chunk that others follow describes what the file was before them.
     void _keepLast(ChunkSpan const& chunk) {
         if (chunk.type == MZ_CT_INFO && chunk.offset != _movie.scan.chunks.back().offset) {
             _selection.leaveOut(chunk, replacedInfo());

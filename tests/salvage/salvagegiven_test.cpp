@@ -126,6 +126,18 @@ TEST_F(SalvageGiven, NeedsFibersForCompressedVectorizedFrames) {
     EXPECT_EQ(readFile(damaged()), killed);
 }
 
+TEST_F(SalvageGiven, LeavesAnOlderOutputAloneUntilItIsClearWhatToWrite) {
+    recordGood({});
+    attributes.erase(QStringLiteral("width"));
+    const QByteArray withoutFibers = bytes.left(static_cast<qsizetype>(endOf(frameChunk(2))));
+    for (QByteArray const& content : {QByteArray("no movie"), withoutFibers}) {
+        writeFile(damaged(), content);
+        writeFile(output(), "older");
+        EXPECT_THROW(salvageToOutput(), IOFileException);
+        EXPECT_EQ(readFile(output()), "older");
+    }
+}
+
 TEST_F(SalvageGiven, KeepsTheFibersThatTheFileHas) {
     recordGood({});
     fibers = {1.0F, 1.0F};
