@@ -1,0 +1,115 @@
+// What is found in a damaged movie, before anything is decided.
+
+#include <libDataIO/salvage/damagedmovie.h>
+#include <libDataIO/salvage/salvagedattributes.h>
+
+#include <gtest/gtest.h>
+
+#include <tests/support/expectfailure.h>
+#include <tests/support/scratchfile.h>
+
+using namespace mz;
+using namespace mz::test;
+
+namespace {
+
+QByteArray frames() {
+    return chunk(2, "first frame") + chunk(2, "second frame");
+}
+
+/// An info chunk's payload that lists the two frames, the second one first.
+QByteArray infoPayload(QByteArray const& text) {
+    return le32(2) + indexRecord(2, 43, 12) + indexRecord(2, 0, 11) + text;
+}
+
+/// The attributes, one a line; "none" when the movie says nothing of itself.
+std::string textOf(DamagedMovie const& movie) {
+    if (!movie.remains().ownInfo) return "none";
+    QString text;
+    movie.remains().ownInfo->dump(text);
+    return text.toStdString();
+}
+
+TEST(DamagedMovie, GivesThePayloadsOfItsWholeChunks) {
+    const ScratchFile file("some bytes" + frames() + startHeader(2, 100) + "torn");
+    DamagedMovie movie(file.path());
+    auto const& chunks = movie.remains().scan.chunks;
+    ASSERT_EQ(chunks.size(), 2u);
+    EXPECT_EQ(QByteArray(movie.payload(chunks[1]), 12), "second frame");
+    EXPECT_EQ(QByteArray(movie.payload(chunks[0]), 11), "first frame");
+    EXPECT_FALSE(movie.remains().wholeInfo());
+    EXPECT_TRUE(movie.remains().wholeInfoPayload.isEmpty());
+    EXPECT_EQ(textOf(movie), "none");
+}
+
+TEST(DamagedMovie, SaysWhatItsInfoChunkSaysEvenATornOne) {
+    const QByteArray payload = infoPayload("comment=whole\nwidth=512\n");
+    const QByteArray torn = startHeader(5, 100) + infoPayload("comment=torn\nwidth=51");
+    const QByteArray tooTorn = startHeader(5, 100) + infoPayload({}).left(20);
+    struct Case {
+        QByteArray bytes;
+        bool hasWholeInfo;
+        std::string text;
+    };
+    for (Case const& c : {Case{chunk(5, payload), true, "comment=whole\nwidth=512\n"},
+                          Case{torn, false, "comment=torn\n"}, Case{tooTorn, false, "none"},
+                          Case{chunk(5, payload) + torn, true, "comment=torn\n"},
+                          Case{chunk(5, payload) + tooTorn, true, "comment=whole\nwidth=512\n"},
+                          Case{chunk(5, payload) + chunk(2, "later"), false, "none"}}) {
+        SCOPED_TRACE(c.bytes.toPercentEncoding().toStdString());
+        const LogCapture quiet;
+        const ScratchFile file(frames() + c.bytes);
+        const DamagedMovie movie(file.path());
+        EXPECT_EQ(movie.remains().wholeInfo().has_value(), c.hasWholeInfo);
+        EXPECT_EQ(movie.remains().wholeInfoPayload, c.hasWholeInfo ? payload : QByteArray());
+        EXPECT_EQ(textOf(movie), c.text);
+        if (c.text == "none") continue;
+        auto const* index = movie.remains().ownInfo->find(2);
+        ASSERT_NE(index, nullptr);
+        ASSERT_EQ(index->size(), 2u);
+        EXPECT_EQ(index->front().offset, 43u);
+    }
+}
+
+TEST(DamagedMovie, NoticesThatItsFileChanges) {
+    const ScratchFile file(frames());
+    DamagedMovie movie(file.path());
+    const ChunkSpan second = movie.remains().scan.chunks[1];
+    const Failure failure{"dataio.imageutilities", SOFTWARE, "IU_S_BUSY",
+                          "File " + file.path() + " changes while it is salvaged."};
+    for (QByteArray const& now : {startHeader(7, 12), startHeader(2, 11)}) {
+        file.put(second.offset, now);
+        expectFailure<IOFileException>(failure, [&] { movie.payload(second); });
+    }
+    file.resize(second.offset);
+    expectFailure<IOFileException>(failure, [&] { movie.payload(second); });
+}
+
+TEST(SalvagedAttributes, AreTheMoviesOwnBeforeThoseGiven) {
+    const ScratchFile file(frames() + startHeader(5, 100) +
+                           infoPayload("comment=own\nwidth=3\nheight=2\npixbits=16\n"));
+    DamagedMovie movie(file.path());
+    AttributeChunk given;
+    given.set(QStringLiteral("comment"), QStringLiteral("given"));
+    given.set(QStringLiteral("frame_timer"), 1);
+    given.set(QStringLiteral("frame_timer_n0_sec"), 5);
+    given.set(QStringLiteral("zoom"), 2);
+    QString text;
+    salvagedAttributes(movie, given).dump(text);
+    EXPECT_EQ(text.toStdString(), "comment=own\nendian=2\nheight=2\npixbits=16\nwidth=3\nzoom=2\n");
+}
+
+TEST(SalvagedAttributes, FitTheLastFrame) {
+    const ScratchFile file(chunk(2, "second frame") + chunk(2, "samples"));
+    DamagedMovie movie(file.path());
+    AttributeChunk given;
+    given.set(QStringLiteral("data_type"), QStringLiteral("imp"));
+    given.set(QStringLiteral("width"), 3);
+    given.set(QStringLiteral("height"), 2);
+    given.set(QStringLiteral("pixbits"), 16);
+    QString type;
+    ASSERT_TRUE(salvagedAttributes(movie, given).get(QStringLiteral("data_type"), type));
+    EXPECT_EQ(type.toStdString(), "vec");
+}
+
+}  // namespace
