@@ -42,8 +42,8 @@ class SalvagePlan {
 public:
     /// @param attributes those of the salvaged movie
     /// @param fibers positions for a movie without fibres; may be empty
-    /// @throws IOFileException "IU_S_SIZE" when the positions are needed, but not the size of the
-    ///         image in which they lie is known
+    /// @throws IOFileException "IU_S_SIZE" when these positions are needed, but the attributes do
+    ///         not tell the size of the image in which they lie
     static SalvagePlan of(MovieRemains const& movie, SalvageMode mode,
                           AttributeChunk const& attributes, std::vector<float> const& fibers);
 
@@ -54,17 +54,17 @@ public:
 
     size_t frameCount() const { return _selection.frames.frames.size(); }
 
-    /// The frames in the order of the recording, then what else there is and stands in front of the
-    /// tail. They are copied in this order, or stay.
+    /// The frames in the order of the recording, then the chunks that are neither frames nor
+    /// trailing ones. They stay, or are copied in this order.
     std::vector<KeptChunk> const& kept() const { return _kept; }
 
-    /// What is written behind all others, gap-free: trailing chunks, as far as they do not stay
-    /// where they are, and the info chunk as the last. In place it begins at the end of the file.
+    /// What is written behind them without gaps: the trailing chunks that do not stay where they
+    /// are, the info chunk last. In place it begins at the end of the file, unless it was moved.
     std::vector<PlannedChunk> const& tail() const { return _tail; }
     qint64 tailSize() const;
 
-    /// Whether the movie stays in place and ends with an info chunk that says just what the planned
-    /// one does, but for a torn chunk behind it. Nothing need be written then.
+    /// Whether the movie stays in place and its last chunk, but for a torn one, is an info chunk
+    /// that says just what the planned one does. Nothing need be written then.
     bool ownInfoStands() const;
 
     /// What is kept when the plan has been carried out.

@@ -17,7 +17,7 @@ namespace mz {
 /// Whether chunks stay where they are or are written anew.
 enum class SalvageMode { InPlace, Copy };
 
-/// A frame whose chunk is whole and that nevertheless cannot be kept.
+/// A frame whose chunk is whole and which cannot be kept nevertheless.
 struct UselessFrame {
     size_t number;
     QString why;
@@ -30,8 +30,8 @@ struct SalvageSelection {
     /// only the last whole chunk of the file.
     std::array<std::optional<ChunkSpan>, trailingChunks.size()> trailing;
 
-    std::vector<ChunkSpan> others;
-    std::vector<SalvageGap> leftOut;  ///< in no order
+    std::vector<ChunkSpan> others;    ///< of types that nobody is known to write; kept as they are
+    std::vector<SalvageGap> leftOut;  ///< all other bytes of the file, in no order
 
     void leaveOut(ChunkSpan const& chunk, QString const& why);
 
