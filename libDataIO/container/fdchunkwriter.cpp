@@ -92,13 +92,14 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, size_t size) {
     if (!fits(_offset, size)) failPayloadWrite(EFBIG, DATAIO_HERE);
 
     const auto chunkSize = static_cast<qint64>(size) + chunkFramingSize;
+    _soundLength = lengthBefore;  // a thread that is cancelled in the middle leaves a torn chunk
     const qint64 written = writeChunk(_fd, type, data, size);
     if (written < chunkSize) {
         const int reason = errno;
-        _soundLength = lengthBefore;
         _removeTornChunk();
         failWriteAfter(written, static_cast<qint64>(size), reason, DATAIO_HERE);
     }
+    _soundLength = -1;
     const auto offset = static_cast<unsigned int>(_offset);
     _offset += chunkSize;
     return static_cast<int>(offset);

@@ -9,6 +9,7 @@
 #include <sys/mman.h>
 
 #include <tests/support/addchunk.h>
+#include <tests/support/cancelled.h>
 #include <tests/support/expectfailure.h>
 #include <tests/support/faultlayer.h>
 #include <tests/support/scratchfile.h>
@@ -131,6 +132,30 @@ TEST_F(ShortWrites, OfAHeaderAreCompletedToo) {
                                        [&] { ChunkStartHeader(2, 3).writeFD(fd); });
         ::close(fd);
     });
+}
+
+TEST_F(ShortWrites, WhatACancelledThreadWroteOfAChunkIsCutByTheNextCall) {
+    for (const bool atOnce : {true, false}) {
+        FDChunkWriter writer;
+        FaultLayer layer(file.path(), {torn(20, ECANCELED)});
+        EXPECT_TRUE(isCancelled([&] {
+            layer.during([&] {
+                writer.fileDes(file.open());
+                EXPECT_TRUE(writer.seekEnd());
+                add(writer, 2, hundred);
+                ADD_FAILURE() << "not cancelled";
+            });
+        }));
+        EXPECT_EQ(file.size(), 56);
+        EXPECT_EQ(writer.tell(), 36u);
+        if (!atOnce) {
+            EXPECT_TRUE(writer.seekEnd());
+            EXPECT_EQ(file.bytes(), sound);
+        }
+        EXPECT_EQ(add(writer, 5, "i"), 36);
+        EXPECT_EQ(file.bytes(), sound + chunk(5, "i"));
+        file.resize(36);
+    }
 }
 
 /// The system moves at most 0x7ffff000 bytes in a call. The null device takes them without looking.

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -46,6 +47,14 @@ bool isOurs(const char* path) {
     return state.active && std::strcmp(path, state.path) == 0;
 }
 
+void fail(int error) {
+    if (error == ECANCELED) {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    }
+    errno = error;
+}
+
 /// Counts a call for the file; the fault that strikes it, or null.
 const Fault* strike(Call call) {
     const int number = ++countOf(call);
@@ -55,13 +64,13 @@ const Fault* strike(Call call) {
         if (number == fault.position + fault.times && fault.effect.next != 0) {
             static Fault reason{};
             reason.effect.error = fault.effect.next;
-            errno = fault.effect.next;
+            fail(fault.effect.next);
             return &reason;
         }
         if (number >= fault.position + fault.times) continue;
         if (fault.onlyAfterAnother && state.hits == 0) continue;
         ++state.hits;
-        errno = fault.effect.error;
+        fail(fault.effect.error);
         return &fault;
     }
     return nullptr;

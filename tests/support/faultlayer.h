@@ -20,7 +20,8 @@ constexpr Call allCalls[] = {Call::Open,     Call::Close, Call::Read, Call::Writ
 const char* nameOf(Call call);
 
 /// How a call goes wrong: with an error and no other effect than that a close has closed, or, for
-/// error 0, by moving fewer bytes than asked for.
+/// error 0, by moving fewer bytes than asked for. With ECANCELED the calling thread is cancelled,
+/// as it may be in a write.
 struct Effect {
     int error;
     int bytes;  ///< of a short call; half: that part of them
