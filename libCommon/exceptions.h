@@ -40,8 +40,8 @@ public:
     BaseException& operator=(BaseException const&) = default;
     ~BaseException() noexcept override;
 
-    // Message and code may be literals of the library, which a copy of the text shares: whoever
-    // unloads the library keeps none of them, nor the exception, whose type goes with it.
+    // A message may be a literal of the library, which copies of it share: whoever unloads the
+    // library keeps none of them, nor an exception, whose type goes with it.
     QString const& message() const { return _msg; }
     LogOrigin origin() const { return _origin; }
     QString const& code() const { return _code; }

@@ -13,8 +13,8 @@
 namespace mz {
 
 /// One log record: a plain value that may be copied and kept as long as the library is loaded. The
-/// texts of the location are the library's, and so may be code and message, whose copies share the
-/// text: for longer than that, keep copies of their characters.
+/// texts of the location are the library's, and so may be the message, whose copies share its text:
+/// whoever keeps it longer copies the characters. The code is a text of the record's own.
 struct LogRecord {
     LogLevel::Level level;
     LogOrigin origin;
