@@ -1,7 +1,8 @@
 #pragma once
 
-// For destructors that close files. Closing is a place where the system may cancel a thread, and an
-// unwinding that begins in a destructor ends the process.
+// For what must be done whole, destructors above all: reading, writing and closing a file are
+// places where the system may cancel a thread, and an unwinding that begins in a destructor ends
+// the process.
 
 #include <pthread.h>
 

@@ -1,3 +1,4 @@
+#include <libDataIO/base/nocancellation.h>
 #include <libDataIO/base/posixfile.h>
 
 #include <QFile>
@@ -31,8 +32,15 @@ int withPath(QString const& path, Call call) {
         errno = ENOENT;
         return -1;
     }
-    const QByteArray name = QFile::encodeName(path);
-    return untilNotInterrupted([&] { return call(name.constData()); });
+    int result = -1;
+    int error = 0;
+    {
+        const QByteArray name = QFile::encodeName(path);
+        result = untilNotInterrupted([&] { return call(name.constData()); });
+        error = errno;
+    }
+    errno = error;  // whatever giving the name's memory back has left there
+    return result;
 }
 
 /// @param read reads up to so many bytes to a place, as many bytes behind the first as are done
@@ -58,6 +66,7 @@ int open(QString const& path, int flags) {
 }
 
 int close(int fd) {
+    const NoCancellation closing;
     // Never made again: after an interruption the descriptor is closed as well, and its number may
     // already be another file's.
     const int result = ::close(fd);

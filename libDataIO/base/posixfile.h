@@ -5,8 +5,6 @@
 // fail because the application has a timer. Results and errno are the system's; after a success
 // errno may be that of an interrupted call and says nothing. Not installed.
 
-#include <libDataIO/base/nocancellation.h>
-
 #include <QByteArray>
 #include <QString>
 
@@ -20,7 +18,8 @@ namespace mz::posix {
 
 /// Not inherited by child processes. A file that is created belongs to its owner alone.
 int open(QString const& path, int flags);
-/// Closes a descriptor, which is gone whatever the result.
+/// Closes a descriptor, which is gone whatever the result. No thread is cancelled in it: who closes
+/// could not know whether the number is another file's by then, and destructors close.
 int close(int fd);
 int status(QString const& path, struct stat& result);
 
@@ -66,7 +65,6 @@ public:
     Descriptor(Descriptor const&) = delete;
     Descriptor& operator=(Descriptor const&) = delete;
     ~Descriptor() {
-        const NoCancellation closing;
         if (_fd != -1) close(_fd);
     }
     int get() const { return _fd; }

@@ -1,3 +1,4 @@
+#include <libDataIO/base/nocancellation.h>
 #include <libDataIO/base/posixfile.h>
 #include <libDataIO/chunkheader.h>
 #include <libDataIO/container/chunkframing.h>
@@ -70,7 +71,7 @@ FDChunkWriter::FDChunkWriter() = default;
 
 FDChunkWriter::~FDChunkWriter() {
     if (_fd == -1) return;
-    const NoCancellation closing;
+    const NoCancellation destroying;
     _removeTornChunk();
     posix::close(_fd);
 }

@@ -24,7 +24,6 @@ QString unreadable() {
 MMapChunkReader::MMapChunkReader() : _mapping(std::make_unique<FileMapping>()) {}
 
 MMapChunkReader::~MMapChunkReader() {
-    const NoCancellation closing;
     if (_fd != -1) posix::close(_fd);
 }
 

@@ -81,6 +81,23 @@ TEST(Cancellation, TheOwnersOfReaderAndWriterAreDestroyed) {
     EXPECT_TRUE(isBehind);
 }
 
+TEST(Cancellation, DoesNotLeaveAFileHalfClosed) {
+    const ScratchFile file;
+    const int fd = file.open();
+    FDChunkWriter writer;
+    writer.fileDes(fd);
+    bool isBehind = false;
+    EXPECT_TRUE(isCancelled([&] {
+        pthread_cancel(pthread_self());
+        writer.closeFile();
+        isBehind = true;
+        pthread_testcancel();
+    }));
+    EXPECT_TRUE(isBehind);
+    EXPECT_FALSE(writer.openned());
+    EXPECT_FALSE(isOpen(fd));
+}
+
 TEST(Cancellation, PassesThroughACallThatWrites) {
     const ScratchFile file;
     FDChunkWriter writer;
