@@ -200,7 +200,7 @@ void MovieRecording::_appendTrailingChunk(MZImageChunkType type) {
     _seekEnd();
     const int offset =
         _addChunk(type, payload->constData(), static_cast<std::size_t>(payload->size()));
-    _contents.info[type] = {
+    _contents.info[static_cast<int>(type)] = {
         {static_cast<unsigned int>(offset), static_cast<unsigned int>(payload->size())}};
     if (type == MZ_CT_FRAMETIMER) attributes().set(keys::utcOffset, localOffsetFromUtc());
 }
@@ -208,7 +208,7 @@ void MovieRecording::_appendTrailingChunk(MZImageChunkType type) {
 /// Takes back what a failed close() has appended, so that the next one writes each chunk once.
 void MovieRecording::_dropTrailingChunks(qint64 endOfFrames) {
     for (TrailingChunk const& chunk : trailingChunks)
-        _contents.info.removeAll(chunk.type);
+        _contents.info.removeAll(static_cast<int>(chunk.type));
     _fileEnd = endOfFrames;
     try {
         if (_writer.seekEnd() && _writer.tell() > endOfFrames && _writer.seek(endOfFrames)) {

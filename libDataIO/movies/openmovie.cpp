@@ -75,7 +75,7 @@ bool OpenMovie::hasOtherByteOrder() const {
 }
 
 bool OpenMovie::goTo(MZImageChunkType type, unsigned int n) {
-    const std::vector<ChunkRecord>* records = _info.find(type);
+    const std::vector<ChunkRecord>* records = _info.find(static_cast<int>(type));
     if (records == nullptr) return false;
     if (records->size() < n) {
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_RC_BOUND",
