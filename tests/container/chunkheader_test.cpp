@@ -10,9 +10,9 @@
 #include <type_traits>
 
 #include <tests/support/expectfailure.h>
+#include <tests/support/faultlayer.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
-#include <tests/support/systemfaults.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -198,7 +198,7 @@ TEST_F(ChunkHeader, AShortWriteIsFollowedByOneThatGivesTheReason) {
 TEST_F(ChunkHeader, InterruptedCallsAreMadeAgain) {
     fd = file.open();
     {
-        const FailingCalls interrupted(Call::Writev, EINTR, 0, 3);
+        const FailingCalls interrupted(Call::Write, EINTR, 0, 3);
         EXPECT_TRUE(ChunkStartHeader(2, 1000).writeFD(fd));
         EXPECT_EQ(interrupted.hits(), 3);
     }

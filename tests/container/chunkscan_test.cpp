@@ -4,8 +4,8 @@
 
 #include <chrono>
 
+#include <tests/support/faultlayer.h>
 #include <tests/support/scratchfile.h>
-#include <tests/support/systemfaults.h>
 
 using namespace mz;
 using namespace mz::test;

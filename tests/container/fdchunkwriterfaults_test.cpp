@@ -7,9 +7,9 @@
 
 #include <tests/support/addchunk.h>
 #include <tests/support/expectfailure.h>
+#include <tests/support/faultlayer.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
-#include <tests/support/systemfaults.h>
 #include <tests/support/translated.h>
 
 using namespace mz;
@@ -227,7 +227,7 @@ TEST_F(FailingWriter, ATranslatorDoesNotChangeTheReason) {
 TEST_F(FailingWriter, InterruptedCallsAreMadeAgain) {
     openOver(sound);
     {
-        const FailingCalls interrupted(Call::Writev, EINTR, 0, 3);
+        const FailingCalls interrupted(Call::Write, EINTR, 0, 3);
         EXPECT_EQ(add(*writer, 2, "bb"), 36);
         EXPECT_EQ(interrupted.hits(), 3);
     }

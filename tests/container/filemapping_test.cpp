@@ -5,11 +5,12 @@
 
 #include <cstring>
 #include <limits>
+#include <memory>
 
 #include <tests/support/expectfailure.h>
+#include <tests/support/faultlayer.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
-#include <tests/support/systemfaults.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -283,16 +284,14 @@ TEST_F(Mapping, AFileThatHasGrownIsReadThoughItsOldMappingStays) {
 }
 
 TEST_F(Mapping, TheDestructorIsSilent) {
-    LogCapture log;
-    {
-        MMapChunkReader other;
-        other.fileDes(file.open(O_RDONLY));
-        file.put(0, chunk(2, "aaaa"));
-        ASSERT_TRUE(other.nextChunk(2));
-        faultState = {Call::Close, EIO, 0, 1, 0};
-    }
-    EXPECT_EQ(faultState.hits, 1);
-    faultState = {};
+    const LogCapture log;
+    auto other = std::make_unique<MMapChunkReader>();
+    other->fileDes(file.open(O_RDONLY));
+    file.put(0, chunk(2, "aaaa"));
+    ASSERT_TRUE(other->nextChunk(2));
+    const FailingCalls failing(Call::Close, EIO);
+    other.reset();
+    EXPECT_EQ(failing.hits(), 1);
     EXPECT_TRUE(log.records().empty());
 }
 

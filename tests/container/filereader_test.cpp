@@ -8,9 +8,9 @@
 #include <type_traits>
 
 #include <tests/support/expectfailure.h>
+#include <tests/support/faultlayer.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
-#include <tests/support/systemfaults.h>
 
 using namespace mz;
 using namespace mz::test;

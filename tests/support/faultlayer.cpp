@@ -24,6 +24,7 @@ constexpr int maxDescriptors = 1024;
 /// Plain storage: calls arrive before and after the objects of the program live.
 struct State {
     bool active;
+    bool everyFile;
     char path[512];
     std::array<bool, maxDescriptors> ours;
     std::array<void*, 16> maps;
@@ -40,11 +41,19 @@ int& countOf(Call call) {
 }
 
 bool isOurs(int fd) {
-    return state.active && fd >= 0 && fd < maxDescriptors && state.ours[static_cast<size_t>(fd)];
+    return state.active && fd >= 0 && fd < maxDescriptors &&
+           (state.everyFile || state.ours[static_cast<size_t>(fd)]);
 }
 
 bool isOurs(const char* path) {
-    return state.active && std::strcmp(path, state.path) == 0;
+    return state.active && (state.everyFile || std::strcmp(path, state.path) == 0);
+}
+
+/// The place of a mapping of the file in the list of them; null for other memory.
+void** ourMap(const void* start) {
+    if (!state.active || start == nullptr) return nullptr;
+    const auto found = std::find(state.maps.begin(), state.maps.end(), start);
+    return found != state.maps.end() ? &*found : nullptr;
 }
 
 void fail(int error) {
@@ -78,6 +87,21 @@ const Fault* strike(Call call) {
 
 const Fault* strike(Call call, int fd) {
     return isOurs(fd) ? strike(call) : nullptr;
+}
+
+/// Whether a call for the memory at `start` is to fail.
+bool strikesMemory(Call call, const void* start) {
+    const bool ours = state.active && (state.everyFile || ourMap(start) != nullptr);
+    return ours && strike(call) != nullptr;
+}
+
+void begin(std::vector<Fault> const& faults) {
+    state.counts = {};
+    state.ours = {};
+    state.maps = {};
+    state.hits = 0;
+    state.faultCount = faults.size();
+    std::copy(faults.begin(), faults.end(), state.faults.begin());
 }
 
 void note(int fd, bool ours) {
@@ -138,7 +162,7 @@ int opened(int directory, const char* path, int flags, unsigned mode) {
 
 const char* nameOf(Call call) {
     constexpr const char* names[] = {"open",     "close", "read", "write", "seek",
-                                     "truncate", "stat",  "map",  "unmap"};
+                                     "truncate", "stat",  "map",  "unmap", "advise"};
     return names[static_cast<size_t>(call)];
 }
 
@@ -159,13 +183,8 @@ std::string Fault::text() const {
     return std::string(nameOf(call)) + " " + std::to_string(position) + ": " + how + then;
 }
 
-FaultLayer::FaultLayer(QString const& path, std::vector<Fault> faults) {
-    state.counts = {};
-    state.ours = {};
-    state.maps = {};
-    state.hits = 0;
-    state.faultCount = faults.size();
-    std::copy(faults.begin(), faults.end(), state.faults.begin());
+FaultLayer::FaultLayer(QString const& path, std::vector<Fault> const& faults) {
+    begin(faults);
     const QByteArray name = path.toLocal8Bit();
     std::memset(state.path, 0, sizeof state.path);
     std::memcpy(state.path, name.constData(),
@@ -194,6 +213,22 @@ void FaultLayer::lift() {
 
 int FaultLayer::calls(Call call) const {
     return countOf(call);
+}
+
+FailingCalls::FailingCalls(Call call, int error, int skip, int times) {
+    begin({{call, skip + 1, {error, 0}, times}});
+    state.everyFile = true;
+    state.active = true;
+}
+
+FailingCalls::~FailingCalls() {
+    state.active = false;
+    state.everyFile = false;
+    state.faultCount = 0;
+}
+
+int FailingCalls::hits() const {
+    return state.hits;
 }
 
 void setClock(long seconds) {
@@ -296,20 +331,20 @@ DATAIO_TEST_CALL void* mmap(void* start, size_t length, int protection, int flag
     if (ours && strike(Call::Map) != nullptr) return MAP_FAILED;
     const long address = syscall(SYS_mmap, start, length, protection, flags, fd, offset);
     auto* const mapped = reinterpret_cast<void*>(address);
-    if (ours && mapped != MAP_FAILED)
+    if (ours && !state.everyFile && mapped != MAP_FAILED)
         *std::find(state.maps.begin(), state.maps.end(), nullptr) = mapped;
     return mapped;
 }
 
 DATAIO_TEST_CALL int munmap(void* start, size_t length) noexcept {
-    if (state.active) {
-        const auto found = std::find(state.maps.begin(), state.maps.end(), start);
-        if (start != nullptr && found != state.maps.end()) {
-            if (strike(Call::Unmap) != nullptr) return -1;
-            *found = nullptr;
-        }
-    }
+    if (strikesMemory(Call::Unmap, start)) return -1;
+    if (void** place = ourMap(start)) *place = nullptr;
     return static_cast<int>(syscall(SYS_munmap, start, length));
+}
+
+DATAIO_TEST_CALL int madvise(void* start, size_t length, int advice) noexcept {
+    if (strikesMemory(Call::Advise, start)) return -1;
+    return static_cast<int>(syscall(SYS_madvise, start, length, advice));
 }
 
 DATAIO_TEST_CALL int gettimeofday(struct timeval* time, void* /*zone*/) noexcept {

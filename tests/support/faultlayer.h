@@ -1,9 +1,9 @@
 #pragma once
 
-// Stands between the library and the system: the calls of one file are counted, and chosen ones
-// fail. faultlayer.cpp defines these calls in the test program, whose symbols a shared library
-// calls in place of the C library's, so that the product needs no hook. Calls for other files pass
-// through: Qt and the test runner make them too.
+// Stands between the library and the system: calls are counted, and chosen ones fail.
+// faultlayer.cpp defines these calls in the test program. The library's objects in that program
+// call them, and so does a shared library, which finds the program's symbols before the C
+// library's: the product needs no hook.
 
 #include <QString>
 
@@ -14,9 +14,9 @@
 
 namespace mz::test {
 
-enum class Call { Open, Close, Read, Write, Seek, Truncate, Stat, Map, Unmap };
+enum class Call { Open, Close, Read, Write, Seek, Truncate, Stat, Map, Unmap, Advise };
 constexpr Call allCalls[] = {Call::Open,     Call::Close, Call::Read, Call::Write, Call::Seek,
-                             Call::Truncate, Call::Stat,  Call::Map,  Call::Unmap};
+                             Call::Truncate, Call::Stat,  Call::Map,  Call::Unmap, Call::Advise};
 const char* nameOf(Call call);
 
 /// How a call goes wrong: with an error and no other effect than that a close has closed, or, for
@@ -47,10 +47,10 @@ struct Fault {
 };
 
 /// Counts the calls for one file and lets the faults happen, during the actions that it is given.
-/// Only one at a time.
+/// Calls for other files pass through: Qt and the test runner make them too. Only one at a time.
 class FaultLayer {
 public:
-    explicit FaultLayer(QString const& path, std::vector<Fault> faults = {});
+    explicit FaultLayer(QString const& path, std::vector<Fault> const& faults = {});
     FaultLayer(FaultLayer const&) = delete;
     FaultLayer& operator=(FaultLayer const&) = delete;
     ~FaultLayer();
@@ -75,6 +75,20 @@ private:
         Watch& operator=(Watch const&) = delete;
         ~Watch();
     };
+};
+
+/// While it lives, `times` calls of one kind fail, for whatever file, after `skip` that succeed.
+/// For modules that are given a descriptor. Only one at a time, and none together with a
+/// FaultLayer.
+class FailingCalls {
+public:
+    FailingCalls(Call call, int error, int skip = 0, int times = 1);
+    FailingCalls(FailingCalls const&) = delete;
+    FailingCalls& operator=(FailingCalls const&) = delete;
+    ~FailingCalls();
+
+    /// Calls that failed so far.
+    int hits() const;
 };
 
 /// For setClock: nothing but an error.
