@@ -3,28 +3,16 @@
 #include <libDataIO/frametimer.h>
 #include <libDataIO/paldatagenerator.h>
 
-#include <algorithm>
-
 #include <fuzz/operations.h>
 #include <fuzz/support/checks.h>
+#include <tests/support/attributetext.h>
 
 namespace mz::fuzz {
 
+using test::haveSameEntries;
+using test::parsed;
+
 namespace {
-
-bool haveSameEntries(AttributeChunk const& a, AttributeChunk const& b) {
-    return a.attributes().size() == b.attributes().size() &&
-           std::equal(a.attributes().begin(), a.attributes().end(), b.attributes().begin(),
-                      [](auto const& one, auto const& other) {
-                          return one.first == other.first && one.second._val == other.second._val;
-                      });
-}
-
-AttributeChunk parsed(QString const& text) {
-    AttributeChunk attributes;
-    attributes.parse(text);
-    return attributes;
-}
 
 AttributeChunk parsedLatin1(QByteArray const& text) {
     AttributeChunk attributes;

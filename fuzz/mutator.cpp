@@ -10,7 +10,7 @@
 #include <random>
 
 #include <fuzz/support/input.h>
-#include <fuzz/support/moviebytes.h>
+#include <fuzz/support/movieparts.h>
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
 

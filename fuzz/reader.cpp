@@ -10,25 +10,17 @@
 #include <fuzz/support/checks.h>
 #include <fuzz/support/input.h>
 #include <fuzz/support/memoryfile.h>
-#include <fuzz/support/service.h>
+#include <fuzz/support/touchingservice.h>
+#include <tests/support/touch.h>
 
 namespace mz::fuzz {
+
+using test::touch;
 
 namespace {
 
 constexpr unsigned int mostFrames = 8;
 constexpr int noFilteringMode = 6;
-
-volatile unsigned char touched = 0;
-
-/// Looks at every byte, so that a pointer to too few of them is noticed.
-void touch(void const* data, size_t size) {
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    unsigned char sum = touched;
-    for (size_t i = 0; i < size; ++i)
-        sum = static_cast<unsigned char>(sum ^ bytes[i]);
-    touched = sum;
-}
 
 void readHeader(ImageReader& reader) {
     int number = 0;

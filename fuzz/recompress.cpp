@@ -8,7 +8,7 @@
 #include <fuzz/support/checks.h>
 #include <fuzz/support/input.h>
 #include <fuzz/support/memoryfile.h>
-#include <fuzz/support/service.h>
+#include <fuzz/support/touchingservice.h>
 
 namespace mz::fuzz {
 

@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include <tests/support/expectfailure.h>
+#include <tests/support/failures.h>
 #include <tests/support/faultlayer.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
@@ -22,7 +23,6 @@ namespace {
 static_assert(std::is_abstract_v<ChunkHeaderBase>);
 static_assert(std::has_virtual_destructor_v<ChunkHeaderBase>);
 
-const QString unparsable = QStringLiteral("Cannot read chunk header, file may be corrupted.");
 const char* const readPrefix = "Could not read chunk header data: ";
 const char* const writePrefix = "Could not write chunk start header: ";
 
@@ -141,9 +141,7 @@ TEST_F(ChunkHeader, EachFixedByteIsComparedAndNoOther) {
         if (at >= 6 && at < 14) {
             EXPECT_TRUE(header.loadFD(damagedFd, 0)) << at;
         } else {
-            expectFailure<IOFileException>(
-                {"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE", unparsable},
-                [&] { header.loadFD(damagedFd, 0); });
+            expectFailure<IOFileException>(damagedHeader(), [&] { header.loadFD(damagedFd, 0); });
             EXPECT_EQ(header.type(), 11u) << at;
             EXPECT_EQ(header.size(), 22u) << at;
         }
@@ -153,7 +151,7 @@ TEST_F(ChunkHeader, EachFixedByteIsComparedAndNoOther) {
 
 TEST_F(ChunkHeader, TheOtherKindDoesNotParse) {
     fill(chunk(2, {}));
-    const Failure expected{"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE", unparsable};
+    const Failure expected = damagedHeader();
     expectFailure<IOFileException>(expected, [&] { ChunkEndHeader().loadFD(fd, 0); });
     expectFailure<IOFileException>(expected, [&] { ChunkStartHeader().loadFD(fd, 16); });
 }

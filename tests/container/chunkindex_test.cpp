@@ -10,6 +10,8 @@
 
 #include <tests/support/bytes.h>
 #include <tests/support/expectfailure.h>
+#include <tests/support/failures.h>
+#include <tests/support/savedindex.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -19,24 +21,9 @@ namespace {
 static_assert(std::is_aggregate_v<ChunkRecord>);
 static_assert(std::has_virtual_destructor_v<ChunkIndex>);
 
-QByteArray saved(ChunkIndex& index) {
-    int len = -1;
-    char* bytes = index.save(len);
-    const QByteArray copy(bytes, len);
-    delete[] bytes;
-    return copy;
-}
-
-int load(ChunkIndex& index, QByteArray const& bytes) {
-    return index.load(bytes.constData(), static_cast<unsigned int>(bytes.size()));
-}
-
-const Failure tooSmall{"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK",
-                       QStringLiteral("Cannot read header index, chunk too small.")};
-
 void expectTooSmall(ChunkIndex& index, QByteArray const& bytes) {
     const QByteArray before = saved(index);
-    expectFailure<IOFileException>(tooSmall, [&] { load(index, bytes); });
+    expectFailure<IOFileException>(indexTooSmall(), [&] { load(index, bytes); });
     EXPECT_EQ(saved(index), before) << "the index was changed";
 }
 
@@ -120,7 +107,7 @@ TEST(ChunkIndex, PayloadsShorterThanTheirRecordsFail) {
 
 TEST(ChunkIndex, ANullPayloadFails) {
     ChunkIndex index;
-    expectFailure<IOFileException>(tooSmall, [&] { index.load(nullptr, 0); });
+    expectFailure<IOFileException>(indexTooSmall(), [&] { index.load(nullptr, 0); });
 }
 
 TEST(ChunkIndex, NegativeAndAbsurdCountsFail) {

@@ -10,6 +10,7 @@
 
 #include <tests/support/addchunk.h>
 #include <tests/support/expectfailure.h>
+#include <tests/support/failures.h>
 #include <tests/support/scratchfile.h>
 #include <tests/support/translated.h>
 
@@ -30,9 +31,6 @@ Failure outside(const char* code) {
     return {"dataio.fdchunkwriter", SOFTWARE, code,
             QStringLiteral("Chunk exceeds file, file may be corrupted.")};
 }
-
-const Failure unparsable{"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE",
-                         QStringLiteral("Cannot read chunk header, file may be corrupted.")};
 
 class Writer : public testing::Test {
 protected:
@@ -100,7 +98,7 @@ TEST_F(Writer, ForwardStepStopsInFrontOfTheEndHeader) {
     ASSERT_TRUE(writer.nextChunk(2));
     EXPECT_EQ(payload(writer), "aaaa");
     EXPECT_EQ(writer.tell(), 20u);
-    expectFailure<IOFileException>(unparsable, [&] { writer.nextChunk(2); });
+    expectFailure<IOFileException>(damagedHeader(), [&] { writer.nextChunk(2); });
     EXPECT_EQ(writer.tell(), 20u);
     ASSERT_TRUE(writer.seek(36));
     ASSERT_TRUE(writer.nextChunk(2));
@@ -219,7 +217,7 @@ TEST_F(Writer, SeekPrevInAFileOfOneChunkStaysAtTheEnd) {
 TEST_F(Writer, SeekPrevPassesHeaderFailuresOn) {
     openOver(chunk(2, "aaaa") + QByteArray("no header here, but long enough"));
     ASSERT_TRUE(writer.seekEnd());
-    expectFailure<IOFileException>(unparsable, [&] { writer.seekPrev(); });
+    expectFailure<IOFileException>(damagedHeader(), [&] { writer.seekPrev(); });
     EXPECT_EQ(writer.tell(), 67u);
 }
 

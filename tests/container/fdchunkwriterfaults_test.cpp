@@ -7,6 +7,7 @@
 
 #include <tests/support/addchunk.h>
 #include <tests/support/expectfailure.h>
+#include <tests/support/failures.h>
 #include <tests/support/faultlayer.h>
 #include <tests/support/limits.h>
 #include <tests/support/scratchfile.h>
@@ -25,11 +26,6 @@ Failure writerFailure(const char* code, const char* prefix, int error) {
 
 Failure payloadWrite(int error) {
     return writerFailure("FDCW_AC_WRITE", "Could not write all data: ", error);
-}
-
-Failure headerWrite(int error) {
-    return {"dataio.chunkheader", SYSCALL, "CHB_WFD_WRITE",
-            systemError("Could not write chunk start header: ", error)};
 }
 
 const Failure cannotSeek{"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_SEEK",

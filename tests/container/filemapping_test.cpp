@@ -10,6 +10,7 @@
 #include <tests/support/expectfailure.h>
 #include <tests/support/faultlayer.h>
 #include <tests/support/limits.h>
+#include <tests/support/processmemory.h>
 #include <tests/support/scratchfile.h>
 
 using namespace mz;
@@ -43,18 +44,6 @@ protected:
     MMapChunkReader reader;
 };
 
-/// Pages of files that count as the process's own, in bytes.
-qint64 residentFilePages() {
-    std::FILE* status = std::fopen("/proc/self/status", "r");
-    char line[256];
-    long kilobytes = -1;
-    while (std::fgets(line, sizeof line, status) != nullptr) {
-        if (std::sscanf(line, "RssFile: %ld kB", &kilobytes) == 1) break;
-    }
-    std::fclose(status);
-    return qint64{kilobytes} * 1024;
-}
-
 /// How many mappings of a file the process has.
 int mappingsOf(QString const& path) {
     const QByteArray maps = readFile(QStringLiteral("/proc/self/maps"));
@@ -78,12 +67,12 @@ TEST_F(Mapping, PagesThatWereLookedAtAreGivenBack) {
         end = putSparseChunk(file, end, 2, size);
     reader.fileDes(file.open(O_RDONLY));
 
-    const qint64 before = residentFilePages();
+    const qint64 before = processMemory("RssFile");
     qint64 most = 0;
     for (int i = 0; i < chunks; ++i) {
         ASSERT_TRUE(reader.nextChunk(2));
         look(reader);
-        most = std::max(most, residentFilePages() - before);
+        most = std::max(most, processMemory("RssFile") - before);
     }
     EXPECT_LE(most, 66 * mebibyte);
     EXPECT_GE(most, 50 * mebibyte) << "nothing was kept from chunk to chunk";
@@ -92,13 +81,13 @@ TEST_F(Mapping, PagesThatWereLookedAtAreGivenBack) {
     for (int i = 0; i < chunks; ++i) {
         ASSERT_TRUE(reader.prevChunk(2));
         look(reader);
-        EXPECT_LE(residentFilePages() - before, 66 * mebibyte);
+        EXPECT_LE(processMemory("RssFile") - before, 66 * mebibyte);
     }
     for (int i = 0; i < chunks; ++i) {
         ASSERT_TRUE(reader.seek(0));
         ASSERT_TRUE(reader.nextChunk(2));
         look(reader);
-        EXPECT_LE(residentFilePages() - before, 66 * mebibyte);
+        EXPECT_LE(processMemory("RssFile") - before, 66 * mebibyte);
     }
 }
 

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include <tests/support/expectfailure.h>
+#include <tests/support/failures.h>
 #include <tests/support/scratchfile.h>
 
 using namespace mz;
@@ -179,8 +180,7 @@ TEST_F(MappedReader, SeekTakesIntUnsignedAndWideOffsetsWithoutLookingAtThem) {
 
 TEST_F(MappedReader, AnOffsetThatIsNoBoundaryDoesNotParse) {
     openOver(chunk(2, "aaaa") + chunk(5, "bb"));
-    const Failure expected{"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE",
-                           QStringLiteral("Cannot read chunk header, file may be corrupted.")};
+    const Failure expected = damagedHeader();
     ASSERT_TRUE(reader.nextChunk(2));
     reader.seek(1);
     expectFailure<IOFileException>(expected, [&] { reader.nextChunk(2); });

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/attributetext.h>
 #include <tests/support/expectfailure.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/movieparser.h>
@@ -30,18 +31,10 @@ ScratchFile otherMovie() {
                            .bytes());
 }
 
-QString valueOf(AttributeChunk const& attributes, const char* key) {
-    QString value;
-    attributes.get(QString::fromLatin1(key), value);
-    return value;
-}
-
 TEST(AttributesOf, AreThoseOfTheMovieWithoutItsTimes) {
     const ScratchFile other = otherMovie();
     const AttributeChunk attributes = ImageUtilities::attributesOf(other.path());
-    QString text;
-    attributes.dump(text);
-    EXPECT_EQ(text.toStdString(),
+    EXPECT_EQ(dumped(attributes),
               "comment=taken over\ncompression_type=gz\nendian=1\nheight=8\n"
               "utc_offset_seconds=3600\nwidth=16\n");
 }

@@ -7,33 +7,17 @@
 #include <string>
 #include <type_traits>
 
+#include <tests/support/attributetext.h>
+
 using namespace mz;
+using namespace mz::test;
 
 namespace {
-
-AttributeChunk parsed(QString const& text) {
-    AttributeChunk chunk;
-    chunk.parse(text);
-    return chunk;
-}
-
-std::string dumped(AttributeChunk const& chunk) {
-    QString text;
-    chunk.dump(text);
-    return text.toStdString();
-}
 
 std::string text(AttributeChunk const& chunk, const char* key) {
     QString value = QStringLiteral("(absent)");
     chunk.get(QString::fromLatin1(key), value);
     return value.toStdString();
-}
-
-bool equal(AttributeChunk const& a, AttributeChunk const& b) {
-    return std::equal(a.attributes().begin(), a.attributes().end(), b.attributes().begin(),
-                      b.attributes().end(), [](auto const& x, auto const& y) {
-                          return x.first == y.first && x.second._val == y.second._val;
-                      });
 }
 
 const QString key = QStringLiteral("key");
@@ -169,7 +153,7 @@ TEST(AttributeText, OfRandomBytesReadsAlikeFromBytesAndFromText) {
         AttributeChunk fromBytes;
         fromBytes.parseLatin1(bytes.constData(), bytes.size());
         const AttributeChunk fromText = parsed(QString::fromLatin1(bytes));
-        ASSERT_TRUE(equal(fromBytes, fromText)) << bytes.toHex().constData();
+        ASSERT_TRUE(haveSameEntries(fromBytes, fromText)) << bytes.toHex().constData();
         entries += fromText.attributes().size();
 
         QByteArray dumpedBytes;
@@ -187,7 +171,7 @@ TEST(AttributeText, IsTrimmedOfEachWhiteSpaceCharacterAlike) {
             QByteArray(1, static_cast<char>(code)) + "k=v" + QByteArray(1, static_cast<char>(code));
         AttributeChunk chunk;
         chunk.parseLatin1(bytes.constData(), bytes.size());
-        EXPECT_TRUE(equal(chunk, parsed(QString::fromLatin1(bytes)))) << code;
+        EXPECT_TRUE(haveSameEntries(chunk, parsed(QString::fromLatin1(bytes)))) << code;
         if (QChar(code).isSpace()) {
             EXPECT_EQ(text(chunk, "k"), "v") << code;
         }

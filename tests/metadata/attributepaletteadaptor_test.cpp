@@ -7,22 +7,17 @@
 #include <string>
 #include <vector>
 
+#include <tests/support/attributetext.h>
+
 using namespace mz;
+using namespace mz::test;
 
 namespace {
-
-AttributeChunk attributes(std::string const& text) {
-    AttributeChunk chunk;
-    chunk.parse(QString::fromStdString(text));
-    return chunk;
-}
 
 std::string written(MzPalette const& palette, QString const& prefix = QString()) {
     AttributeChunk chunk;
     AttributePaletteAdaptor::paletteToAttributes(palette, chunk, prefix);
-    QString out;
-    chunk.dump(out);
-    return out.toStdString();
+    return dumped(chunk);
 }
 
 std::string node(int index, std::string const& val, std::string const& r = "0",
@@ -33,7 +28,7 @@ std::string node(int index, std::string const& val, std::string const& r = "0",
 }
 
 bool read(std::string const& text, MzPalette& palette, QString const& prefix = QString()) {
-    return AttributePaletteAdaptor::attributesToPalette(attributes(text), palette, prefix);
+    return AttributePaletteAdaptor::attributesToPalette(parsed(text), palette, prefix);
 }
 
 std::vector<float> values(MzPalette const& palette) {
@@ -70,7 +65,7 @@ TEST(PaletteToAttributes, PutsThePrefixInFront) {
 TEST(PaletteToAttributes, WritesANanPositionAsZeroAndKeepsLaterKeys) {
     MzPalette palette;
     palette._nodes = {PalNode(std::numeric_limits<float>::quiet_NaN(), PalColor())};
-    AttributeChunk chunk = attributes(node(1, "0.5"));
+    AttributeChunk chunk = parsed(node(1, "0.5"));
     AttributePaletteAdaptor::paletteToAttributes(palette, chunk);
     QString value;
     EXPECT_TRUE(chunk.get(QStringLiteral("pal_n0_val"), value));

@@ -8,8 +8,10 @@
 #include <type_traits>
 #include <vector>
 
+#include <tests/support/attributetext.h>
 #include <tests/support/bytes.h>
 #include <tests/support/expectfailure.h>
+#include <tests/support/savedindex.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -19,22 +21,6 @@ namespace {
 static_assert(std::is_base_of_v<ChunkIndex, ChunkInfo> &&
               std::is_base_of_v<AttributeChunk, ChunkInfo>);
 static_assert(std::is_copy_assignable_v<ChunkInfo> && std::is_copy_constructible_v<ChunkInfo>);
-
-QByteArray saved(ChunkIndex& info) {
-    int length = -1;
-    const std::unique_ptr<char[]> payload(info.save(length));
-    return QByteArray(payload.get(), length);
-}
-
-int load(ChunkInfo& info, QByteArray const& payload) {
-    return info.load(payload.constData(), static_cast<unsigned int>(payload.size()));
-}
-
-std::string text(AttributeChunk const& attributes) {
-    QString out;
-    attributes.dump(out);
-    return out.toStdString();
-}
 
 const QByteArray oneRecord = le32(1) + indexRecord(2, 100, 5);
 
@@ -61,7 +47,7 @@ TEST(ChunkInfoLoad, TakesTheTextUpToTheEndOfThePayload) {
     ASSERT_EQ(info[2].size(), 1u);
     EXPECT_EQ(info[2][0].offset, 100u);
     EXPECT_EQ(info[2][0].length, 5u);
-    EXPECT_EQ(text(info), "comment=caf\xC3\xA9\nwidth=640\n");
+    EXPECT_EQ(dumped(info), "comment=caf\xC3\xA9\nwidth=640\n");
 }
 
 TEST(ChunkInfoLoad, NeedsNoText) {
@@ -76,7 +62,7 @@ TEST(ChunkInfoLoad, AddsToWhatIsThere) {
     load(info, oneRecord + "a=1\nb=1\n");
     load(info, oneRecord + "b=2\n");
     EXPECT_EQ(info[2].size(), 2u);
-    EXPECT_EQ(text(info), "a=1\nb=2\n");
+    EXPECT_EQ(dumped(info), "a=1\nb=2\n");
 }
 
 TEST(ChunkInfoLoad, OfAPayloadThatIsTooSmallForItsIndexChangesNothing) {
@@ -88,7 +74,7 @@ TEST(ChunkInfoLoad, OfAPayloadThatIsTooSmallForItsIndexChangesNothing) {
         expectFailure<IOFileException>({"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK", message},
                                        [&] { load(info, payload); });
         EXPECT_EQ(info[2].size(), 1u);
-        EXPECT_EQ(text(info), "a=1\n");
+        EXPECT_EQ(dumped(info), "a=1\n");
     }
 }
 

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include <tests/support/attributetext.h>
 #include <tests/support/bytes.h>
 #include <tests/support/timezone.h>
 
@@ -44,18 +45,6 @@ Times times(FrameTimer const& timer) {
 
 QByteArray record(int32_t sec, int32_t usec) {
     return le32(static_cast<uint32_t>(sec)) + le32(static_cast<uint32_t>(usec));
-}
-
-AttributeChunk attributes(const char* text) {
-    AttributeChunk chunk;
-    chunk.parse(QString::fromLatin1(text));
-    return chunk;
-}
-
-std::string text(AttributeChunk const& chunk) {
-    QString out;
-    chunk.dump(out);
-    return out.toStdString();
 }
 
 TEST(FrameTimerRaw, IsSortedRecordsOfEightBytes) {
@@ -107,7 +96,7 @@ TEST(FrameTimerAttributes, HoldSortedEntriesAndTheOffsetFromUtc) {
     FrameTimer unsorted = timer({{20, 2}, {10, 1}, {20, 1}});
     AttributeChunk chunk;
     ASSERT_TRUE(unsorted.dumpToChunkInfo(chunk));
-    EXPECT_EQ(text(chunk),
+    EXPECT_EQ(dumped(chunk),
               "frame_timer=1\n"
               "frame_timer_n0_sec=10\nframe_timer_n0_usec=1\n"
               "frame_timer_n1_sec=20\nframe_timer_n1_usec=1\n"
@@ -132,13 +121,13 @@ TEST(FrameTimerAttributes, CountWestOfUtcAsNegative) {
 
 TEST(FrameTimerAttributes, OfAnEmptyTimerAreOneKey) {
     FrameTimer empty;
-    AttributeChunk chunk = attributes("frame_timer=1\nframe_timer_n0_sec=3\n");
+    AttributeChunk chunk = parsed("frame_timer=1\nframe_timer_n0_sec=3\n");
     ASSERT_TRUE(empty.dumpToChunkInfo(chunk));
-    EXPECT_EQ(text(chunk), "frame_timer=0\nframe_timer_n0_sec=3\n");
+    EXPECT_EQ(dumped(chunk), "frame_timer=0\nframe_timer_n0_sec=3\n");
 
     AttributeChunk fresh;
     ASSERT_TRUE(empty.dumpToChunkInfo(fresh));
-    EXPECT_EQ(text(fresh), "frame_timer=0\n");
+    EXPECT_EQ(dumped(fresh), "frame_timer=0\n");
     FrameTimer back = timer({{1, 1}});
     EXPECT_TRUE(back.readFromChunkInfo(fresh));
     EXPECT_TRUE(back.empty());
@@ -156,7 +145,7 @@ TEST(FrameTimerAttributes, OfALongerTimerStay) {
 TEST(FrameTimerAttributes, AreReadWhateverTheValueOfTheirFirstKey) {
     FrameTimer read;
     EXPECT_TRUE(read.readFromChunkInfo(
-        attributes("frame_timer=0\nframe_timer_n0_sec=3\nframe_timer_n0_usec=4\n")));
+        parsed("frame_timer=0\nframe_timer_n0_sec=3\nframe_timer_n0_usec=4\n")));
     EXPECT_EQ(times(read), (Times{{3, 4}}));
 }
 
@@ -166,18 +155,18 @@ const char* const threeEntries =
 
 TEST(FrameTimerAttributes, WithoutTheFirstKeyAreNotThere) {
     for (std::string const& first : {std::string(), std::string("frame_timer=yes\n")}) {
-        const AttributeChunk before = attributes((first + threeEntries).c_str());
+        const AttributeChunk before = parsed((first + threeEntries).c_str());
         FrameTimer read = timer({{1, 1}});
         EXPECT_FALSE(read.readFromChunkInfo(before));
         EXPECT_TRUE(read.empty());
         AttributeChunk after = before;
         FrameTimer::removeFromAttChunk(after);
-        EXPECT_EQ(text(after), text(before));
+        EXPECT_EQ(dumped(after), dumped(before));
     }
 }
 
 TEST(FrameTimerAttributes, EndAtTheFirstGap) {
-    AttributeChunk chunk = attributes(threeEntries);
+    AttributeChunk chunk = parsed(threeEntries);
     chunk.set(QStringLiteral("frame_timer"), 1);
     chunk.set(QStringLiteral("utc_offset_seconds"), 3600);
     chunk.erase(QStringLiteral("frame_timer_n1_sec"));
@@ -186,19 +175,19 @@ TEST(FrameTimerAttributes, EndAtTheFirstGap) {
     EXPECT_TRUE(read.readFromChunkInfo(chunk));
     EXPECT_EQ(times(read), (Times{{1, 2}}));
     FrameTimer::removeFromAttChunk(chunk);
-    EXPECT_EQ(text(chunk),
+    EXPECT_EQ(dumped(chunk),
               "frame_timer_n2_sec=5\nframe_timer_n2_usec=6\nutc_offset_seconds=3600\n");
 }
 
 TEST(FrameTimerAttributes, WithoutMicrosecondsEndInFailureWithTheEntriesBefore) {
-    AttributeChunk chunk = attributes(threeEntries);
+    AttributeChunk chunk = parsed(threeEntries);
     chunk.set(QStringLiteral("frame_timer"), 1);
     chunk.erase(QStringLiteral("frame_timer_n1_usec"));
     FrameTimer read;
     EXPECT_FALSE(read.readFromChunkInfo(chunk));
     EXPECT_EQ(times(read), (Times{{1, 2}}));
     FrameTimer::removeFromAttChunk(chunk);
-    EXPECT_EQ(text(chunk), "frame_timer_n2_sec=5\nframe_timer_n2_usec=6\n");
+    EXPECT_EQ(dumped(chunk), "frame_timer_n2_sec=5\nframe_timer_n2_usec=6\n");
 }
 
 TEST(FrameTimerAttributes, AreRemovedWithoutTheOffset) {
@@ -207,7 +196,7 @@ TEST(FrameTimerAttributes, AreRemovedWithoutTheOffset) {
     chunk.set(QStringLiteral("utc_offset_seconds"), 0);
     chunk.set(QStringLiteral("frame_timer_other"), 0);
     FrameTimer::removeFromAttChunk(chunk);
-    EXPECT_EQ(text(chunk), "frame_timer_other=0\nutc_offset_seconds=0\n");
+    EXPECT_EQ(dumped(chunk), "frame_timer_other=0\nutc_offset_seconds=0\n");
 }
 
 TEST(FrameTimerAttributes, CarryNegativeAndNarrowedTimes) {
@@ -239,7 +228,7 @@ TEST(FrameTimerAttributes, TellTheOffsetOfNowNotOfTheFrames) {
 }
 
 TEST(FrameTimerAttributes, ThatAreNoNumbersEndTheListButAreRemoved) {
-    AttributeChunk chunk = attributes(threeEntries);
+    AttributeChunk chunk = parsed(threeEntries);
     chunk.set(QStringLiteral("frame_timer"), 1);
     chunk.set(QStringLiteral("frame_timer_n1_sec"), QStringLiteral("x"));
     FrameTimer read;
@@ -250,7 +239,7 @@ TEST(FrameTimerAttributes, ThatAreNoNumbersEndTheListButAreRemoved) {
     EXPECT_FALSE(read.readFromChunkInfo(chunk));
     EXPECT_EQ(times(read), (Times{{1, 2}}));
     FrameTimer::removeFromAttChunk(chunk);
-    EXPECT_EQ(text(chunk), "");
+    EXPECT_EQ(dumped(chunk), "");
 }
 
 }  // namespace

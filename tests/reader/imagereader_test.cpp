@@ -1,3 +1,4 @@
+#include <tests/support/failures.h>
 #include <tests/support/moviereader.h>
 
 using namespace mz;
@@ -99,13 +100,9 @@ TEST_F(MovieReader, AFileThatDoesNotEndInAnInfoChunkIsNone) {
 
 TEST_F(MovieReader, ADamagedEndPassesUnchanged) {
     writeFile(file.path(), twoFrames().bytes().chopped(1));
-    expectFailure<IOFileException>({"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE",
-                                    "Cannot read chunk header, file may be corrupted."},
-                                   [&] { reader.open(file.path()); });
+    expectFailure<IOFileException>(damagedHeader(), [&] { reader.open(file.path()); });
     writeFile(file.path(), chunk(MovieBytes::Info, le32(1)));
-    expectFailure<IOFileException>(
-        {"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK", "Cannot read header index, chunk too small."},
-        [&] { reader.open(file.path()); });
+    expectFailure<IOFileException>(indexTooSmall(), [&] { reader.open(file.path()); });
 }
 
 TEST_F(MovieReader, AFailedOpenLeavesTheNameAndAnEmptyHeader) {
@@ -193,9 +190,7 @@ TEST_F(MovieReader, ReloadingAFileWithoutInfoKeepsTheHeader) {
 TEST_F(MovieReader, ReloadingADamagedInfoChunkLeavesAnEmptyHeader) {
     open(twoFrames());
     writeFile(file.path(), chunk(MovieBytes::Frame, "ab") + chunk(MovieBytes::Info, le32(1)));
-    expectFailure<IOFileException>(
-        {"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK", "Cannot read header index, chunk too small."},
-        [&] { reader.reloadHeader(); });
+    expectFailure<IOFileException>(indexTooSmall(), [&] { reader.reloadHeader(); });
     EXPECT_TRUE(reader.attributeChunk().attributes().empty());
     EXPECT_EQ(reader.nbFrames(), 2u);
     EXPECT_EQ(rawFrame(0), boost::none);

@@ -1,23 +1,16 @@
-#include <sys/resource.h>
-
 #include <cstring>
 #include <ios>
 
+#include <tests/support/frames.h>
 #include <tests/support/limits.h>
 #include <tests/support/moviereader.h>
+#include <tests/support/processmemory.h>
 #include <tests/support/streams.h>
 
 using namespace mz;
 using namespace mz::test;
 
 namespace {
-
-QByteArray samples(uint16_t first, int count) {
-    QByteArray out;
-    for (int i = 0; i < count; ++i)
-        out += le16(static_cast<uint16_t>(first + i));
-    return out;
-}
 
 class CompressedMovie : public MovieReader, public testing::WithParamInterface<CompressionType::e> {
 protected:
@@ -50,57 +43,57 @@ INSTANTIATE_TEST_SUITE_P(Types, CompressedMovie, testing::ValuesIn(streamTypes()
                          [](auto const& type) { return attributeOf(type.param); });
 
 TEST_P(CompressedMovie, GivesSamples) {
-    open(movie().frame(stream(samples(1, 8))).frame(stream(samples(500, 8))));
-    EXPECT_EQ(rawFrame(1), samples(500, 8));
-    EXPECT_EQ(frame(0, 16), samples(1, 8));
+    open(movie().frame(stream(risingFrame(1, 8))).frame(stream(risingFrame(500, 8))));
+    EXPECT_EQ(rawFrame(1), risingFrame(500, 8));
+    EXPECT_EQ(frame(0, 16), risingFrame(1, 8));
     EXPECT_EQ(reader.currFrameIdx(), 0u);
 }
 
 TEST_P(CompressedMovie, HasTwoBytesASampleWhateverItsPixels) {
     open(movie().attribute("pixbits", 8).frame(stream("eight px")));
     EXPECT_EQ(rawFrame(0), "eight px" + QByteArray(8, '\0'));
-    open(movie().attribute("pixbits", 32).frame(stream(samples(1, 8))));
-    EXPECT_EQ(rawFrame(0), samples(1, 8));
+    open(movie().attribute("pixbits", 32).frame(stream(risingFrame(1, 8))));
+    EXPECT_EQ(rawFrame(0), risingFrame(1, 8));
 }
 
 TEST_P(CompressedMovie, AShortStreamLeavesTheTailAsItWas) {
     open(movie()
-             .frame(stream(samples(1, 3)))
-             .frame(stream(samples(100, 8)))
-             .frame(stream(samples(200, 2) + 'x')));
-    EXPECT_EQ(rawFrame(0), samples(1, 3) + QByteArray(10, '\0'));
-    EXPECT_EQ(rawFrame(1), samples(100, 8));
-    EXPECT_EQ(rawFrame(2), samples(200, 2) + 'x' + samples(100, 8).mid(5));
-    EXPECT_EQ(rawFrame(1), samples(100, 8));
-    EXPECT_EQ(rawFrame(0), samples(1, 3) + samples(100, 8).mid(6));
+             .frame(stream(risingFrame(1, 3)))
+             .frame(stream(risingFrame(100, 8)))
+             .frame(stream(risingFrame(200, 2) + 'x')));
+    EXPECT_EQ(rawFrame(0), risingFrame(1, 3) + QByteArray(10, '\0'));
+    EXPECT_EQ(rawFrame(1), risingFrame(100, 8));
+    EXPECT_EQ(rawFrame(2), risingFrame(200, 2) + 'x' + risingFrame(100, 8).mid(5));
+    EXPECT_EQ(rawFrame(1), risingFrame(100, 8));
+    EXPECT_EQ(rawFrame(0), risingFrame(1, 3) + risingFrame(100, 8).mid(6));
 }
 
 TEST_P(CompressedMovie, AStreamThatIsTooLongFails) {
     open(movie()
-             .frame(stream(samples(1, 10)))
-             .frame(stream(samples(1, 8) + 'x'))
-             .frame(stream(samples(7, 8))));
+             .frame(stream(risingFrame(1, 10)))
+             .frame(stream(risingFrame(1, 8) + 'x'))
+             .frame(stream(risingFrame(7, 8))));
     void const* data = nullptr;
     expectStreamFailure([&] { reader.getFrame(data, 0); });
     expectStreamFailure([&] { reader.getFrame(data, 1); });
     EXPECT_EQ(reader.currFrameIdx(), 1u);
-    EXPECT_EQ(rawFrame(2), samples(7, 8)) << "the reader goes on";
+    EXPECT_EQ(rawFrame(2), risingFrame(7, 8)) << "the reader goes on";
 }
 
 TEST_P(CompressedMovie, ADamagedStreamFails) {
-    const QByteArray sound = stream(samples(1, 8));
+    const QByteArray sound = stream(risingFrame(1, 8));
     // The checksum stands at the end; of gzip in front of the size, of bzip2 in front of padding.
     for (const qsizetype at : {qsizetype{0}, sound.size() / 2, sound.size() - 5}) {
         QByteArray damaged = sound;
         damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
         open(movie().frame(damaged).frame(sound));
         expectStreamFailure([&] { rawFrame(0); });
-        EXPECT_EQ(rawFrame(1), samples(1, 8));
+        EXPECT_EQ(rawFrame(1), risingFrame(1, 8));
     }
 }
 
 TEST_P(CompressedMovie, ACutStreamFails) {
-    const QByteArray sound = stream(samples(1, 8));
+    const QByteArray sound = stream(risingFrame(1, 8));
     for (qsizetype length = 0; length < sound.size(); ++length) {
         open(movie().frame(sound.left(length)));
         expectStreamFailure([&] { rawFrame(0); });
@@ -129,20 +122,20 @@ TEST_P(CompressedMovie, AVectorizedFrameHasOneSampleAFiber) {
              .attribute("data_type", "vec")
              .attribute("compression_type", attributeOf(GetParam()))
              .fibers({0, 0, 1, 1, 2, 2})
-             .frame(stream(samples(40, 3))));
-    EXPECT_EQ(rawFrame(0), samples(40, 3));
+             .frame(stream(risingFrame(40, 3))));
+    EXPECT_EQ(rawFrame(0), risingFrame(40, 3));
 }
 
 TEST_P(CompressedMovie, TheBufferIsSizedOnceAnOpen) {
-    open(movie().frame(stream(samples(1, 8))));
+    open(movie().frame(stream(risingFrame(1, 8))));
     ASSERT_TRUE(rawFrame(0));
     reader.attributeChunk().set(QStringLiteral("width"), 400);
-    EXPECT_EQ(rawFrame(0), samples(1, 8));
+    EXPECT_EQ(rawFrame(0), risingFrame(1, 8));
     open(MovieBytes()
              .size(2, 2)
              .attribute("compression_type", attributeOf(GetParam()))
-             .frame(stream(samples(1, 4))));
-    EXPECT_EQ(rawFrame(0), samples(1, 4));
+             .frame(stream(risingFrame(1, 4))));
+    EXPECT_EQ(rawFrame(0), risingFrame(1, 4));
 }
 
 TEST_P(CompressedMovie, WithoutAnImageSizeAFrameHasNoSamples) {
@@ -164,13 +157,6 @@ TEST_F(MovieReader, OtherCompressionTextsMeanNone) {
 // --- sizes that no frame has -----------------------------------------------------------------
 
 namespace {
-
-/// Peak memory of the process in bytes.
-int64_t peakMemory() {
-    struct rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return int64_t{usage.ru_maxrss} * 1024;
-}
 
 struct LimitCase {
     CompressionType::e type;
@@ -221,9 +207,9 @@ TEST_P(LargeFrames, MoreMustBeBackedByThePayload) {
 
 TEST_P(LargeFrames, ARefusedSizeTakesNoMemory) {
     openWith(32768, 16384, 100);
-    const int64_t before = peakMemory();
+    const int64_t before = processMemory("VmHWM");
     expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"), [&] { rawFrame(0); });
-    EXPECT_LT(peakMemory() - before, 64 << 20);
+    EXPECT_LT(processMemory("VmHWM") - before, 64 << 20);
 }
 
 // Larger than what the allocator may have kept of earlier frames.
@@ -252,16 +238,16 @@ TEST_F(MovieReader, AFrameWhoseSizeCannotBeReturnedIsRefused) {
              .size(65536, 32768)  // 4 GiB, one more than an unsigned int holds
              .attribute("compression_type", "bz2")
              .frame(QByteArray(100000, '\0')));
-    const int64_t before = peakMemory();
+    const int64_t before = processMemory("VmHWM");
     expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"), [&] { rawFrame(0); });
-    EXPECT_LT(peakMemory() - before, 64 << 20);
+    EXPECT_LT(processMemory("VmHWM") - before, 64 << 20);
 }
 
 TEST_F(MovieReader, AFiberCountIsQuestionedLikeAnImageSize) {
     const uint32_t fibers = (8 << 20) + 1;
     const auto end =
         static_cast<uint32_t>(putSparseChunk(file, 0, MovieBytes::FiberCenter, fibers * 8));
-    const QByteArray stream = compressed(CompressionType::ZLib, samples(1, 3));
+    const QByteArray stream = compressed(CompressionType::ZLib, risingFrame(1, 3));
     const QByteArray info = MovieBytes()
                                 .record(MovieBytes::FiberCenter, 0, fibers * 8)
                                 .record(MovieBytes::Frame, end, 0)

@@ -22,13 +22,13 @@ namespace {
 
 TEST_F(Thumbnail, OfSixteenBitsShowsThePaletteOnTheSamplesThatThereAre) {
     for (const MZImagePixelType type : {MZ_USHORT, MZ_SHORT}) {
-        open(withPalette(withHeader(type), grey(0, 2000)).frame(frame16()));
+        open(withPalette(withHeader(type), grey(0, 2000)).frame(picture16()));
         for (auto const& [maxWidth, maxHeight] :
              {std::pair(10, 10), std::pair(30, 20), std::pair(7, 50), std::pair(64, 64)}) {
             const LogCapture log;
             ASSERT_TRUE(reader.thumbnail(image, maxWidth, maxHeight, 0));
             EXPECT_TRUE(log.records().empty());
-            const Naive naive{frame16(), width, height, maxWidth, maxHeight};
+            const Naive naive{picture16(), width, height, maxWidth, maxHeight};
             const auto [min, max] = naive.window();
             EXPECT_GT(max - min, 500);
             expectThrough(grey(0, 2000), static_cast<float>(min) / 2000.0F,
@@ -48,9 +48,9 @@ TEST_F(Thumbnail, HasTheProportionsOfTheMovie) {
 TEST_F(Thumbnail, ShowsTheFrameThatIsAskedFor) {
     open(withPalette(withHeader(MZ_USHORT), grey(0, 2000))
              .frame(QByteArray(width * height * 2, '\0'))
-             .frame(frame16()));
+             .frame(picture16()));
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 1));
-    const Naive naive{frame16(), width, height, 10, 10};
+    const Naive naive{picture16(), width, height, 10, 10};
     const auto [min, max] = naive.window();
     expectThrough(grey(0, 2000), static_cast<float>(min) / 2000.0F,
                   static_cast<float>(max) / 2000.0F, 0x8000, naive);
@@ -61,8 +61,8 @@ TEST_F(Thumbnail, ReadsTheFrameBetweenSizeAndPixelType) {
     open(MovieBytes()
              .size(width, height)
              .attribute("pixtype", MZ_FLOAT)
-             .frame(frame16())
-             .frame(frame16()));
+             .frame(picture16())
+             .frame(picture16()));
     expectNone(0, 10, 1);
     EXPECT_EQ(reader.currFrameIdx(), 0u);
     expectNone(10, 10, 1);
@@ -70,12 +70,12 @@ TEST_F(Thumbnail, ReadsTheFrameBetweenSizeAndPixelType) {
 }
 
 TEST_F(Thumbnail, WithoutAPaletteUsesTheDefaultOne) {
-    open(withHeader(MZ_USHORT).frame(frame16()));
+    open(withHeader(MZ_USHORT).frame(picture16()));
     MzPalette expected;
     expected.initDefault();
     const LogCapture log;
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
-    const Naive naive{frame16(), width, height, 10, 10};
+    const Naive naive{picture16(), width, height, 10, 10};
     const auto [min, max] = naive.window();
     const auto place = [&](int v) {
         const float at = static_cast<float>(v - expected._cropMinInt) /
@@ -93,11 +93,11 @@ TEST_F(Thumbnail, OfAnIncompletePaletteUsesTheDefaultOne) {
              .attribute("pal_n0_r", "1")
              .attribute("pal_n0_g", "0")
              .attribute("pal_n0_b", "0")
-             .frame(frame16()));
+             .frame(picture16()));
     MzPalette expected;
     expected.initDefault();
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
-    const Naive naive{frame16(), width, height, 10, 10};
+    const Naive naive{picture16(), width, height, 10, 10};
     const auto [min, max] = naive.window();
     const auto place = [&](int v) {
         return static_cast<float>(v - expected._cropMinInt) /
@@ -109,15 +109,15 @@ TEST_F(Thumbnail, OfAnIncompletePaletteUsesTheDefaultOne) {
 TEST_F(Thumbnail, MasksOneLevel) {
     open(withPalette(withHeader(MZ_USHORT), grey(0, 2000))
              .attribute("mask_level", 100)
-             .frame(frame16()));
+             .frame(picture16()));
     ASSERT_TRUE(reader.thumbnail(image, width, height, 0));
-    const Naive naive{frame16(), width, height, width, height};
+    const Naive naive{picture16(), width, height, width, height};
     const auto [min, max] = naive.window();
     expectThrough(grey(0, 2000), static_cast<float>(min) / 2000.0F,
                   static_cast<float>(max) / 2000.0F, 100, naive);
     EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000u);
     // Only the 16 bits of the level count.
-    open(withHeader(MZ_USHORT).attribute("mask_level", 65536 + 100).frame(frame16()));
+    open(withHeader(MZ_USHORT).attribute("mask_level", 65536 + 100).frame(picture16()));
     ASSERT_TRUE(reader.thumbnail(image, width, height, 0));
     EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000u);
 }
@@ -125,7 +125,7 @@ TEST_F(Thumbnail, MasksOneLevel) {
 TEST_F(Thumbnail, MasksTheLowestLevelUnlessToldOtherwise) {
     MzPalette white = grey(0, 2000);
     white._nodes.front()._col = PalColor(1, 1, 1);
-    const QByteArray frame = le16(0x8000) + frame16().mid(2);
+    const QByteArray frame = le16(0x8000) + picture16().mid(2);
     open(withPalette(withHeader(MZ_USHORT), white).frame(frame));
     ASSERT_TRUE(reader.thumbnail(image, width, height, 0));
     EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000u);
@@ -137,10 +137,10 @@ TEST_F(Thumbnail, MasksTheLowestLevelUnlessToldOtherwise) {
 
 TEST_F(Thumbnail, OfEightBitsHoldsTheSamples) {
     for (const MZImagePixelType type : {MZ_UCHAR, MZ_CHAR}) {
-        open(withHeader(type).frame(frame8()));
+        open(withHeader(type).frame(picture8()));
         for (auto const& [maxWidth, maxHeight] : {std::pair(10, 10), std::pair(7, 50)}) {
             ASSERT_TRUE(reader.thumbnail(image, maxWidth, maxHeight, 0));
-            const Naive naive{frame8(), width, height, maxWidth, maxHeight};
+            const Naive naive{picture8(), width, height, maxWidth, maxHeight};
             ASSERT_EQ(image.size(), QSize(naive.width(), naive.height()));
             EXPECT_EQ(image.format(), QImage::Format_Indexed8);
             EXPECT_EQ(image.colorCount(), 0);
@@ -152,10 +152,10 @@ TEST_F(Thumbnail, OfEightBitsHoldsTheSamples) {
 }
 
 TEST_F(Thumbnail, KnowsThePixelsByTheirBits) {
-    open(MovieBytes().size(width, height).attribute("pixbits", 16).frame(frame16()));
+    open(MovieBytes().size(width, height).attribute("pixbits", 16).frame(picture16()));
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
     EXPECT_EQ(image.format(), QImage::Format_RGB32);
-    open(MovieBytes().size(width, height).attribute("pixbits", 8).frame(frame8()));
+    open(MovieBytes().size(width, height).attribute("pixbits", 8).frame(picture8()));
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
     EXPECT_EQ(image.format(), QImage::Format_Indexed8);
 }
@@ -163,24 +163,24 @@ TEST_F(Thumbnail, KnowsThePixelsByTheirBits) {
 TEST_F(Thumbnail, OutlivesItsReader) {
     {
         ImageReader other;
-        put(withHeader(MZ_UCHAR).frame(frame8()));
+        put(withHeader(MZ_UCHAR).frame(picture8()));
         other.open(file.path());
         ASSERT_TRUE(other.thumbnail(image, 10, 10, 0));
     }
-    EXPECT_EQ(image.constScanLine(0)[0], (Naive{frame8(), width, height, 10, 10}).sample8(0, 0));
+    EXPECT_EQ(image.constScanLine(0)[0], (Naive{picture8(), width, height, 10, 10}).sample8(0, 0));
 }
 
 TEST_F(Thumbnail, OfCompressedAndSwappedFramesIsTheSame) {
-    open(withPalette(withHeader(MZ_USHORT), grey(0, 2000)).frame(frame16()));
+    open(withPalette(withHeader(MZ_USHORT), grey(0, 2000)).frame(picture16()));
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
     const QImage expected = image.copy();
     open(withPalette(withHeader(MZ_USHORT), grey(0, 2000))
              .attribute("compression_type", "gz")
-             .frame(compressed(CompressionType::GZip, frame16())));
+             .frame(compressed(CompressionType::GZip, picture16())));
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
     EXPECT_EQ(image, expected);
 
-    QByteArray swapped = frame16();
+    QByteArray swapped = picture16();
     for (qsizetype i = 0; i < swapped.size(); i += 2)
         std::swap(swapped[i], swapped[i + 1]);
     MovieBytes other;
@@ -193,9 +193,9 @@ TEST_F(Thumbnail, OfCompressedAndSwappedFramesIsTheSame) {
 TEST_F(Thumbnail, OfCompressedFramesOfEightBitsHoldsTheSamples) {
     open(withHeader(MZ_UCHAR)
              .attribute("compression_type", "z")
-             .frame(compressed(CompressionType::ZLib, frame8())));
+             .frame(compressed(CompressionType::ZLib, picture8())));
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
-    EXPECT_EQ(image.constScanLine(3)[4], (Naive{frame8(), width, height, 10, 10}).sample8(4, 3));
+    EXPECT_EQ(image.constScanLine(3)[4], (Naive{picture8(), width, height, 10, 10}).sample8(4, 3));
 }
 
 TEST_F(Thumbnail, OfDataDimensionOneIsThePlaceholder) {
@@ -205,14 +205,14 @@ TEST_F(Thumbnail, OfDataDimensionOneIsThePlaceholder) {
     // For 16 bits only, and only if there is such a frame.
     image = before.copy();
     expectNone(10, 10, 1);
-    open(withHeader(MZ_UCHAR).attribute("datadimension", 1).frame(frame8()));
+    open(withHeader(MZ_UCHAR).attribute("datadimension", 1).frame(picture8()));
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
     EXPECT_EQ(image.width(), 10);
 }
 
 TEST_F(Thumbnail, OfDataDimensionTwoIsAPicture) {
     for (const char* dimension : {"2", "no number"}) {
-        open(withHeader(MZ_USHORT).attribute("datadimension", dimension).frame(frame16()));
+        open(withHeader(MZ_USHORT).attribute("datadimension", dimension).frame(picture16()));
         ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
         EXPECT_EQ(image.size(), QSize(10, 6));
     }
@@ -227,7 +227,7 @@ TEST_F(Thumbnail, OfVectorsShowsTheReconstructedImage) {
             .frame(le16(5)));
     ImageReader vectorized(file.path(), boost::make_shared<ImageService>());
     ASSERT_TRUE(vectorized.thumbnail(image, 10, 10, 0));
-    const Naive naive{frame16(), width, height, 10, 10};
+    const Naive naive{picture16(), width, height, 10, 10};
     const auto [min, max] = naive.window();
     expectThrough(grey(0, 2000), static_cast<float>(min) / 2000.0F,
                   static_cast<float>(max) / 2000.0F, 0x8000, naive);

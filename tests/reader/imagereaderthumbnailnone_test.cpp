@@ -18,13 +18,13 @@ TEST_F(Thumbnail, IsNoneWithoutASize) {
           MovieBytes().size(0, 20), MovieBytes().size(30, 0), MovieBytes().size(-30, -20),
           MovieBytes().attribute("width", "wide").attribute("height", 20)}) {
         MovieBytes whole = movie;
-        open(whole.attribute("pixtype", MZ_USHORT).frame(frame16()));
+        open(whole.attribute("pixtype", MZ_USHORT).frame(picture16()));
         expectNone();
     }
 }
 
 TEST_F(Thumbnail, IsNoneWhereItWouldHaveNoPixel) {
-    open(withHeader(MZ_USHORT).frame(frame16()));
+    open(withHeader(MZ_USHORT).frame(picture16()));
     expectNone(0, 10);
     expectNone(10, 0);
     expectNone(-1, -1);
@@ -35,7 +35,7 @@ TEST_F(Thumbnail, IsNoneWhereItWouldHaveNoPixel) {
 }
 
 TEST_F(Thumbnail, IsNoneOfAFrameThatIsNotThere) {
-    open(withHeader(MZ_USHORT).frame(frame16()));
+    open(withHeader(MZ_USHORT).frame(picture16()));
     const LogCapture log;
     expectNone(10, 10, 1);
     expectNone(10, 10, -1);
@@ -56,7 +56,7 @@ TEST_F(Thumbnail, IsNoneOfOtherPixels) {
                  .frame(QByteArray(width * height * 8, 'a')));
         expectNone();
     }
-    open(MovieBytes().size(width, height).frame(frame16()));  // no type at all
+    open(MovieBytes().size(width, height).frame(picture16()));  // no type at all
     expectNone();
     open(MovieBytes()
              .size(width, height)
@@ -67,19 +67,21 @@ TEST_F(Thumbnail, IsNoneOfOtherPixels) {
 
 TEST_F(Thumbnail, IsNoneOfOtherDimensions) {
     for (const int dimension : {0, 3, -1}) {
-        open(withHeader(MZ_USHORT).attribute("datadimension", dimension).frame(frame16()));
+        open(withHeader(MZ_USHORT).attribute("datadimension", dimension).frame(picture16()));
         expectNone();
     }
 }
 
 TEST_F(Thumbnail, IsNoneOfAFrameThatIsTooShort) {
-    open(withHeader(MZ_USHORT).frame(frame16().chopped(1)).frame(""));
+    open(withHeader(MZ_USHORT).frame(picture16().chopped(1)).frame(""));
     expectNone();
     expectNone(10, 10, 1);
-    open(withHeader(MZ_UCHAR).frame(frame8().chopped(1)));
+    open(withHeader(MZ_UCHAR).frame(picture8().chopped(1)));
     expectNone();
-    open(
-        MovieBytes().size(0x7fffffff, 0x7fffffff).attribute("pixtype", MZ_USHORT).frame(frame16()));
+    open(MovieBytes()
+             .size(0x7fffffff, 0x7fffffff)
+             .attribute("pixtype", MZ_USHORT)
+             .frame(picture16()));
     expectNone();
 }
 
@@ -100,7 +102,7 @@ TEST_F(UnreadableThumbnail, OfVectorsWithoutAServiceIsNoneAfterItsRecord) {
 }
 
 TEST_F(UnreadableThumbnail, OfADamagedStreamIsNone) {
-    const QByteArray stream = compressed(CompressionType::GZip, frame16());
+    const QByteArray stream = compressed(CompressionType::GZip, picture16());
     open(withHeader(MZ_USHORT)
              .attribute("compression_type", "gz")
              .frame("no stream")

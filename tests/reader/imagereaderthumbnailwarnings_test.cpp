@@ -15,7 +15,7 @@ class ThumbnailWarnings : public Thumbnail {
 protected:
     /// The records of a thumbnail of samples from 100 to 1,249 through a palette.
     void expectWarnings(int cropMin, int cropMax, std::vector<QString> const& messages) {
-        open(withPalette(withHeader(MZ_USHORT), grey(cropMin, cropMax)).frame(frame16()));
+        open(withPalette(withHeader(MZ_USHORT), grey(cropMin, cropMax)).frame(picture16()));
         const LogCapture log;
         ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
         ASSERT_EQ(log.records().size(), messages.size());
@@ -39,7 +39,7 @@ protected:
             .arg(QString::fromLatin1(range), file.path());
     }
 
-    const Naive naive{frame16(), width, height, 10, 10};
+    const Naive naive{picture16(), width, height, 10, 10};
 };
 
 TEST_F(ThumbnailWarnings, SayWhenTheSamplesLeaveTheCropRange) {
@@ -75,7 +75,7 @@ TEST_F(ThumbnailWarnings, SayThatTheCropRangeIsEmpty) {
 }
 
 TEST_F(ThumbnailWarnings, AreNotGivenWhereNobodyWantsThem) {
-    open(withPalette(withHeader(MZ_USHORT), grey(7, 7)).frame(frame16()));
+    open(withPalette(withHeader(MZ_USHORT), grey(7, 7)).frame(picture16()));
     const LogCapture log(LogLevel::Error);
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
     EXPECT_TRUE(log.records().empty());

@@ -35,7 +35,7 @@ int samplesOf(int number) {
     return sizes[number % 4];
 }
 
-std::vector<uint16_t> recordedFrame(int number) {
+QByteArray recordedFrame(int number) {
     return scenarioFrame(number, samplesOf(number));
 }
 
@@ -48,8 +48,8 @@ std::vector<uint16_t> recordedFrame(int number) {
     writer.height(4);
     writer.pixType(MZ_USHORT);
     for (int number = 0;; ++number) {
-        const std::vector<uint16_t> frame = recordedFrame(number);
-        writer.addFrame(frame.data(), static_cast<int>(frame.size() * 2));
+        const QByteArray frame = recordedFrame(number);
+        writer.addFrame(frame.constData(), static_cast<int>(frame.size()));
         const int complete = number + 1;
         if (::write(pipe, &complete, sizeof complete) != sizeof complete) _exit(1);
         if (number % 7 == 6) {
@@ -103,9 +103,7 @@ private:
 };
 
 bool holds(QByteArray const& payload, int number) {
-    const std::vector<uint16_t> frame = recordedFrame(number);
-    return payload.size() == static_cast<qsizetype>(frame.size() * 2) &&
-           std::memcmp(payload.constData(), frame.data(), frame.size() * 2) == 0;
+    return payload == recordedFrame(number);
 }
 
 std::vector<QByteArray> framesIn(Movie const& movie) {

@@ -23,8 +23,8 @@ protected:
         bool hasPowers = false;
         qint64 end = 0;
         for (MovieChunk const& chunk : movie.chunks) {
-            if (endOf(chunk) > cut) break;
-            end = endOf(chunk);
+            if (chunk.end() > cut) break;
+            end = chunk.end();
             if (chunk.type == 2) whole.push_back(static_cast<int>(whole.size()));
             hasTimes = hasTimes || chunk.type == 7;
             hasPowers = hasPowers || chunk.type == 8;

@@ -139,10 +139,10 @@ TEST_F(DamagedRecording, KeepsWhatIsWholeOfFibersTimesAndPowers) {
 
 TEST_F(DamagedRecording, IsNotCutWhereNothingIsMissing) {
     // The last frame, whole but for a byte of its framing, at the end of the file.
-    const QByteArray frames = bytes.left(static_cast<qsizetype>(endOf(frameChunk(4))));
+    const QByteArray frames = bytes.left(static_cast<qsizetype>(frameChunk(4).end()));
     for (const qint64 at : {static_cast<qint64>(frameChunk(4).offset) + 10,
-                            static_cast<qint64>(frameChunk(4).offset) + 13,
-                            endOf(frameChunk(4)) - 1, endOf(frameChunk(4)) - 8}) {
+                            static_cast<qint64>(frameChunk(4).offset) + 13, frameChunk(4).end() - 1,
+                            frameChunk(4).end() - 8}) {
         QByteArray content = frames;
         content[at] = static_cast<char>(content[at] ^ 0x7f);
         expectSalvaged(content, framesWithout({4}), false, {damagedBytes});
@@ -165,7 +165,7 @@ TEST_F(DamagedRecording, LosesTheTimeOfAFrameThatCannotBeDecoded) {
         QByteArray content = withoutInfo();
         const auto damage = [&](qint64 at) { content[at] = static_cast<char>(content[at] ^ 0x7f); };
         damage(static_cast<qint64>(frameChunk(1).offset) + 16);
-        if (c.checksumAt > 0) damage(endOf(frameChunk(3)) - 16 - c.checksumAt);
+        if (c.checksumAt > 0) damage(frameChunk(3).end() - 16 - c.checksumAt);
         const std::vector<int> readable =
             framesWithout(c.checksumAt > 0 ? std::vector<int>{1, 3} : std::vector<int>{1});
         expectSalvaged(content, readable, true,

@@ -1,11 +1,8 @@
 #pragma once
 
-// Builds and compares files byte by byte, sharing nothing with the library.
+// Numbers, chunks and index records of a movie byte by byte, sharing nothing with the library.
 
 #include <QByteArray>
-#include <QFile>
-#include <QString>
-#include <gtest/gtest.h>
 
 #include <cstdint>
 
@@ -31,6 +28,12 @@ inline QByteArray le16(uint16_t value) {
         .append(static_cast<char>(value >> 8));
 }
 
+/// Sample number `i` of 16-bit samples.
+inline uint16_t sample16(QByteArray const& bytes, qsizetype i) {
+    return static_cast<uint16_t>(static_cast<unsigned char>(bytes[2 * i]) |
+                                 static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
+}
+
 inline QByteArray startHeader(uint32_t type, uint32_t size) {
     return QByteArray("\n<CSTA") + be32(type) + be32(size) + QByteArray(">\n");
 }
@@ -48,18 +51,6 @@ inline QByteArray chunk(uint32_t type, QByteArray const& payload) {
 /// One record of the index, in the byte order of the intended machines.
 inline QByteArray indexRecord(uint32_t type, uint32_t offset, uint32_t length) {
     return le32(type) + le32(offset) + le32(length);
-}
-
-inline void writeFile(QString const& path, QByteArray const& bytes) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
-    ASSERT_EQ(file.write(bytes), bytes.size());
-}
-
-inline QByteArray readFile(QString const& path) {
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-    return file.readAll();
 }
 
 }  // namespace mz::test

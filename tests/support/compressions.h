@@ -1,49 +1,17 @@
 #pragma once
 
-// Movies to copy with RSQCompress, and services that turn their vectorized frames into images.
+// Movies to copy with RSQCompress, and a fixture that copies them.
 
-#include <libDataIO/ireconstructionservice.h>
 #include <libDataIO/rsqcompressutil.h>
 
-#include <boost/smart_ptr/make_shared.hpp>
-
-#include <algorithm>
-
 #include <tests/support/expectfailure.h>
+#include <tests/support/frames.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/movieparser.h>
+#include <tests/support/repeatingservice.h>
 #include <tests/support/scratchfile.h>
 
 namespace mz::test {
-
-/// Gives images of which sample k is the k-th of the frame, over and over, plus one.
-class RepeatingService : public IReconstructionService {
-public:
-    bool prepare(boost::iterator_range<float const*>, int, int, float, float, float, float, float,
-                 float) override {
-        return true;
-    }
-    bool reconstruct(boost::iterator_range<uint16_t const*> input,
-                     boost::iterator_range<uint16_t*> output) override {
-        for (size_t k = 0; k < output.size(); ++k)
-            output[static_cast<std::ptrdiff_t>(k)] = static_cast<uint16_t>(
-                input.empty() ? 0 : input[static_cast<std::ptrdiff_t>(k % input.size())] + 1);
-        return true;
-    }
-    IReconstructionService* clone() const override { return new RepeatingService; }
-};
-
-inline boost::shared_ptr<IReconstructionService> repeatingService() {
-    return boost::make_shared<RepeatingService>();
-}
-
-/// A frame of 16-bit samples: sample i of frame n is 1000 n + i.
-inline QByteArray numberedFrame(int number, int samples) {
-    QByteArray frame;
-    for (int i = 0; i < samples; ++i)
-        frame += le16(static_cast<uint16_t>(1000 * number + i));
-    return frame;
-}
 
 /// The stored fraction of a fibre in the middle of a pixel.
 inline uint32_t fraction(int pixel, int side) {

@@ -11,6 +11,7 @@
 
 #include <tests/support/bytes.h>
 #include <tests/support/expectfailure.h>
+#include <tests/support/files.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/recordings.h>
 
@@ -52,9 +53,6 @@ protected:
         return movie.chunks[static_cast<size_t>(number)];
     }
     MovieChunk const& infoChunk() const { return movie.chunks.back(); }
-    static qint64 endOf(MovieChunk const& chunk) {
-        return static_cast<qint64>(chunk.offset) + chunk.size + 32;
-    }
     /// The movie without its info chunk, as a recorder leaves it that is killed while it closes.
     QByteArray withoutInfo() const {
         return bytes.left(static_cast<qsizetype>(infoChunk().offset));

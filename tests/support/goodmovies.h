@@ -2,6 +2,8 @@
 
 // A small movie of each kind, from which tests make damaged ones.
 
+#include <QList>
+
 #include <string>
 #include <vector>
 

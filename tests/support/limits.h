@@ -7,7 +7,8 @@
 #include <sys/resource.h>
 
 #include <csignal>
-#include <cstdio>
+
+#include <tests/support/processmemory.h>
 
 // The sanitizers need address space without end and descriptors of their own: they try out the
 // memory they look at through a pipe.
@@ -53,16 +54,8 @@ private:
 /// So many bytes of address space more than the process has now.
 class AddressSpaceLimit : SoftLimit {
 public:
-    explicit AddressSpaceLimit(rlim_t more) : SoftLimit(RLIMIT_AS, used() + more) {}
-
-private:
-    static rlim_t used() {
-        unsigned long pages = 0;
-        std::FILE* file = std::fopen("/proc/self/statm", "r");
-        EXPECT_EQ(std::fscanf(file, "%lu", &pages), 1);
-        std::fclose(file);
-        return pages * 4096;
-    }
+    explicit AddressSpaceLimit(rlim_t more)
+        : SoftLimit(RLIMIT_AS, static_cast<rlim_t>(processMemory("VmSize")) + more) {}
 };
 
 }  // namespace mz::test

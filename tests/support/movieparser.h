@@ -24,6 +24,8 @@ struct MovieChunk {
     uint64_t offset = 0;  ///< of the start header
     uint32_t size = 0;    ///< of the payload
     QByteArray payload;   ///< left empty for payloads above 64 MiB
+
+    qsizetype end() const { return static_cast<qsizetype>(offset) + size + 32; }
 };
 
 struct MovieRecord {
@@ -62,6 +64,11 @@ struct Movie {
         return found != text.end() ? found->second : QByteArray();
     }
 };
+
+/// Where the last whole chunk ends.
+inline qsizetype soundLength(Movie const& movie) {
+    return movie.chunks.empty() ? 0 : movie.chunks.back().end();
+}
 
 class MovieParser {
 public:

@@ -8,23 +8,13 @@
 
 #include <sys/time.h>
 
-#include <cstdint>
+#include <tests/support/attributetext.h>
+#include <tests/support/frames.h>
 
 namespace mz::test {
 
 /// What close() writes of a header in which nothing was set.
 constexpr const char* emptyHeader = "compression_type=none\nendian=2\n";
-
-/// Noise of 12-bit samples, another one for each seed.
-inline QByteArray frame16(int samples, uint32_t seed = 1) {
-    QByteArray out;
-    uint32_t state = seed * 2654435761U + 1;
-    for (int i = 0; i < samples; ++i) {
-        state = state * 1664525U + 1013904223U;
-        out.append(static_cast<char>(state >> 20 & 0xff)).append(static_cast<char>(state >> 28));
-    }
-    return out;
-}
 
 inline timeval timeOf(long seconds, long microseconds = 0) {
     timeval time{};
@@ -49,14 +39,11 @@ inline void add(ImageWriter& writer, QByteArray const& frame, timeval time, floa
 
 /// The text of an attribute in memory; null when it is missing.
 inline QString text(ImageWriter& writer, const char* key) {
-    QString value;
-    writer.attributeChunk().get(QString::fromLatin1(key), value);
-    return value;
+    return valueOf(writer.attributeChunk(), key);
 }
 
 inline bool has(ImageWriter& writer, const char* key) {
-    QString value;
-    return writer.attributeChunk().get(QString::fromLatin1(key), value);
+    return !text(writer, key).isNull();
 }
 
 }  // namespace mz::test

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <tests/support/bytes.h>
+#include <tests/support/files.h>
 
 namespace mz::test {
 

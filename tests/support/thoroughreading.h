@@ -7,36 +7,16 @@
 #include <libDataIO/imagereader.h>
 
 #include <QImage>
-#include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
 #include <set>
 #include <string>
 #include <vector>
 
+#include <tests/support/repeatingservice.h>
+#include <tests/support/touch.h>
+
 namespace mz::test {
-
-/// Fills the image with the samples of the fibres, over and over.
-class RepeatingService : public IReconstructionService {
-public:
-    bool prepare(boost::iterator_range<float const*> fibers, int, int, float, float, float, float,
-                 float, float) override {
-        _fibers = fibers.size() / 2;
-        return true;
-    }
-    bool reconstruct(boost::iterator_range<uint16_t const*> input,
-                     boost::iterator_range<uint16_t*> output) override {
-        EXPECT_EQ(input.size(), _fibers);
-        size_t i = 0;
-        for (uint16_t& sample : output)
-            sample = input.empty() ? uint16_t{0} : input.begin()[i++ % input.size()];
-        return true;
-    }
-    IReconstructionService* clone() const override { return new RepeatingService; }
-
-private:
-    size_t _fibers = 0;
-};
 
 /// The codes that the documentation gives for damaged files.
 inline std::set<std::string> const& codesOfDamage() {
@@ -78,13 +58,6 @@ struct Findings {
     std::vector<QByteArray> rawFrames;  ///< those that could be read
     std::vector<unsigned int> fibers;   ///< pixel offsets
 };
-
-/// Reads the memory, in a way that no compiler takes away.
-inline void touch(void const* data, size_t size) {
-    volatile unsigned char sum = 0;
-    for (size_t i = 0; i < size; ++i)
-        sum = static_cast<unsigned char>(sum + static_cast<const unsigned char*>(data)[i]);
-}
 
 inline void readFrames(ImageReader& reader, Findings& findings) {
     int width = 0;
@@ -166,7 +139,7 @@ inline void readHeader(ImageReader& reader) {
 
 inline Findings readThoroughly(QString const& path) {
     Findings findings;
-    ImageReader reader(boost::make_shared<RepeatingService>());
+    ImageReader reader(repeatingService());
     findings.opened = succeeds([&] { reader.open(path); });
     findings.frames = reader.nbFrames();
     readHeader(reader);

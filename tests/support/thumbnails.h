@@ -21,14 +21,14 @@ constexpr int width = 30;
 constexpr int height = 20;
 
 /// Samples from 100 to 1,249, rising from pixel to pixel.
-inline QByteArray frame16() {
+inline QByteArray picture16() {
     QByteArray frame;
     for (int i = 0; i < width * height; ++i)
         frame += le16(static_cast<uint16_t>(100 + i * 23 % 1150));
     return frame;
 }
 
-inline QByteArray frame8() {
+inline QByteArray picture8() {
     QByteArray frame;
     for (int i = 0; i < width * height; ++i)
         frame += static_cast<char>(i * 7);
@@ -64,9 +64,7 @@ struct Naive {
     uint16_t sample16(int i, int j) const {
         const float sx = static_cast<float>(frameWidth) / static_cast<float>(width());
         const float sy = static_cast<float>(frameHeight) / static_cast<float>(height());
-        const int at = pixel(i, j, sx, sy) * 2;
-        return static_cast<uint16_t>(static_cast<unsigned char>(frame[at]) |
-                                     static_cast<unsigned char>(frame[at + 1]) << 8);
+        return test::sample16(frame, pixel(i, j, sx, sy));
     }
     uchar sample8(int i, int j) const {
         return static_cast<uchar>(frame[pixel(i, j, step(), step())]);
@@ -78,9 +76,8 @@ struct Naive {
         int max = -16383;
         for (int row = frameHeight / 10; row < 9 * frameHeight / 10; row += 4) {
             for (int k = 0; k < frameWidth / 5; ++k) {
-                const int at = 2 * (row * frameWidth + frameWidth / 10 + 4 * k);
-                const int v = static_cast<int16_t>(static_cast<unsigned char>(frame[at]) |
-                                                   static_cast<unsigned char>(frame[at + 1]) << 8);
+                const int at = row * frameWidth + frameWidth / 10 + 4 * k;
+                const auto v = static_cast<int16_t>(test::sample16(frame, at));
                 if (v > max)
                     max = v;
                 else if (v > -16384 && v < min)
@@ -140,7 +137,7 @@ public:
     }
     bool reconstruct(boost::iterator_range<uint16_t const*>,
                      boost::iterator_range<uint16_t*> output) override {
-        const QByteArray frame = frame16();
+        const QByteArray frame = picture16();
         std::memcpy(output.begin(), frame.constData(), static_cast<size_t>(frame.size()));
         return true;
     }

@@ -13,7 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include <tests/support/bytes.h>
+#include <tests/support/files.h>
+#include <tests/support/frames.h>
 
 namespace mz::test {
 
@@ -51,15 +52,9 @@ Step step(std::string name, Step::Kind kind, Action action) {
             [action](std::unique_ptr<ImageWriter>& writer, QString const&) { action(*writer); }};
 }
 
-/// Samples that differ from frame to frame and compress badly enough to be worth several reads.
-inline std::vector<uint16_t> scenarioFrame(int number, int samples = scenarioFrameBytes / 2) {
-    std::vector<uint16_t> out(static_cast<size_t>(samples));
-    auto value = static_cast<uint32_t>(number * 977 + 1);
-    for (uint16_t& sample : out) {
-        value = value * 1664525u + 1013904223u;
-        sample = static_cast<uint16_t>(value >> 16);
-    }
-    return out;
+/// Differs from frame to frame and compresses badly enough to be worth several reads.
+inline QByteArray scenarioFrame(int number, int samples = scenarioFrameBytes / 2) {
+    return frame16(samples, static_cast<uint32_t>(number));
 }
 
 struct Recording {
@@ -91,12 +86,13 @@ inline Step createStep(Recording const& recording) {
 inline Step addStep(Recording const& recording, int number) {
     return step(
         "frame " + std::to_string(number), Step::Ordinary, [recording, number](ImageWriter& w) {
-            const std::vector<uint16_t> frame = scenarioFrame(number);
+            const QByteArray frame = scenarioFrame(number);
             const float power = recording.powers ? 0.1F * static_cast<float>(number) : -1.0F;
             if (recording.autotime)
-                w.addFrame(frame.data(), power);
+                w.addFrame(frame.constData(), power);
             else
-                w.addFrame(frame.data(), scenarioFrameBytes, timeval{100 + number, number}, power);
+                w.addFrame(frame.constData(), scenarioFrameBytes, timeval{100 + number, number},
+                           power);
         });
 }
 
@@ -119,13 +115,13 @@ inline std::vector<Step> recordingSteps(Recording const& recording) {
 inline Step replaceStep(unsigned int index, int number) {
     return step("replace " + std::to_string(index), Step::Overwrite,
                 [index, number](ImageWriter& w) {
-                    w.replaceFrame(scenarioFrame(number).data(), index, 0.5F);
+                    w.replaceFrame(scenarioFrame(number).constData(), index, 0.5F);
                 });
 }
 
 inline Step addAtEndStep(int number) {
     return step("frame at end " + std::to_string(number), Step::Ordinary, [number](ImageWriter& w) {
-        w.addFrameAtEnd(scenarioFrame(number).data(), scenarioFrameBytes, 0.25F);
+        w.addFrameAtEnd(scenarioFrame(number).constData(), scenarioFrameBytes, 0.25F);
     });
 }
 

@@ -10,6 +10,7 @@
 #include <fuzz/operations.h>
 #include <fuzz/support/checks.h>
 #include <tests/support/bytes.h>
+#include <tests/support/files.h>
 #include <tests/support/logcapture.h>
 
 using namespace mz;

@@ -2,18 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <ctime>
-#include <fstream>
 #include <string>
 
+#include <tests/support/childprocess.h>
 #include <tests/support/goodmovies.h>
 #include <tests/support/limits.h>
 #include <tests/support/logcapture.h>
 #include <tests/support/movieparser.h>
+#include <tests/support/processmemory.h>
 #include <tests/support/scratchfile.h>
 #include <tests/support/thoroughreading.h>
 
@@ -223,38 +221,13 @@ TEST_P(Damage, AnImageMayBeAsLargeAsItLikes) {
 /// A reader believes frame sizes up to 16 MiB and keeps at most four buffers of that size: decoded,
 /// on the way there, swapped or reconstructed, and what the fibres are copied to. Everything else
 /// is in proportion to the file.
-constexpr rlim_t mostMemory = rlim_t{4} * (16 << 20);
-
-/// The most address space that the process has had, in bytes.
-rlim_t peakMemory() {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    while (status >> word && word != "VmPeak:") {
-    }
-    rlim_t kilobytes = 0;
-    status >> kilobytes;
-    return kilobytes * 1024;
-}
-
-/// Runs a check in a process of its own, whose memory it may count or limit.
-template <class Check>
-void inChild(Check check) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        check();
-        std::fflush(nullptr);
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-}
+constexpr int64_t mostMemory = int64_t{4} * (16 << 20);
 
 TEST_P(Damage, MemoryIsBounded) {
     DATAIO_SKIP_IF_SANITIZED();
     inChild([&] {
         // What is mapped and free before counts as well: begin at the peak.
-        const rlim_t before = peakMemory();
+        const int64_t before = processMemory("VmPeak");
         for (const char* size : {"2896", "4096", "30000", "2147483647"}) {
             for (const char* key : {"width", "height"}) {
                 meet(GetParam().with(key, size));
@@ -266,14 +239,14 @@ TEST_P(Damage, MemoryIsBounded) {
         for (uint32_t number : {0x7fffffffu, 0x55555556u}) {
             meet(with32(good, infoBegin + 16, le32(number)));
         }
-        EXPECT_LE(peakMemory() - before, mostMemory);
+        EXPECT_LE(processMemory("VmPeak") - before, mostMemory);
     });
 }
 
 TEST_P(Damage, AFrameOfTheSizeThatIsBelievedIsReadInThatMemory) {
     DATAIO_SKIP_IF_SANITIZED();
     inChild([&] {
-        const AddressSpaceLimit limit(mostMemory);
+        const AddressSpaceLimit limit(static_cast<rlim_t>(mostMemory));
         GoodMovie large = GetParam();
         large.text.replace("width=4", "width=2896");
         const Findings findings = meet(large.with("height", "2896"));

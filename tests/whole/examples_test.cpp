@@ -11,6 +11,7 @@
 
 #include <tests/support/bytes.h>
 #include <tests/support/examples.h>
+#include <tests/support/files.h>
 #include <tests/support/moviebytes.h>
 
 namespace mz::test {

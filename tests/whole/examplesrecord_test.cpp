@@ -6,6 +6,7 @@
 
 #include <tests/support/bytes.h>
 #include <tests/support/examples.h>
+#include <tests/support/files.h>
 
 namespace mz::test {
 namespace {

@@ -15,6 +15,7 @@
 #include <type_traits>
 #include <vector>
 
+#include <tests/support/logcapture.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/recording.h>
 #include <tests/support/scratchfile.h>
@@ -39,30 +40,6 @@ static_assert(!std::is_copy_constructible_v<ImageReader> &&
               !std::is_copy_assignable_v<ImageReader>);
 static_assert(std::is_copy_constructible_v<IOFileException> &&
               std::is_base_of_v<std::exception, IOFileException>);
-
-struct RecordKeeper : LogStream {
-    void write(LogRecord const& record) override { records.push_back(record); }
-    std::vector<LogRecord> records;
-};
-
-/// Keeps the application's log stream on the library's root logger while it lives.
-class Listening {
-public:
-    Listening() : _keeper(boost::make_shared<RecordKeeper>()) {
-        Logger::logger(QStringLiteral("dataio"))->inheritLogStreams(false);
-        Logger::logger(QStringLiteral("dataio"))->addLogStream(_keeper);
-    }
-    ~Listening() {
-        Logger::logger(QStringLiteral("dataio"))->removeLogStream(_keeper);
-        Logger::logger(QStringLiteral("dataio"))->inheritLogStreams(true);
-    }
-    Listening(Listening const&) = delete;
-    Listening& operator=(Listening const&) = delete;
-    std::vector<LogRecord> const& records() const { return _keeper->records; }
-
-private:
-    boost::shared_ptr<RecordKeeper> _keeper;
-};
 
 /// Puts the sample of each fibre into its pixel.
 class NearestPixel : public IReconstructionService {
@@ -108,7 +85,7 @@ TEST(LibraryBorder, MovieIsRecordedAndRead) {
 
 template <class Exception>
 bool isCaughtAs() {
-    const Listening listening;
+    const LogCapture listening(LogLevel::Warning);
     try {
         ImageReader reader(QStringLiteral("/no such movie"));
     } catch (Exception const&) {
@@ -129,7 +106,7 @@ TEST(LibraryBorder, FailuresAreCaughtAsAnyOfTheirClasses) {
 }
 
 TEST(LibraryBorder, CaughtFailureOutlivesItsCauseAndTellsAll) {
-    const Listening listening;
+    const LogCapture listening(LogLevel::Warning);
     std::unique_ptr<IOFileException> kept;
     try {
         ImageWriter().addFrame("abc", 3);
@@ -145,7 +122,7 @@ TEST(LibraryBorder, CaughtFailureOutlivesItsCauseAndTellsAll) {
 }
 
 TEST(LibraryBorder, LogStreamOfTheApplicationGetsTheRecords) {
-    const Listening listening;
+    const LogCapture listening(LogLevel::Warning);
     EXPECT_THROW(ImageWriter().addFrame("abc", 3), IOFileException);
     ASSERT_EQ(listening.records().size(), 1u);
     EXPECT_EQ(listening.records().front().code, "FDCW_AC_BADFD");

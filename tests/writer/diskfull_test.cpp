@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include <tests/support/expectfailure.h>
+#include <tests/support/failures.h>
 #include <tests/support/limits.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/writerscenarios.h>
@@ -61,19 +62,13 @@ private:
     int _error = 0;
 };
 
-Failure headerWrite(int error) {
-    return {"dataio.chunkheader", SYSCALL, "CHB_WFD_WRITE",
-            QStringLiteral("Could not write chunk start header: ") +
-                QString::fromLocal8Bit(std::strerror(error))};
-}
-
 /// The steps of a scenario on a file that may grow to a limit; a step that fails is made again
 /// without it.
 void recordAcrossLimit(std::vector<Step> const& steps, QString const& path, rlim_t limit) {
     auto writer = std::make_unique<ImageWriter>();
     int failures = 0;
     for (Step const& s : steps) {
-        const QByteArray before = QFile::exists(path) ? readFile(path) : QByteArray();
+        const QByteArray before = readFileIfAny(path);
         try {
             const FileSizeLimit full(failures == 0 ? limit : RLIM_INFINITY);
             s.run(writer, path);
@@ -141,7 +136,7 @@ TEST(FullDisk, AFileSystemThatFillsUpWhileCompressingIsFreedAndGoneOnWith) {
     disk.fill(20000);
     int recorded = 0;
     const auto record = [&] {
-        writer.addFrame(scenarioFrame(recorded, samples).data(), 0.5F);
+        writer.addFrame(scenarioFrame(recorded, samples).constData(), 0.5F);
         ++recorded;
     };
     EXPECT_THROW(for (;;) record(), IOFileException);
@@ -158,8 +153,9 @@ TEST(FullDisk, AFileSystemThatFillsUpWhileCompressingIsFreedAndGoneOnWith) {
     for (int i = 0; i < recorded; ++i) {
         void const* data = nullptr;
         ASSERT_TRUE(reader.getFrame(data, static_cast<unsigned int>(i)));
-        const std::vector<uint16_t> expected = scenarioFrame(i, samples);
-        EXPECT_EQ(std::memcmp(data, expected.data(), expected.size() * 2), 0) << i;
+        const QByteArray expected = scenarioFrame(i, samples);
+        EXPECT_EQ(std::memcmp(data, expected.constData(), static_cast<size_t>(expected.size())), 0)
+            << i;
     }
 }
 
@@ -173,7 +169,7 @@ TEST(FullDisk, ClosingOnAFullFileSystemIsToldAndPossibleAfterwards) {
     ImageWriter writer;
     const QString path = disk.path("movie");
     writer.create(path, true);
-    writer.addFrame(scenarioFrame(1, samples).data(), samples * 2);
+    writer.addFrame(scenarioFrame(1, samples).constData(), samples * 2);
     disk.fill(0);
     EXPECT_THROW(writer.close(), IOFileException);
     EXPECT_THROW(writer.close(), IOFileException);
@@ -191,9 +187,9 @@ TEST(FullDisk, ADeviceThatIsAlwaysFullTakesNothing) {
     for (QString const& path : {QStringLiteral("/dev/full"), link}) {
         ImageWriter writer;
         writer.create(path, false);
-        const std::vector<uint16_t> frame = scenarioFrame(0);
-        expectFailure<IOFileException>(headerWrite(ENOSPC),
-                                       [&] { writer.addFrame(frame.data(), scenarioFrameBytes); });
+        const QByteArray frame = scenarioFrame(0);
+        expectFailure<IOFileException>(
+            headerWrite(ENOSPC), [&] { writer.addFrame(frame.constData(), scenarioFrameBytes); });
         expectFailure<IOFileException>(headerWrite(ENOSPC), [&] { writer.close(); });
         EXPECT_TRUE(writer.isOpen());
     }

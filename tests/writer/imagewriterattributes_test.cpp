@@ -6,7 +6,9 @@
 
 #include <vector>
 
+#include <tests/support/attributetext.h>
 #include <tests/support/expectfailure.h>
+#include <tests/support/failures.h>
 #include <tests/support/limits.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/movieparser.h>
@@ -24,12 +26,6 @@ MovieBytes wholeMovie() {
     return movie.chunk(7, le32(7) + le32(8)).chunk(8, "\x01\xff");
 }
 
-AttributeChunk attributes(const char* text) {
-    AttributeChunk out;
-    out.parse(QString::fromLatin1(text));
-    return out;
-}
-
 const QByteArray oldText = "endian=2\nheight=4\nwidth=4\n";
 
 TEST(ModifyAttribute, LeavesExactlyTheGivenAttributes) {
@@ -37,7 +33,7 @@ TEST(ModifyAttribute, LeavesExactlyTheGivenAttributes) {
                              "a=a much longer text than there was before\nendian=2\n"}) {
         const ScratchFile file(wholeMovie().finished(oldText));
         ImageWriter writer;
-        writer.modifyAttribute(file.path(), attributes(text));
+        writer.modifyAttribute(file.path(), parsed(text));
         EXPECT_FALSE(writer.isOpen());
         EXPECT_EQ(file.bytes(), wholeMovie().finished(text));
     }
@@ -57,7 +53,7 @@ TEST(ModifyAttribute, NeitherByteOrderNorPlacesMatter) {
     movie.record(2, 73, 5).record(6, 33, 8).record(7, 110, 0).record(8, 0, 1);
     const ScratchFile file(movie.finished("endian=1\n"));
     ImageWriter writer;
-    writer.modifyAttribute(file.path(), attributes("b=2\n"));
+    writer.modifyAttribute(file.path(), parsed("b=2\n"));
     EXPECT_EQ(file.bytes(), movie.finished("b=2\n"));
 }
 
@@ -66,7 +62,7 @@ TEST(ModifyAttribute, IndexDoesNotListInfoChunks) {
     movie.chunk(2, "frame").record(5, 37, 10);
     const ScratchFile file(movie.finished(oldText));
     ImageWriter writer;
-    writer.modifyAttribute(file.path(), attributes("b=2\n"));
+    writer.modifyAttribute(file.path(), parsed("b=2\n"));
     EXPECT_EQ(file.bytes(), MovieBytes().chunk(2, "frame").finished("b=2\n"));
 }
 
@@ -74,7 +70,7 @@ TEST(ModifyAttribute, CanBeDoneAgainAndAgain) {
     const ScratchFile file(wholeMovie().finished(oldText));
     ImageWriter writer;
     for (int i = 0; i < 5; ++i)
-        writer.modifyAttribute(file.path(), attributes("endian=2\nheight=4\nwidth=4\n"));
+        writer.modifyAttribute(file.path(), parsed("endian=2\nheight=4\nwidth=4\n"));
     EXPECT_EQ(file.bytes(), wholeMovie().finished(oldText));
     writer.modify(file.path());
     writer.close();
@@ -86,7 +82,7 @@ TEST(ModifyAttribute, DropsAnOpenRecordingAsItStands) {
     ImageWriter writer;
     writer.create(file.sibling("other"), true);
     add(writer, "abc");
-    writer.modifyAttribute(file.path(), attributes("a=1\n"));
+    writer.modifyAttribute(file.path(), parsed("a=1\n"));
     EXPECT_FALSE(writer.isOpen());
     EXPECT_EQ(readFile(file.sibling("other")), chunk(2, "abc"));
     EXPECT_EQ(file.bytes(), wholeMovie().finished("a=1\n"));
@@ -97,8 +93,8 @@ TEST(ModifyAttribute, DropsAnOpenRecordingAsItStands) {
 void expectRefused(Failure const& failure, QByteArray const& bytes) {
     const ScratchFile file(bytes);
     ImageWriter writer;
-    expectFailure<IOFileException>(
-        failure, [&] { writer.modifyAttribute(file.path(), attributes("a=1\n")); });
+    expectFailure<IOFileException>(failure,
+                                   [&] { writer.modifyAttribute(file.path(), parsed("a=1\n")); });
     EXPECT_FALSE(writer.isOpen());
     EXPECT_EQ(file.bytes(), bytes);
 }
@@ -108,18 +104,14 @@ TEST(ModifyAttribute, FilesThatAreNoMoviesStayAsTheyWere) {
                              QStringLiteral("This is not a RQS file.")};
     expectRefused(noMovie, "");
     expectRefused(noMovie, wholeMovie().chunks());
-    expectRefused({"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK",
-                   QStringLiteral("Cannot read header index, chunk too small.")},
-                  wholeMovie().chunks() + chunk(5, "abc"));
-    expectRefused({"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE",
-                   QStringLiteral("Cannot read chunk header, file may be corrupted.")},
-                  wholeMovie().finished(oldText) + "\n");
+    expectRefused(indexTooSmall(), wholeMovie().chunks() + chunk(5, "abc"));
+    expectRefused(damagedHeader(), wholeMovie().finished(oldText) + "\n");
 
     const ScratchFile file;
     ImageWriter writer;
     const QString missing = file.sibling("missing");
     expectFailure<IOFileException>(noMovie,
-                                   [&] { writer.modifyAttribute(missing, attributes("a=1\n")); });
+                                   [&] { writer.modifyAttribute(missing, parsed("a=1\n")); });
     EXPECT_FALSE(QFile::exists(missing));
     const QString nowhere = file.sibling("no/folder");
     expectFailure<IOFileException>({"dataio.filewriter", SYSCALL, "FW_OF_OPEN2",
@@ -129,7 +121,7 @@ TEST(ModifyAttribute, FilesThatAreNoMoviesStayAsTheyWere) {
 
 TEST(ModifyAttribute, FullDiskPutsTheOldEndBack) {
     const QByteArray before = wholeMovie().finished(oldText);
-    const AttributeChunk longer = attributes("note=some more text than there was before\n");
+    const AttributeChunk longer = parsed("note=some more text than there was before\n");
     const qsizetype after =
         wholeMovie().finished("note=some more text than there was before\n").size();
     ASSERT_GT(after, before.size());

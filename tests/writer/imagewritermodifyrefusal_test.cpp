@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <tests/support/expectfailure.h>
+#include <tests/support/failures.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/recording.h>
 #include <tests/support/reopening.h>
@@ -34,8 +35,6 @@ const Failure misplacedTimes = refusal(
     "FDCW_MODIFY3", "Cannot modify this movie with frametimers not at the expected location.");
 const Failure misplacedFibers = refusal(
     "FDCW_MODIFY4", "Cannot modify this movie with fibercenters not at the expected location.");
-const Failure damagedHeader = {"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE",
-                               QStringLiteral("Cannot read chunk header, file may be corrupted.")};
 
 void expectRefused(Failure const& failure, QByteArray const& bytes) {
     SCOPED_TRACE(failure.code);
@@ -102,12 +101,10 @@ TEST(ModifyRefusal, FibersWithoutASize) {
 }
 
 TEST(ModifyRefusal, DamagedFile) {
-    expectRefused(damagedHeader, QByteArray(40, 'x'));
-    expectRefused(damagedHeader, twoFrames().finished(header) + "x");
-    expectRefused(damagedHeader, QByteArray(40, 'x') + MovieBytes().finished(header));
-    expectRefused({"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK",
-                   QStringLiteral("Cannot read header index, chunk too small.")},
-                  twoFrames().chunks() + chunk(Info, le32(1)));
+    expectRefused(damagedHeader(), QByteArray(40, 'x'));
+    expectRefused(damagedHeader(), twoFrames().finished(header) + "x");
+    expectRefused(damagedHeader(), QByteArray(40, 'x') + MovieBytes().finished(header));
+    expectRefused(indexTooSmall(), twoFrames().chunks() + chunk(Info, le32(1)));
     expectRefused({"dataio.fdchunkwriter", SOFTWARE, "FDCW_PC_BOUND",
                    QStringLiteral("Chunk exceeds file, file may be corrupted.")},
                   twoFrames().chunks() + endHeader(Info, 1000));

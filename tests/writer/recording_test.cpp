@@ -6,15 +6,13 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <vector>
 
+#include <tests/support/childprocess.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/recording.h>
 #include <tests/support/scratchfile.h>
@@ -24,26 +22,9 @@ using namespace mz::test;
 
 namespace {
 
-/// Runs checks in a process of their own, which knows nothing but the file; each returns what is
-/// wrong.
+/// The check returns what is wrong.
 void expectInAnotherProcess(std::function<const char*()> const& check) {
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    ASSERT_NE(child, -1);
-    if (child == 0) {
-        const char* problem = "an exception";
-        try {
-            problem = check();
-        } catch (std::exception const& failure) {
-            std::fprintf(stderr, "%s\n", failure.what());
-        }
-        if (problem != nullptr) std::fprintf(stderr, "reading process: %s\n", problem);
-        _exit(problem == nullptr ? 0 : 1);
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    inChild([&] { EXPECT_STREQ(check(), nullptr); });
 }
 
 bool isFrame(ImageReader& reader, unsigned int index, QByteArray const& expected) {

@@ -4,7 +4,8 @@
 
 #include <algorithm>
 
-#include <fuzz/support/moviebytes.h>
+#include <fuzz/support/movieparts.h>
+#include <tests/support/bytes.h>
 
 namespace mz::fuzz {
 
@@ -12,15 +13,6 @@ namespace {
 
 constexpr qsizetype headerSize = 16;
 constexpr qsizetype recordSize = 12;
-
-QByteArray header(const char* tag, uint32_t type, uint32_t size) {
-    QByteArray bytes(headerSize, '\n');
-    bytes.replace(1, 5, tag);
-    qToBigEndian(type, bytes.data() + 6);
-    qToBigEndian(size, bytes.data() + 10);
-    bytes[14] = '>';
-    return bytes;
-}
 
 }  // namespace
 
@@ -40,10 +32,8 @@ Movie parseMovie(QByteArray const& bytes) {
 
 QByteArray movieBytes(Movie const& movie) {
     QByteArray bytes;
-    for (auto const& [type, payload] : movie.chunks) {
-        const auto size = static_cast<uint32_t>(payload.size());
-        bytes += header("<CSTA", type, size) + payload + header("<CEND", type, size);
-    }
+    for (auto const& [type, payload] : movie.chunks)
+        bytes += test::chunk(type, payload);
     return bytes + movie.rest;
 }
 
@@ -59,11 +49,9 @@ Info parseInfo(QByteArray const& payload) {
 }
 
 QByteArray infoPayload(Info const& info) {
-    std::vector<uint32_t> numbers{static_cast<uint32_t>(info.index.size() / 3)};
-    numbers.insert(numbers.end(), info.index.begin(), info.index.end());
-    QByteArray bytes(static_cast<qsizetype>(numbers.size()) * 4, '\0');
-    for (size_t i = 0; i < numbers.size(); ++i)
-        qToLittleEndian(numbers[i], bytes.data() + i * 4);
+    QByteArray bytes = test::le32(static_cast<uint32_t>(info.index.size() / 3));
+    for (const uint32_t number : info.index)
+        bytes += test::le32(number);
     return bytes + info.text;
 }
 
