@@ -374,4 +374,34 @@ TEST(CallsThatCompile, ChunkHeaders) {
     ::close(fd);
 }
 
+// A real number is written without a suffix: it is kept as the float, and read widened.
+
+TEST(CallsThatCompile, DoublesAsAttributesOfAMovie) {
+    ImageReader reader;
+    reader.setAttribute("gain", 1.5);
+    double read = 0;
+    EXPECT_TRUE(reader.attribute("plug_gain", read));
+    EXPECT_EQ(read, 1.5);
+
+    const ScratchFile file;
+    ImageWriter writer;
+    begin(writer, file.path());
+    writer.attribute("gain", 0.1);
+    writer.setPlugAttribute("gain", 1.5);
+    writer.close();
+    const Movie movie = soundMovie(file.path());
+    EXPECT_EQ(movie.attribute("gain"), "1.000000e-01");
+    EXPECT_EQ(movie.attribute("plug_gain"), "1.500000e+00");
+    EXPECT_TRUE(ImageReader(file.path()).attribute("gain", read));
+    EXPECT_EQ(read, double{0.1F});
+}
+
+TEST(CallsThatCompile, DoublesAsAttributes) {
+    AttributeChunk chunk;
+    chunk.set("gain", 0.1);
+    double read = 0;
+    EXPECT_TRUE(chunk.get("gain", read));
+    EXPECT_EQ(read, double{0.1F});
+}
+
 }  // namespace
