@@ -48,11 +48,24 @@ inline QByteArray goodHeader(MZImagePixelType type, int bits, int endian = 2) {
            "\npixtype=" + QByteArray::number(static_cast<int>(type)) + "\nwidth=4\n";
 }
 
+/// Two nodes, whose number stands under `countKey`.
+inline QByteArray goodPalette(QByteArray const& countKey) {
+    return "pal_cropMax=200\npal_cropMin=10\npal_n0_b=0\npal_n0_g=0\npal_n0_r=0\npal_n0_val=0\n"
+           "pal_n1_b=1\npal_n1_g=0.5\npal_n1_r=0\npal_n1_val=1\npal_name=blue\n" +
+           countKey + "=2\n";
+}
+
 inline GoodMovie rawMovie(const char* name, MZImagePixelType type, int bits) {
     GoodMovie movie{name, {}, goodHeader(type, bits), 3};
     for (int i = 0; i < 3; ++i)
         movie.chunks.frame(goodFrame(i, goodWidth * goodHeight * bits / 8));
     movie.chunks.times({10, 1, 11, 2, 12, 3}).laserPowers("\x01\x80\xff");
+    return movie;
+}
+
+inline GoodMovie withPalette() {
+    GoodMovie movie = rawMovie("Raw16", MZ_USHORT, 16);
+    movie.text += goodPalette("pal_nbcols");
     return movie;
 }
 
@@ -79,25 +92,27 @@ inline GoodMovie otherByteOrder() {
     return movie;
 }
 
-inline GoodMovie olderTimes() {
-    GoodMovie movie{"OlderTimes", {}, goodHeader(MZ_UCHAR, 8), 2};
+/// Of a recorder that did not know the type of pixels yet, nor chunks of times.
+inline GoodMovie olderMovie() {
+    GoodMovie movie{"Older", {}, goodHeader(MZ_UCHAR, 8).replace("pixtype=3\n", ""), 2};
     movie.text +=
         "frame_timer=1\nframe_timer_n0_sec=5\nframe_timer_n0_usec=6\n"
         "frame_timer_n1_sec=7\nframe_timer_n1_usec=8\n";
+    movie.text += goodPalette("pal_nbnodes");
     movie.chunks.frame(goodFrame(0, 12)).frame(goodFrame(1, 12));
     return movie;
 }
 
 inline std::vector<GoodMovie> goodMovies() {
     return {rawMovie("Raw8", MZ_UCHAR, 8),
-            rawMovie("Raw16", MZ_USHORT, 16),
+            withPalette(),
             rawMovie("Raw32", MZ_FLOAT, 32),
             compressedMovie("ZLib", CompressionType::ZLib),
             compressedMovie("GZip", CompressionType::GZip),
             compressedMovie("BZip2", CompressionType::BZip2),
             vectorizedMovie(),
             otherByteOrder(),
-            olderTimes(),
+            olderMovie(),
             {"Empty", {}, goodHeader(MZ_USHORT, 16), 0}};
 }
 

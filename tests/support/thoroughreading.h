@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -57,13 +58,39 @@ struct Findings {
     unsigned int readableFrames = 0;
     std::vector<QByteArray> rawFrames;  ///< those that could be read
     std::vector<unsigned int> fibers;   ///< pixel offsets
+    std::ostringstream told;            ///< all answers, attributes asked for by name left aside
 };
+
+/// Tells in `told` what else it is given, which shows what the reader takes from the header.
+class TellingService : public RepeatingService {
+public:
+    explicit TellingService(std::ostream& told) : _told(told) {}
+
+    bool prepare(boost::iterator_range<float const*> fibers, int width, int height, float fovX,
+                 float fovY, float minX, float maxX, float minY, float maxY) override {
+        _told << "prepare " << width << ' ' << height << ' ' << fovX << ' ' << fovY << ' ' << minX
+              << ' ' << maxX << ' ' << minY << ' ' << maxY << '\n';
+        return RepeatingService::prepare(fibers, width, height, fovX, fovY, minX, maxX, minY, maxY);
+    }
+
+private:
+    std::ostream& _told;
+};
+
+template <class Values>
+void tell(std::ostream& told, const char* what, Values const& values) {
+    told << what;
+    for (auto const& value : values)
+        told << ' ' << value;
+    told << '\n';
+}
 
 inline void readFrames(ImageReader& reader, Findings& findings) {
     int width = 0;
     int height = 0;
     reader.width(width);
     reader.height(height);
+    findings.told << "size " << width << ' ' << height << '\n';
     const bool isVectorized = reader.dataType() == QLatin1String("vec");
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
         void const* data = nullptr;
@@ -73,9 +100,12 @@ inline void readFrames(ImageReader& reader, Findings& findings) {
             if (!size) return;
             rawSize = *size;
             touch(data, rawSize);
-            if (rawSize < 4096)
+            findings.told << "frame " << i << ' ' << rawSize << '\n';
+            if (rawSize < 4096) {
                 findings.rawFrames.emplace_back(static_cast<const char*>(data),
                                                 static_cast<qsizetype>(rawSize));
+                findings.told << findings.rawFrames.back().toHex().constData() << '\n';
+            }
         });
         succeeds([&] {
             if (!reader.getFrame(data, i)) return;
@@ -99,15 +129,26 @@ inline void readFibers(ImageReader& reader, Findings& findings) {
         std::vector<float> positions;
         std::vector<unsigned int> pixels;
         succeeds([&] { reader.getRasterFiberContinuousIndexes(positions, mode); });
+        tell(findings.told, "positions", positions);
         succeeds([&] { reader.getRasterFiberIndexes(pixels, mode); });
         succeeds([&] { reader.getWorldFiberCenters(positions, mode); });
+        tell(findings.told, "centres", positions);
         succeeds([&] { reader.getFiberOffsets(pixels, mode); });
         succeeds([&] { reader.nbFibers(mode); });
         if (number == 0) findings.fibers = pixels;
     }
 }
 
-inline void readHeader(ImageReader& reader) {
+inline void tellPalette(std::ostream& told, MzPalette const& palette) {
+    told << "palette " << palette._name.toStdString() << ' ' << palette._cropMinInt << ' '
+         << palette._cropMaxInt;
+    for (PalNode const& node : palette._nodes)
+        told << ' ' << node._val << ' ' << node._col._r << ' ' << node._col._g << ' '
+             << node._col._b;
+    told << '\n';
+}
+
+inline void readHeader(ImageReader& reader, std::ostream& told) {
     int number = 0;
     float real = 0;
     QString text;
@@ -116,39 +157,45 @@ inline void readHeader(ImageReader& reader) {
     MZImagePixelType type = MZ_UNKNOWN;
     MzPalette palette;
     std::vector<float> box;
-    reader.frameDelay(number);
-    reader.dimension(number);
-    reader.pixBits(number);
-    reader.pixBytes();
-    reader.pixType(type);
-    reader.endian();
-    reader.utcOffsetSeconds(present, trustable);
-    reader.getMaskLevel();
-    reader.getComment();
-    reader.getSpecificComment();
-    reader.palette(palette);
+    told << reader.frameDelay(number) << ' ' << number;
+    told << " dimension " << reader.dimension(number) << ' ' << number;
+    told << " bits " << reader.pixBits(number) << ' ' << number << ' ' << reader.pixBytes();
+    told << " type " << reader.pixType(type) << ' ' << type;
+    told << " endian " << reader.endian();
+    told << " offset " << reader.utcOffsetSeconds(present, trustable) << present << trustable;
+    told << " mask " << reader.getMaskLevel() << " data " << reader.dataType().toStdString();
+    told << reader.getComment().toStdString() << reader.getSpecificComment().toStdString() << '\n';
+    if (reader.palette(palette)) tellPalette(told, palette);
     reader.attribute(QStringLiteral("width"), real);
     reader.attribute(QStringLiteral("width"), text);
-    reader.getBundleBoundingBox(box);
+    if (reader.getBundleBoundingBox(box)) tell(told, "box", box);
     timeval time{};
     for (unsigned int i = 0; i <= reader.nbFrames(); ++i) {
-        reader.getFrameTiming(i, time);
-        reader.getLaserPower(i, real);
+        if (reader.getFrameTiming(i, time)) told << ' ' << time.tv_sec << ':' << time.tv_usec;
+        if (reader.getLaserPower(i, real)) told << ' ' << real;
     }
+    told << '\n';
+}
+
+inline void tellImage(std::ostream& told, QImage const& image) {
+    const QByteArray bytes = QByteArray::fromRawData(
+        reinterpret_cast<const char*>(image.constBits()), image.sizeInBytes());
+    told << "thumbnail " << image.width() << ' ' << image.height() << ' ' << qHash(bytes) << '\n';
 }
 
 inline Findings readThoroughly(QString const& path) {
     Findings findings;
-    ImageReader reader(repeatingService());
+    ImageReader reader(boost::make_shared<TellingService>(findings.told));
     findings.opened = succeeds([&] { reader.open(path); });
     findings.frames = reader.nbFrames();
-    readHeader(reader);
+    readHeader(reader, findings.told);
     readFrames(reader, findings);
     readFibers(reader, findings);
     for (int frame : {0, 1, 1000}) {
         QImage image;
         const bool made = reader.thumbnail(image, 40, 30, frame);
         EXPECT_EQ(made, !image.isNull());
+        if (made) tellImage(findings.told, image);
     }
     EXPECT_TRUE(!findings.opened || succeeds([&] { reader.reloadHeader(); }));
     reader.close();

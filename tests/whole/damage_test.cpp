@@ -1,3 +1,6 @@
+// Movies of every kind with every kind of damage: each is read and changed in every way, and gives
+// a documented exception, nothing, or a right answer, in little time and little memory.
+
 #include <libDataIO/imagewriter.h>
 
 #include <gtest/gtest.h>
@@ -7,19 +10,15 @@
 #include <string>
 
 #include <tests/support/childprocess.h>
-#include <tests/support/goodmovies.h>
+#include <tests/support/damages.h>
 #include <tests/support/limits.h>
 #include <tests/support/logcapture.h>
-#include <tests/support/movieparser.h>
 #include <tests/support/processmemory.h>
 #include <tests/support/scratchfile.h>
 #include <tests/support/thoroughreading.h>
 
 using namespace mz;
 using namespace mz::test;
-
-// Movies of every kind with every kind of damage: each is read and changed in every way, and gives
-// a documented exception, nothing, or a right answer, in little time and little memory.
 
 namespace {
 
@@ -34,8 +33,6 @@ protected:
         ASSERT_TRUE(findings.opened);
         ASSERT_EQ(findings.rawFrames.size(), GetParam().frames);
         goodFrames = findings.rawFrames;
-        infoBegin = static_cast<qsizetype>(parseMovie(good).chunks.back().offset);
-        textBegin = good.indexOf(GetParam().text.left(10));
     }
 
     /// Opens, reads and changes a damaged file.
@@ -44,7 +41,7 @@ protected:
         QFile::remove(file.path());
         writeFile(file.path(), damaged);
         const std::clock_t begin = std::clock();
-        const Findings findings = readThoroughly(file.path());
+        Findings findings = readThoroughly(file.path());
         EXPECT_EQ(readFile(file.path()), damaged) << "reading has changed the file";
         change(damaged);
         EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, mostSeconds);
@@ -81,16 +78,18 @@ protected:
         }
     }
 
-    QByteArray with32(QByteArray bytes, qsizetype at, QByteArray const& word) const {
-        return bytes.replace(at, 4, word);
+    void meetAll(std::vector<Flip> const& flips) {
+        for (Flip const& flip : flips) {
+            SCOPED_TRACE(flip);
+            const Findings findings = meet(flip.of(good));
+            if (flip.framesStay) expectRecordedFrames(findings);
+        }
     }
 
     LogCapture silent{LogLevel::Error};
     ScratchFile file;
     QByteArray good;
     std::vector<QByteArray> goodFrames;
-    qsizetype infoBegin = 0;
-    qsizetype textBegin = 0;
 };
 
 TEST_P(Damage, AMovieThatIsCutAnywhereDoesNotOpen) {
@@ -106,115 +105,51 @@ TEST_P(Damage, BytesBehindTheMovieHideIt) {
 }
 
 TEST_P(Damage, EveryByteOfTheFramingMayBeFlipped) {
-    for (MovieChunk const& chunk : parseMovie(good).chunks) {
-        const auto begin = static_cast<qsizetype>(chunk.offset);
-        const qsizetype end = begin + 16 + chunk.size;
-        for (qsizetype i = 0; i < 32; ++i) {
-            const qsizetype at = i < 16 ? begin + i : end + i - 16;
-            for (int flip : {0x01, 0x80, 0xff}) {
-                SCOPED_TRACE(testing::Message() << "byte " << at << " flip " << flip);
-                QByteArray damaged = good;
-                damaged[at] = static_cast<char>(damaged[at] ^ flip);
-                const Findings findings = meet(damaged);
-                // A start header is believed about the size of its chunk.
-                if (i < 10 || i > 13) expectRecordedFrames(findings);
-            }
-        }
-    }
+    meetAll(framingFlips(good));
 }
 
 TEST_P(Damage, EveryByteOfTheIndexMayBeFlipped) {
-    // The count aside: with it the attributes begin elsewhere.
-    for (qsizetype at = infoBegin + 20; at < textBegin; ++at) {
-        for (int flip : {0x01, 0x10, 0x80, 0xff}) {
-            SCOPED_TRACE(testing::Message() << "byte " << at << " flip " << flip);
-            QByteArray damaged = good;
-            damaged[at] = static_cast<char>(damaged[at] ^ flip);
-            expectRecordedFrames(meet(damaged));
-        }
-    }
+    meetAll(indexFlips(good));
 }
 
 TEST_P(Damage, EveryByteOfTheAttributesMayBeFlipped) {
-    for (qsizetype at = textBegin; at < good.size() - 16; ++at) {
-        for (int flip : {0x01, 0x08, 0x80}) {
-            SCOPED_TRACE(testing::Message() << "byte " << at << " flip " << flip);
-            QByteArray damaged = good;
-            damaged[at] = static_cast<char>(damaged[at] ^ flip);
-            meet(damaged);
-        }
-    }
+    meetAll(attributeFlips(good));
 }
 
 TEST_P(Damage, EveryByteOfThePayloadsMayBeFlipped) {
-    for (MovieChunk const& chunk : parseMovie(good).chunks) {
-        if (chunk.type == MZ_CT_INFO) continue;
-        for (unsigned int i = 0; i < chunk.size; ++i) {
-            SCOPED_TRACE(testing::Message() << "byte " << i << " of chunk at " << chunk.offset);
-            QByteArray damaged = good;
-            const auto at = static_cast<qsizetype>(chunk.offset + 16 + i);
-            damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
-            EXPECT_TRUE(meet(damaged).opened);
-        }
+    for (Flip const& flip : payloadFlips(good)) {
+        SCOPED_TRACE(flip);
+        EXPECT_TRUE(meet(flip.of(good)).opened);
     }
 }
 
 TEST_P(Damage, SizesInTheFramingMayBeAnything) {
-    for (MovieChunk const& chunk : parseMovie(good).chunks) {
-        const auto startSize = static_cast<qsizetype>(chunk.offset) + 10;
-        const qsizetype endSize = startSize + 16 + chunk.size;
-        for (uint32_t size : {0u, 1u, chunk.size - 1, chunk.size + 1, chunk.size + 32, 0x7fffffffu,
-                              0x80000000u, 0xffffffe0u, 0xffffffffu}) {
-            SCOPED_TRACE(testing::Message() << "chunk at " << chunk.offset << " size " << size);
-            const QByteArray startOnly = with32(good, startSize, be32(size));
-            meet(startOnly);
-            meet(with32(good, endSize, be32(size)));
-            meet(with32(startOnly, endSize, be32(size)));
-        }
+    for (FramingSize const& row : framingSizes(good)) {
+        SCOPED_TRACE(row);
+        meet(row.of(good));
     }
 }
 
 TEST_P(Damage, CountAndOffsetsOfTheIndexMayBeAnything) {
-    const qsizetype count = infoBegin + 16;
-    for (uint32_t number : {0u, 1u, 2u, 1000u, 0x15555555u, 0x15555556u, 0x55555555u, 0x55555556u,
-                            0x7fffffffu, 0x80000000u, 0xfffffffeu, 0xffffffffu})
-        meet(with32(good, count, le32(number)));
-    const auto size = static_cast<uint32_t>(good.size());
-    for (qsizetype offset = count + 8; offset < textBegin; offset += 12) {
-        for (uint32_t place : {0u, 1u, size - 33, size - 32, size - 16, size - 1, size, 0x7fffffffu,
-                               0x80000000u, 0xfffffff0u, 0xffffffffu}) {
-            SCOPED_TRACE(testing::Message() << "record at " << offset << " to " << place);
-            expectRecordedFrames(meet(with32(good, offset, le32(place))));
-            meet(with32(good, offset + 4, le32(place)));
-        }
+    for (IndexNumber const& row : indexNumbers(good)) {
+        SCOPED_TRACE(row);
+        const Findings findings = meet(row.of(good));
+        if (row.field == IndexNumber::Offset) expectRecordedFrames(findings);
     }
 }
 
 TEST_P(Damage, AttributesMaySayAnything) {
-    const QByteArray values[] = {"-1",         "0",          "1",           "2",          "5",
-                                 "17",         "32",         "896",         "65535",      "65536",
-                                 "2147483647", "2147483648", "-2147483648", "4294967296", "1e40",
-                                 "nan",        "-inf",       "vec",         "gz",         "bz2"};
-    for (const char* key :
-         {"width", "height", "pixbits", "pixtype", "endian", "datadimension", "data_type",
-          "compression_type", "bbox_max_x", "bbox_min_y", "fovx", "mask_level", "frame_timer",
-          "frame_timer_n0_usec", "pal_nb_nodes", "pal_crop_min_int", "utc_offset_seconds"}) {
-        for (QByteArray const& value : values) {
-            SCOPED_TRACE(testing::Message() << key << "=" << value.constData());
-            meet(GetParam().with(key, value));
-        }
+    for (AttributeValue const& row : attributeValues(GetParam())) {
+        SCOPED_TRACE(row);
+        meet(GetParam().with(row.key, row.value));
     }
 }
 
 TEST_P(Damage, AnImageMayBeAsLargeAsItLikes) {
-    for (const char* width : {"2048", "2897", "65536", "2147483647"}) {
-        GoodMovie wide = GetParam();
-        for (const char* height : {"2048", "2896", "65536", "2147483647"}) {
-            wide.text = GetParam().text;
-            wide.text.replace("width=4", QByteArray("width=") + width);
-            SCOPED_TRACE(testing::Message() << width << " x " << height);
-            meet(wide.with("height", height));
-        }
+    for (LargeImage const& image : largeImages()) {
+        SCOPED_TRACE(testing::Message()
+                     << image.width.constData() << " x " << image.height.constData());
+        meet(sized(GetParam(), image.width, image.height));
     }
 }
 
@@ -232,12 +167,10 @@ TEST_P(Damage, MemoryIsBounded) {
             for (const char* key : {"width", "height"}) {
                 meet(GetParam().with(key, size));
             }
-            GoodMovie large = GetParam();
-            large.text.replace("width=4", QByteArray("width=") + size);
-            meet(large.with("height", size));
+            meet(sized(GetParam(), size, size));
         }
         for (uint32_t number : {0x7fffffffu, 0x55555556u}) {
-            meet(with32(good, infoBegin + 16, le32(number)));
+            meet(IndexNumber{IndexNumber::Count, 0, number}.of(good));
         }
         EXPECT_LE(processMemory("VmPeak") - before, mostMemory);
     });
@@ -247,9 +180,7 @@ TEST_P(Damage, AFrameOfTheSizeThatIsBelievedIsReadInThatMemory) {
     DATAIO_SKIP_IF_SANITIZED();
     inChild([&] {
         const AddressSpaceLimit limit(static_cast<rlim_t>(mostMemory));
-        GoodMovie large = GetParam();
-        large.text.replace("width=4", "width=2896");
-        const Findings findings = meet(large.with("height", "2896"));
+        const Findings findings = meet(sized(GetParam(), "2896", "2896"));
         EXPECT_TRUE(findings.opened);
         EXPECT_EQ(findings.readableFrames, GetParam().frames);
     });
