@@ -1,3 +1,5 @@
+// Byte swapping of samples, and which byte orders ask for it.
+
 #include <libDataIO/base/byteorder.h>
 
 #include <QByteArray>

@@ -1,3 +1,5 @@
+// The table of pixel types: group, bits and name of each, and the way back from them.
+
 #include <libDataIO/dataiocommon.h>
 
 #include <gtest/gtest.h>

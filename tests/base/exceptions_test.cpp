@@ -1,3 +1,6 @@
+// The family of exceptions: what each carries, what it is caught as, and the record that a failure
+// leaves in the log before it is thrown.
+
 #include <libCommon/exceptions.h>
 #include <libLog/failure.h>
 

@@ -1,3 +1,5 @@
+// The arithmetic of frame sizes up to the numbers that overflow.
+
 #include <libDataIO/base/framesize.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Loggers by name: levels and streams inherited along the names, each test with a tree of its own.
+
 #include <libLog/logger.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Palettes as values: the default one, comparison, and the squeezing of their nodes.
+
 #include <libCommon/mzpalette.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Rounding of coordinates at halves, at their neighbours and beyond all integers.
+
 #include <libDataIO/base/rounding.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Chunk headers written to and read from a descriptor, held against bytes made by hand.
+
 #include <libDataIO/chunkheader.h>
 #include <libDataIO/container/chunkframing.h>
 

@@ -1,3 +1,5 @@
+// The binary form of the index, both ways, and the sizes that are refused.
+
 #include <libDataIO/chunkindex.h>
 #include <libDataIO/dataiocommon.h>
 

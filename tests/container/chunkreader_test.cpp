@@ -1,3 +1,5 @@
+// What the base of chunk readers does by itself, shown by a reader of nothing.
+
 #include <libDataIO/chunkreader.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Finding whole chunks in files that are damaged or are no movies at all.
+
 #include <libDataIO/container/chunkscan.h>
 
 #include <gtest/gtest.h>

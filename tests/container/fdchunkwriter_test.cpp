@@ -1,3 +1,5 @@
+// Writing chunks to a descriptor and walking back over them; the bytes are looked at in the file.
+
 #include <libDataIO/fdchunkwriter.h>
 
 #include <gtest/gtest.h>

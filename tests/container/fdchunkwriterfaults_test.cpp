@@ -1,3 +1,5 @@
+// What the writer leaves behind when the system fails it.
+
 #include <libDataIO/fdchunkwriter.h>
 
 #include <gtest/gtest.h>
@@ -15,8 +17,6 @@
 
 using namespace mz;
 using namespace mz::test;
-
-// What the writer leaves behind when the system fails it.
 
 namespace {
 

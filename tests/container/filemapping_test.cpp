@@ -1,3 +1,6 @@
+// How the mapped reader deals with memory: what is kept, given back, and what happens when the
+// system gives none or takes none.
+
 #include <libDataIO/container/filemapping.h>
 #include <libDataIO/mmapchunkreader.h>
 
@@ -15,9 +18,6 @@
 
 using namespace mz;
 using namespace mz::test;
-
-// How the mapped reader deals with memory: what is kept, given back, and what happens when the
-// system gives none or takes none.
 
 namespace {
 

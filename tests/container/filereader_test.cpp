@@ -1,3 +1,5 @@
+// Opening and closing files for reading; the moves themselves are tested with the mapped reader.
+
 #include <libDataIO/filereader.h>
 
 #include <QFileInfo>

@@ -1,3 +1,5 @@
+// Opening, creating and closing files for writing, and the rights that new ones have.
+
 #include <libDataIO/filewriter.h>
 
 #include <QFileInfo>

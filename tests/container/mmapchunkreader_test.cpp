@@ -1,3 +1,5 @@
+// Walking over the chunks of a file that is built by hand, in both directions.
+
 #include <libDataIO/dataiocommon.h>
 #include <libDataIO/mmapchunkreader.h>
 

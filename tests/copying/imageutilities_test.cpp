@@ -1,3 +1,5 @@
+// Taking attributes and fibres from one movie to another, byte orders and refusals included.
+
 #include <libDataIO/frametimer.h>
 #include <libDataIO/imageutilities.h>
 

@@ -1,3 +1,6 @@
+// Every call to the system that the tools make fails once, in every way: no input is ever harmed,
+// and when the fault is gone the same call does what it would have done.
+
 #include <libCommon/exceptions.h>
 #include <libDataIO/imageutilities.h>
 #include <libDataIO/rsqcompressutil.h>
@@ -16,9 +19,6 @@
 
 using namespace mz;
 using namespace mz::test;
-
-// Every call to the system that the tools make fails once, in every way: no input is ever harmed,
-// and when the fault is gone the same call does what it would have done.
 
 namespace {
 

@@ -1,3 +1,5 @@
+// Attributes as text and as values: parsing, dumping, conversion and both merges.
+
 #include <libDataIO/attributechunk.h>
 
 #include <gtest/gtest.h>

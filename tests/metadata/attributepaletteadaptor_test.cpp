@@ -1,3 +1,5 @@
+// Palettes as attributes, both ways, with prefixes and with keys that are missing or wrong.
+
 #include <libDataIO/attributechunk.h>
 #include <libDataIO/attributepaletteadaptor.h>
 

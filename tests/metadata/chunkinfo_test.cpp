@@ -1,3 +1,5 @@
+// The payload of an info chunk: the index and behind it the attributes.
+
 #include <libDataIO/chunkinfo.h>
 
 #include <QByteArray>

@@ -1,3 +1,5 @@
+// Times in their two stored forms, as records of eight bytes and as attributes.
+
 #include <libDataIO/attributechunk.h>
 #include <libDataIO/frametimer.h>
 

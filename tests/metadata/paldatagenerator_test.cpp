@@ -1,3 +1,5 @@
+// Colour tables, entry by entry against a naive rendering, for palettes by hand and at random.
+
 #include <libDataIO/paldatagenerator.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Fibre positions: their words in the payload, and how they are filtered, sorted and converted.
+
 #include <libDataIO/payloads/fibergeometry.h>
 
 #include <gtest/gtest.h>

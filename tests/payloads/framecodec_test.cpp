@@ -1,3 +1,5 @@
+// Compressed frames decoded and encoded, against the compression libraries and the filter chain.
+
 #include <libDataIO/payloads/framecodec.h>
 
 #include <QString>

@@ -1,3 +1,5 @@
+// Laser powers as bytes, both ways.
+
 #include <libDataIO/payloads/laserpower.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The arithmetic of thumbnails on frames by hand and at random: grid, contrast window and pixels.
+
 #include <libDataIO/paldatagenerator.h>
 #include <libDataIO/payloads/thumbnail.h>
 

@@ -1,3 +1,6 @@
+// Opening, reopening and closing movies that are built by hand, and what is said of files that are
+// none.
+
 #include <tests/support/failures.h>
 #include <tests/support/moviereader.h>
 

@@ -1,3 +1,6 @@
+// Reading compressed frames: streams by the compression libraries, damaged streams, and sizes that
+// no frame has.
+
 #include <cstring>
 #include <ios>
 

@@ -1,3 +1,5 @@
+// Fibre positions as a reader gives them, in each mode, and the box around the bundle.
+
 #include <cmath>
 #include <vector>
 

@@ -1,3 +1,5 @@
+// Requests for frames: their order, the current frame, byte order and damaged places.
+
 #include <fstream>
 #include <sstream>
 #include <string>

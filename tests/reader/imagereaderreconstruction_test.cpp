@@ -1,3 +1,5 @@
+// Vectorized frames made into images by a service that notes what it is asked for.
+
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include <vector>

@@ -1,3 +1,6 @@
+// Every call to the system that reading a movie makes fails once, in every way: the reader says so
+// or gives the right answer, never a wrong one, and afterwards it gives the right one.
+
 #include <libCommon/exceptions.h>
 #include <libDataIO/imagereader.h>
 
@@ -12,9 +15,6 @@
 
 using namespace mz;
 using namespace mz::test;
-
-// Every call to the system that reading a movie makes fails once, in every way: the reader says so
-// or gives the right answer, never a wrong one, and afterwards it gives the right one.
 
 namespace {
 

@@ -1,3 +1,5 @@
+// Which frames of an index are the ones that were found again.
+
 #include <libDataIO/salvage/framelist.h>
 
 #include <gtest/gtest.h>

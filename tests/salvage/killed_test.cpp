@@ -1,3 +1,5 @@
+// Recorders that are killed at any moment: every frame that was complete before is on the disk.
+
 #include <libCommon/exceptions.h>
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imageutilities.h>
@@ -21,8 +23,6 @@
 
 using namespace mz;
 using namespace mz::test;
-
-// Recorders that are killed at any moment: every frame that was complete before is on the disk.
 
 namespace {
 

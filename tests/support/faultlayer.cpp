@@ -1,3 +1,5 @@
+// The calls of the system as the tests define them, in front of those of the C library.
+
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>

@@ -1,3 +1,5 @@
+// Real disks that are full: nothing is simulated here but the length to which a file may grow.
+
 #include <libCommon/exceptions.h>
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
@@ -19,8 +21,6 @@
 
 using namespace mz;
 using namespace mz::test;
-
-// Real disks that are full: nothing is simulated here but the length to which a file may grow.
 
 namespace {
 

@@ -1,3 +1,7 @@
+// Every call to the system that a recording or a change of a movie makes fails once, in every way.
+// The file on the disk is then compared with what it was after the last step that went well, and
+// after the fault the writer goes on, closes, or ends, and the file is whole.
+
 #include <libCommon/exceptions.h>
 #include <libDataIO/imagewriter.h>
 
@@ -16,10 +20,6 @@
 
 using namespace mz;
 using namespace mz::test;
-
-// Every call to the system that a recording or a change of a movie makes fails once, in every way.
-// The file on the disk is then compared with what it was after the last step that went well, and
-// after the fault the writer goes on, closes, or ends, and the file is whole.
 
 namespace {
 
