@@ -26,7 +26,6 @@ static_assert(std::is_abstract_v<ChunkHeaderBase>);
 static_assert(std::has_virtual_destructor_v<ChunkHeaderBase>);
 
 const char* const readPrefix = "Could not read chunk header data: ";
-const char* const writePrefix = "Could not write chunk start header: ";
 
 /// A file with the given bytes, open for reading and writing while the test runs.
 class ChunkHeader : public testing::Test {
@@ -34,7 +33,7 @@ protected:
     ~ChunkHeader() override {
         if (fd != -1) ::close(fd);
     }
-    void fill(QByteArray const& bytes) {
+    void fill(const QByteArray& bytes) {
         file.put(0, bytes);
         fd = file.open();
     }
@@ -180,8 +179,7 @@ TEST_F(ChunkHeader, ADescriptorThatCannotBeMovedIsASeekFailure) {
 
 TEST_F(ChunkHeader, AFailedWriteNamesTheStartHeaderForBothKinds) {
     fd = ::open("/dev/full", O_WRONLY);
-    const Failure expected{"dataio.chunkheader", SYSCALL, "CHB_WFD_WRITE",
-                           systemError(writePrefix, ENOSPC)};
+    const Failure expected = headerWrite(ENOSPC);
     expectFailure<IOFileException>(expected, [&] { ChunkStartHeader(2, 3).writeFD(fd); });
     expectFailure<IOFileException>(expected, [&] { ChunkEndHeader(2, 3).writeFD(fd); });
 }
@@ -189,9 +187,7 @@ TEST_F(ChunkHeader, AFailedWriteNamesTheStartHeaderForBothKinds) {
 TEST_F(ChunkHeader, AShortWriteIsFollowedByOneThatGivesTheReason) {
     fd = file.open();
     const FileSizeLimit limit(10);
-    expectFailure<IOFileException>(
-        {"dataio.chunkheader", SYSCALL, "CHB_WFD_WRITE", systemError(writePrefix, EFBIG)},
-        [&] { ChunkStartHeader(2, 3).writeFD(fd); });
+    expectFailure<IOFileException>(headerWrite(EFBIG), [&] { ChunkStartHeader(2, 3).writeFD(fd); });
     EXPECT_EQ(file.bytes(), startHeader(2, 3).left(10));
 }
 
@@ -245,7 +241,7 @@ TEST_F(ChunkHeader, AFailureNamesTheOperationThatFailed) {
     try {
         ChunkStartHeader(2, 3).writeFD(fd);
         FAIL() << "nothing thrown";
-    } catch (IOFileException const& thrown) {
+    } catch (const IOFileException& thrown) {
         EXPECT_STREQ(thrown.locationInfo().fileName(), "libDataIO/container/chunkheader.cpp");
         EXPECT_STREQ(thrown.locationInfo().methodName(), "bool mz::ChunkHeaderBase::writeFD(int)");
     }

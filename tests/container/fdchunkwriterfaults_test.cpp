@@ -24,10 +24,6 @@ Failure writerFailure(const char* code, const char* prefix, int error) {
     return {"dataio.fdchunkwriter", SYSCALL, code, systemError(prefix, error)};
 }
 
-Failure payloadWrite(int error) {
-    return writerFailure("FDCW_AC_WRITE", "Could not write all data: ", error);
-}
-
 const Failure cannotSeek{"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_SEEK",
                          QStringLiteral("Cannot seek in file before writing data.")};
 

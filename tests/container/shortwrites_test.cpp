@@ -10,7 +10,7 @@
 
 #include <tests/support/addchunk.h>
 #include <tests/support/cancelled.h>
-#include <tests/support/expectfailure.h>
+#include <tests/support/failures.h>
 #include <tests/support/faultlayer.h>
 #include <tests/support/scratchfile.h>
 
@@ -18,16 +18,6 @@ using namespace mz;
 using namespace mz::test;
 
 namespace {
-
-Failure payloadWrite(int error) {
-    return {"dataio.fdchunkwriter", SYSCALL, "FDCW_AC_WRITE",
-            systemError("Could not write all data: ", error)};
-}
-
-Failure headerWrite(int error) {
-    return {"dataio.chunkheader", SYSCALL, "CHB_WFD_WRITE",
-            systemError("Could not write chunk start header: ", error)};
-}
 
 /// A file with one sound chunk of 36 bytes, behind which a chunk of 132 bytes is written.
 class ShortWrites : public testing::Test {
@@ -47,7 +37,7 @@ protected:
         return layer.calls(Call::Write);
     }
 
-    void expectFailing(Failure const& expected, std::vector<Fault> faults) {
+    void expectFailing(const Failure& expected, std::vector<Fault> faults) {
         FaultLayer layer(file.path(), std::move(faults));
         layer.during([&] {
             FDChunkWriter writer;

@@ -1,3 +1,6 @@
+// What follows from attributes: sizes, kinds of frames, numbers and texts, and what their absence
+// stands for.
+
 #include <libDataIO/metadata/attributekeys.h>
 
 #include <gtest/gtest.h>

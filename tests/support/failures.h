@@ -12,6 +12,12 @@ inline Failure headerWrite(int error) {
             systemError("Could not write chunk start header: ", error)};
 }
 
+/// A chunk's payload cannot be written.
+inline Failure payloadWrite(int error) {
+    return {"dataio.fdchunkwriter", SYSCALL, "FDCW_AC_WRITE",
+            systemError("Could not write all data: ", error)};
+}
+
 /// What stands where a header must be is none.
 inline Failure damagedHeader() {
     return {"dataio.chunkheader", SOFTWARE, "CHB_LFD_PARSE",
