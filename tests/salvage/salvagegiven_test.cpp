@@ -63,7 +63,7 @@ TEST_F(SalvageGiven, AddsTheByteOrderOnlyWhenItIsAbsent) {
 TEST_F(SalvageGiven, StoresGivenFibersInTheOrderOfTheMovie) {
     recordGood({});
     attributes.set(QStringLiteral("endian"), 1);
-    writeFile(damaged(), bytes.left(static_cast<qsizetype>(frameChunk(2).end())));
+    writeFile(damaged(), bytes.left(frameChunk(2).end()));
     salvageInPlace();
     std::vector<float> found;
     ImageReader(damaged()).getRasterFiberContinuousIndexes(found, ImageReader::NoFiberFiltering);
@@ -94,7 +94,7 @@ TEST_F(SalvageGiven, TakesNoTimesOutOfTheGivenAttributes) {
     times.push_back(timeOfFrame(50));
     times.dumpToChunkInfo(attributes);
     attributes.set(QStringLiteral("utc_offset_seconds"), 3600);
-    writeFile(damaged(), bytes.left(static_cast<qsizetype>(frameChunk(2).end())));
+    writeFile(damaged(), bytes.left(frameChunk(2).end()));
     salvageInPlace();
     const Movie salvaged = soundMovie(damaged());
     EXPECT_FALSE(salvaged.has("frame_timer"));
@@ -104,7 +104,7 @@ TEST_F(SalvageGiven, TakesNoTimesOutOfTheGivenAttributes) {
 
 TEST_F(SalvageGiven, NeedsFibersForCompressedVectorizedFrames) {
     recordGood({zlib, true});
-    const QByteArray killed = bytes.left(static_cast<qsizetype>(frameChunk(2).end()));
+    const QByteArray killed = bytes.left(frameChunk(2).end());
     writeFile(damaged(), killed);
     fibers.clear();
     EXPECT_THROW(salvageInPlace(), IOFileException);
@@ -119,7 +119,7 @@ TEST_F(SalvageGiven, NeedsFibersForCompressedVectorizedFrames) {
     try {
         salvageInPlace();
         ADD_FAILURE() << "nothing thrown";
-    } catch (IOFileException const& failure) {
+    } catch (const IOFileException& failure) {
         EXPECT_EQ(failure.code().toStdString(), "IU_S_SIZE");
         EXPECT_EQ(failure.message().toStdString(), "Fibers need a movie with width and height.");
     }
@@ -129,8 +129,8 @@ TEST_F(SalvageGiven, NeedsFibersForCompressedVectorizedFrames) {
 TEST_F(SalvageGiven, LeavesAnOlderOutputAloneUntilItIsClearWhatToWrite) {
     recordGood({});
     attributes.erase(QStringLiteral("width"));
-    const QByteArray withoutFibers = bytes.left(static_cast<qsizetype>(endOf(frameChunk(2))));
-    for (QByteArray const& content : {QByteArray("no movie"), withoutFibers}) {
+    const QByteArray withoutFibers = bytes.left(frameChunk(2).end());
+    for (const QByteArray& content : {QByteArray("no movie"), withoutFibers}) {
         writeFile(damaged(), content);
         writeFile(output(), "older");
         EXPECT_THROW(salvageToOutput(), IOFileException);

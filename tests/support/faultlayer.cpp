@@ -97,7 +97,7 @@ bool strikesMemory(Call call, const void* start) {
     return ours && strike(call) != nullptr;
 }
 
-void begin(std::vector<Fault> const& faults) {
+void begin(const std::vector<Fault>& faults) {
     state.counts = {};
     state.ours = {};
     state.maps = {};
@@ -185,7 +185,7 @@ std::string Fault::text() const {
     return std::string(nameOf(call)) + " " + std::to_string(position) + ": " + how + then;
 }
 
-FaultLayer::FaultLayer(QString const& path, std::vector<Fault> const& faults) {
+FaultLayer::FaultLayer(const QString& path, const std::vector<Fault>& faults) {
     begin(faults);
     const QByteArray name = path.toLocal8Bit();
     std::memset(state.path, 0, sizeof state.path);
@@ -284,28 +284,37 @@ DATAIO_TEST_CALL int close(int fd) {
     return -1;
 }
 
+// The calls that follow are places where a thread may be cancelled, as the C library's are.
+
 DATAIO_TEST_CALL ssize_t read(int fd, void* data, size_t size) {
+    pthread_testcancel();
     return transfer(Call::Read, SYS_read, fd, data, size);
 }
 
 DATAIO_TEST_CALL ssize_t pread(int fd, void* data, size_t size, off_t offset) {
+    pthread_testcancel();
     return positioned(Call::Read, SYS_pread64, fd, data, size, offset);
 }
 
 DATAIO_TEST_CALL ssize_t write(int fd, const void* data, size_t size) {
+    pthread_testcancel();
     return transfer(Call::Write, SYS_write, fd, const_cast<void*>(data), size);
 }
 
 DATAIO_TEST_CALL ssize_t pwrite(int fd, const void* data, size_t size, off_t offset) {
+    pthread_testcancel();
     return positioned(Call::Write, SYS_pwrite64, fd, const_cast<void*>(data), size, offset);
 }
 
 DATAIO_TEST_CALL ssize_t writev(int fd, const iovec* parts, int count) {
+    pthread_testcancel();
     const Fault* fault = strike(Call::Write, fd);
     if (fault == nullptr) return result(syscall(SYS_writev, fd, parts, count));
     if (fault->effect.error != 0) return -1;
     return writeFirst(fd, parts, count, fault->effect.of(totalOf(parts, count)));
 }
+
+// And those are not.
 
 DATAIO_TEST_CALL off_t lseek(int fd, off_t offset, int whence) noexcept {
     if (strike(Call::Seek, fd) != nullptr) return -1;

@@ -40,14 +40,14 @@ House smallHouse() {
 }
 
 /// Of the small house with one line more in one file.
-Findings judgedWith(std::string const& path, std::string const& line) {
+Findings judgedWith(const std::string& path, const std::string& line) {
     House house = smallHouse();
     house.files[path] += line + '\n';
     return judged(house);
 }
 
 /// Of the small house with another row in the place of one.
-Findings judgedWithRow(std::string const& row, std::string const& other) {
+Findings judgedWithRow(const std::string& row, const std::string& other) {
     House house = smallHouse();
     const size_t at = house.page.find(row);
     EXPECT_NE(at, std::string::npos) << row;
@@ -160,8 +160,10 @@ House realHouse() {
     House house;
     for (const char* top :
          {"libCommon", "libLog", "libDataIO", "tools", "viewer", "python", "examples"})
-        for (std::string const& path : sourcePaths(top))
+        for (const std::string& path : sourcePaths(top))
             house.files[path] = sourceText(path);
+    // Its version is filled in where the library is built.
+    house.files["libCommon/version.h"] = sourceText("libCommon/version.h.in");
     house.page = sourceText("docs/architecture.md");
     house.installed = installedHeaders();
     return house;
@@ -172,7 +174,7 @@ TEST(House, ThisOneIsAsItsTableSays) {
     EXPECT_GT(house.installed.size(), 25u);
     EXPECT_GT(house.files.size(), 80u);
     EXPECT_EQ(floorsIn(house.page).size(), 9u);
-    for (std::string const& finding : judged(house))
+    for (const std::string& finding : judged(house))
         ADD_FAILURE() << finding;
 }
 
