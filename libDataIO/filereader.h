@@ -16,8 +16,8 @@ namespace mz {
 class DATAIO_EXPORT FileReader {
 public:
     FileReader();
-    FileReader(FileReader const&) = delete;
-    FileReader& operator=(FileReader const&) = delete;
+    FileReader(const FileReader&) = delete;
+    FileReader& operator=(const FileReader&) = delete;
     /// Closes the file; failures are silent.
     ~FileReader();
 
@@ -25,7 +25,7 @@ public:
     /// also when opening then fails.
     /// @throws IOFileException "FR_OF_STAT" when the path leads to nothing, "FR_OF_REGFILE" when it
     ///         is something else than a regular file, "FR_OF_OPEN" when it cannot be opened
-    void openFile(QString const& path);
+    void openFile(const QString& path);
 
     /// Does nothing without an open file.
     /// @throws CriticalException "MM_UNMAP", the file staying open
@@ -48,7 +48,8 @@ public:
     unsigned int chunkSize();
 
     /// Sets `payload` to a copy of that of the file's last chunk, as the file is now. Neither the
-    /// cursor nor the current chunk changes: a payload that was handed out stays valid.
+    /// cursor nor the current chunk changes: a payload that was handed out stays valid. After a
+    /// failure `payload` may hold anything.
     /// @return false, `payload` untouched, when the file is empty, that chunk is of another type,
     /// or
     ///         no file is open
@@ -58,6 +59,11 @@ public:
     /// The same for the chunk that begins at `offset`.
     /// @throws IOFileException as nextChunk(); "MM_NC_MMAP" when the payload cannot be read
     bool readAt(qint64 offset, unsigned int type, QByteArray& payload) const;
+
+    /// Whether the file's last chunk is of that type, as the file is now. Nothing moves.
+    /// @return false as well when the file is empty or no file is open
+    /// @throws IOFileException "MM_SE_SEEK" and those of ChunkHeaderBase::loadFD
+    bool endsWith(unsigned int type) const;
 
     /// A plain flag that nothing in this library sets or reads.
     bool isSeekable = false;

@@ -17,7 +17,7 @@ Logger* const logger = Logger::logger(QStringLiteral("dataio.filereader"));
 FileReader::FileReader() = default;
 FileReader::~FileReader() = default;
 
-void FileReader::openFile(QString const& path) {
+void FileReader::openFile(const QString& path) {
     _reader.reset();
     _fd = -1;
     struct stat status {};
@@ -80,6 +80,10 @@ bool FileReader::readLast(unsigned int type, QByteArray& payload) const {
 
 bool FileReader::readAt(qint64 offset, unsigned int type, QByteArray& payload) const {
     return _reader && readPayloadAt(_fd, offset, type, payload);
+}
+
+bool FileReader::endsWith(unsigned int type) const {
+    return _reader && isLastChunk(_fd, type);
 }
 
 }  // namespace mz

@@ -34,10 +34,21 @@ bool resizeWithin(std::vector<uint16_t>& samples, int64_t count, uint64_t plausi
     if (bytes > unquestionedBytes && static_cast<uint64_t>(bytes) > plausibleBytes) return false;
     try {
         samples.assign(static_cast<size_t>(count), 0);
-    } catch (std::bad_alloc const&) {
+    } catch (const std::bad_alloc&) {
         return false;
     }
     return true;
+}
+
+bool isInOtherOrder(const AttributeChunk& header) {
+    return isOtherByteOrder(intAttribute(header, keys::endian, 0));
+}
+
+/// Whether uncompressed samples are of a kind that is swapped, and need it.
+bool isSwapped(const AttributeChunk& header) {
+    if (!isInOtherOrder(header)) return false;
+    const int bytes = pixelBytesOf(header);
+    return bytes == 2 || bytes == 4;
 }
 
 std::optional<int64_t> pixelCount(ImageSize size) {
@@ -45,7 +56,7 @@ std::optional<int64_t> pixelCount(ImageSize size) {
 }
 
 /// Missing sides count as 0.
-ImageSize imageSizeOrNone(AttributeChunk const& header) {
+ImageSize imageSizeOrNone(const AttributeChunk& header) {
     return {intAttribute(header, keys::width, 0), intAttribute(header, keys::height, 0)};
 }
 
@@ -64,18 +75,21 @@ void FrameLoader::forget() {
     _image.clear();
 }
 
-FrameView FrameLoader::stored(AttributeChunk const& header, FrameView payload) {
-    const bool isSwapped = isOtherByteOrder(intAttribute(header, keys::endian, 0));
+bool FrameLoader::looksAtPayload(const AttributeChunk& header) const {
+    return _compression != CompressionType::None || isSwapped(header);
+}
+
+FrameView FrameLoader::stored(const AttributeChunk& header, FrameView payload) {
     if (_compression == CompressionType::None)
-        return isSwapped ? _swapped(payload, pixelBytesOf(header)) : payload;
+        return isSwapped(header) ? _swapped(payload, pixelBytesOf(header)) : payload;
 
     if (_decoded.empty()) _sizeDecodingBuffer(header, payload.size);
     _decoder.decode(_compression, payload.data, payload.size, _decoded);
-    if (isSwapped) copySwapped16(_decoded.data(), _decoded.data(), _decoded.size());
+    if (isInOtherOrder(header)) copySwapped16(_decoded.data(), _decoded.data(), _decoded.size());
     return {_decoded.data(), _decoded.size() * sizeof(uint16_t)};
 }
 
-void FrameLoader::_sizeDecodingBuffer(AttributeChunk const& header, size_t payloadSize) {
+void FrameLoader::_sizeDecodingBuffer(const AttributeChunk& header, size_t payloadSize) {
     const std::optional<int64_t> samples = mz::isVectorized(header)
                                                ? std::make_optional(int64_t{_fiberCount})
                                                : pixelCount(imageSizeOrNone(header));
@@ -87,7 +101,6 @@ void FrameLoader::_sizeDecodingBuffer(AttributeChunk const& header, size_t paylo
 }
 
 FrameView FrameLoader::_swapped(FrameView payload, int bytesPerPixel) {
-    if (bytesPerPixel != 2 && bytesPerPixel != 4) return payload;
     const auto* bytes = static_cast<const unsigned char*>(payload.data);
     _swappedBytes.resize(payload.size);
     if (bytesPerPixel == 2)
@@ -101,8 +114,8 @@ FrameView FrameLoader::_swapped(FrameView payload, int bytesPerPixel) {
     return {_swappedBytes.data(), payload.size};
 }
 
-void FrameLoader::prepareImages(IReconstructionService& service, AttributeChunk const& header,
-                                std::vector<float> const& fibers) {
+void FrameLoader::prepareImages(IReconstructionService& service, const AttributeChunk& header,
+                                const std::vector<float>& fibers) {
     const ImageSize size = imageSizeOrNone(header);
     const std::optional<int64_t> samples = pixelCount(size);
     const auto plausibleBytes = static_cast<uint64_t>(_fiberCount * maxPixelsPerFiber * 2);
@@ -131,7 +144,7 @@ FrameView FrameLoader::image(IReconstructionService& service, FrameView samples)
 }
 
 /// Chunks follow each other without padding, so a payload may start at an odd address.
-uint16_t const* FrameLoader::_aligned(void const* samples) {
+const uint16_t* FrameLoader::_aligned(const void* samples) {
     if (reinterpret_cast<uintptr_t>(samples) % alignof(uint16_t) == 0)
         return static_cast<const uint16_t*>(samples);
     _alignedSamples.resize(_fiberCount);

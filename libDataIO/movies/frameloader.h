@@ -24,23 +24,26 @@ public:
 
     bool isVectorized() const { return _isVectorized; }
 
+    /// Whether stored() makes something else of a payload than what stands there.
+    bool looksAtPayload(const AttributeChunk& header) const;
+
     /// A frame as it was recorded, in native byte order. It lies in the payload or in a buffer,
     /// until the next call.
     /// @throws IOFileException "IR_GRF_SIZE"; the exception of the compression library
-    FrameView stored(AttributeChunk const& header, FrameView payload);
+    FrameView stored(const AttributeChunk& header, FrameView payload);
 
     /// Prepares a service for the images of a vectorized movie.
     /// @throws IOFileException "IR_GRF_SIZE"
-    void prepareImages(IReconstructionService& service, AttributeChunk const& header,
-                       std::vector<float> const& fibers);
+    void prepareImages(IReconstructionService& service, const AttributeChunk& header,
+                       const std::vector<float>& fibers);
     /// The image of a frame of samples.
     /// @throws IOFileException "IR_GF_SIZE"
     FrameView image(IReconstructionService& service, FrameView samples);
 
 private:
-    void _sizeDecodingBuffer(AttributeChunk const& header, std::size_t payloadSize);
+    void _sizeDecodingBuffer(const AttributeChunk& header, std::size_t payloadSize);
     FrameView _swapped(FrameView payload, int bytesPerPixel);
-    uint16_t const* _aligned(void const* samples);
+    const uint16_t* _aligned(const void* samples);
 
     CompressionType::e _compression = CompressionType::None;
     bool _isVectorized = false;

@@ -29,7 +29,7 @@ ServicePointer& servicePrototype() {
 }
 
 ServicePointer cloneOfPrototype() {
-    ServicePointer const& prototype = servicePrototype();
+    const ServicePointer& prototype = servicePrototype();
     return ServicePointer(prototype ? prototype->clone() : nullptr);
 }
 
@@ -40,14 +40,15 @@ struct ImageReader::State {
     FrameLoader loader;
     ServicePointer service;
     unsigned int currentFrame = 0;
+    QByteArray payload;  ///< of the frame last read by system calls
 
-    void open(QString const& fileName);
+    void open(const QString& fileName);
     void forget();
-    std::optional<FrameView> storedFrame(unsigned int number);
-    std::optional<FrameView> frame(unsigned int number);
+    std::optional<FrameView> storedFrame(unsigned int number, bool isLookedAtHere);
+    std::optional<FrameView> frame(unsigned int number, bool isLookedAtHere);
 };
 
-void ImageReader::State::open(QString const& fileName) try {
+void ImageReader::State::open(const QString& fileName) try {
     movie.open(fileName);
     currentFrame = 0;
     if (!mz::isVectorized(movie.info())) {
@@ -67,14 +68,24 @@ void ImageReader::State::forget() {
     loader.forget();
 }
 
-std::optional<FrameView> ImageReader::State::storedFrame(unsigned int number) {
-    if (number >= movie.frameCount() || !movie.goTo(MZ_CT_FRAME, number)) return std::nullopt;
+/// Pixels that are only handed out stay in the mapped file. What is looked at here is read, so that
+/// a page that the disk cannot give is an error and not a signal.
+std::optional<FrameView> ImageReader::State::storedFrame(unsigned int number, bool isLookedAtHere) {
+    if (number >= movie.frameCount()) return std::nullopt;
+    if (!isLookedAtHere && !loader.looksAtPayload(movie.info())) {
+        const std::optional<FrameView> mapped = movie.mappedFrame(number);
+        if (mapped) currentFrame = number;
+        return mapped;
+    }
+    if (!movie.read(MZ_CT_FRAME, number, payload)) return std::nullopt;
     currentFrame = number;
-    return loader.stored(movie.info(), movie.payload());
+    return loader.stored(movie.info(),
+                         {payload.constData(), static_cast<std::size_t>(payload.size())});
 }
 
-std::optional<FrameView> ImageReader::State::frame(unsigned int number) {
-    const std::optional<FrameView> stored = storedFrame(number);
+std::optional<FrameView> ImageReader::State::frame(unsigned int number, bool isLookedAtHere) {
+    const std::optional<FrameView> stored =
+        storedFrame(number, isLookedAtHere || loader.isVectorized());
     if (!stored || !loader.isVectorized()) return stored;
     if (!service) {
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_UNSUPPORTED_FORMAT",
@@ -95,18 +106,18 @@ ImageReader::ImageReader(ServicePointer service) : _state(std::make_unique<State
 
 ImageReader::ImageReader(std::nullptr_t /*noService*/) : ImageReader() {}
 
-ImageReader::ImageReader(QString const& fileName) : ImageReader() {
+ImageReader::ImageReader(const QString& fileName) : ImageReader() {
     open(fileName);
 }
 
-ImageReader::ImageReader(QString const& fileName, ServicePointer service)
+ImageReader::ImageReader(const QString& fileName, ServicePointer service)
     : ImageReader(std::move(service)) {
     open(fileName);
 }
 
 ImageReader::ImageReader(std::unique_ptr<State> state) : _state(std::move(state)) {}
 
-ImageReader ImageReader::withoutService(QString const& fileName) {
+ImageReader ImageReader::withoutService(const QString& fileName) {
     auto state = std::make_unique<State>();
     state->open(fileName);
     return ImageReader(std::move(state));
@@ -118,7 +129,7 @@ void ImageReader::setReconstructionServiceFactory(ServicePointer factory) {
     servicePrototype() = std::move(factory);
 }
 
-void ImageReader::open(QString const& fileName) {
+void ImageReader::open(const QString& fileName) {
     close();
     _state->forget();
     _state->open(fileName);
@@ -156,20 +167,20 @@ std::optional<ChunkRecord> ImageReader::frameRecord(unsigned int index) const {
     return (*frames)[index];
 }
 
-boost::optional<unsigned int> ImageReader::getRawFrame(void const*& data, unsigned int idx) {
-    const std::optional<FrameView> frame = _state->storedFrame(idx);
+boost::optional<unsigned int> ImageReader::getRawFrame(const void*& data, unsigned int idx) {
+    const std::optional<FrameView> frame = _state->storedFrame(idx, false);
     if (!frame) return boost::none;
     data = frame->data;
     return static_cast<unsigned int>(frame->size);
 }
 
-bool ImageReader::getFrame(void const*& data, unsigned int idx) {
-    const std::optional<FrameView> frame = _state->frame(idx);
+bool ImageReader::getFrame(const void*& data, unsigned int idx) {
+    const std::optional<FrameView> frame = _state->frame(idx, false);
     if (frame) data = frame->data;
     return frame.has_value();
 }
 
-bool ImageReader::nextFrame(void const*& data) {
+bool ImageReader::nextFrame(const void*& data) {
     const unsigned int current = _state->currentFrame;
     const bool isRead = current < nbFrames() && getFrame(data, current);
     _state->currentFrame = current + 1;
@@ -186,9 +197,9 @@ bool ImageReader::thumbnail(QImage& image, int maxWidth, int maxHeight, int fram
     if (!size || frameIdx < 0) return false;
     const auto grid = thumbnailGrid(size->width, size->height, maxWidth, maxHeight);
     if (!grid) return false;
-    const auto frame = _state->frame(static_cast<unsigned int>(frameIdx));
+    const auto frame = _state->frame(static_cast<unsigned int>(frameIdx), true);
     return frame && renderThumbnail(*frame, attributeChunk(), *grid, getFilename(), image);
-} catch (abi::__forced_unwind const&) {
+} catch (const abi::__forced_unwind&) {
     throw;  // the thread is being cancelled
 } catch (...) {
     return false;  // a browser shows nothing for a damaged movie
@@ -200,7 +211,7 @@ AttributeChunk& ImageReader::attributeChunk() {
     return _state->movie.info();
 }
 
-AttributeChunk const& ImageReader::attributeChunk() const {
+const AttributeChunk& ImageReader::attributeChunk() const {
     return _state->movie.info();
 }
 
@@ -270,39 +281,39 @@ bool ImageReader::palette(MzPalette& palette) const {
     return found;
 }
 
-bool ImageReader::attribute(QString const& key, int& value) const {
+bool ImageReader::attribute(const QString& key, int& value) const {
     return attributeChunk().get(key, value);
 }
 
-bool ImageReader::attribute(QString const& key, float& value) const {
+bool ImageReader::attribute(const QString& key, float& value) const {
     return attributeChunk().get(key, value);
 }
 
-bool ImageReader::attribute(QString const& key, double& value) const {
+bool ImageReader::attribute(const QString& key, double& value) const {
     return attributeChunk().get(key, value);
 }
 
-bool ImageReader::attribute(QString const& key, QString& value) const {
+bool ImageReader::attribute(const QString& key, QString& value) const {
     return attributeChunk().get(key, value);
 }
 
-void ImageReader::setAttribute(QString const& key, int value) {
+void ImageReader::setAttribute(const QString& key, int value) {
     attributeChunk().set(keys::plugPrefix + key, value);
 }
 
-void ImageReader::setAttribute(QString const& key, float value) {
+void ImageReader::setAttribute(const QString& key, float value) {
     attributeChunk().set(keys::plugPrefix + key, value);
 }
 
-void ImageReader::setAttribute(QString const& key, double value) {
+void ImageReader::setAttribute(const QString& key, double value) {
     attributeChunk().set(keys::plugPrefix + key, value);
 }
 
-void ImageReader::setAttribute(QString const& key, QString const& value) {
+void ImageReader::setAttribute(const QString& key, const QString& value) {
     attributeChunk().set(keys::plugPrefix + key, value);
 }
 
-void ImageReader::removeAttribute(QString const& key) {
+void ImageReader::removeAttribute(const QString& key) {
     attributeChunk().erase(key);
 }
 
@@ -344,7 +355,7 @@ bool ImageReader::getBundleBoundingBox(std::vector<float>& bbox) const {
 // --- laser power and time of frames ---
 
 boost::optional<float> ImageReader::getLaserPower(unsigned int idx) const {
-    std::vector<float> const& powers = _state->movie.powers();
+    const std::vector<float>& powers = _state->movie.powers();
     if (idx >= powers.size() || powers[idx] < 0) return boost::none;
     return powers[idx];
 }
@@ -360,7 +371,7 @@ bool ImageReader::laserPower(float& power) const {
 }
 
 boost::optional<timeval> ImageReader::getFrameTiming(unsigned int idx) const {
-    FrameTimer const& times = _state->movie.times();
+    const FrameTimer& times = _state->movie.times();
     if (idx >= times.size()) return boost::none;
     return times[idx];
 }

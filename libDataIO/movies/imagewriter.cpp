@@ -3,6 +3,7 @@
 #include <libDataIO/attributepaletteadaptor.h>
 #include <libDataIO/base/byteorder.h>
 #include <libDataIO/base/framesize.h>
+#include <libDataIO/base/nocancellation.h>
 #include <libDataIO/imagewriter.h>
 #include <libDataIO/metadata/attributekeys.h>
 #include <libDataIO/movies/imagewriterlog.h>
@@ -46,6 +47,7 @@ ImageWriter::ImageWriter() : _recording(std::make_unique<MovieRecording>()) {
 }
 
 ImageWriter::~ImageWriter() {
+    const NoCancellation wholeClosing;
     try {
         close();
     } catch (...) {
@@ -53,15 +55,15 @@ ImageWriter::~ImageWriter() {
     }
 }
 
-void ImageWriter::create(QString const& fileName, bool autotime) {
+void ImageWriter::create(const QString& fileName, bool autotime) {
     _recording->create(fileName, autotime);
 }
 
-void ImageWriter::modify(QString const& fileName) {
+void ImageWriter::modify(const QString& fileName) {
     _recording->modify(fileName);
 }
 
-void ImageWriter::modifyAttribute(QString const& fileName, AttributeChunk const& attributes) {
+void ImageWriter::modifyAttribute(const QString& fileName, const AttributeChunk& attributes) {
     _recording->modifyAttribute(fileName, attributes);
 }
 
@@ -82,7 +84,7 @@ void ImageWriter::dumpDebug() const {
 
 // --- frames ---
 
-void ImageWriter::addFrame(void const* data, float laserPower) {
+void ImageWriter::addFrame(const void* data, float laserPower) {
     const std::optional<PixelLayout> layout = pixelLayout(attributeChunk());
     if (!layout) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_INFO1",
@@ -91,15 +93,15 @@ void ImageWriter::addFrame(void const* data, float laserPower) {
     _recording->addFrame(data, checkedSize(layout->frameBytes()), std::nullopt, laserPower);
 }
 
-void ImageWriter::addFrame(void const* data, double laserPower) {
+void ImageWriter::addFrame(const void* data, double laserPower) {
     addFrame(data, static_cast<float>(laserPower));
 }
 
-void ImageWriter::addFrame(void const* data, int size, float laserPower) {
+void ImageWriter::addFrame(const void* data, int size, float laserPower) {
     _recording->addFrame(data, checkedSize(int64_t{size}), std::nullopt, laserPower);
 }
 
-void ImageWriter::addFrame(void const* data, timeval time, float laserPower) {
+void ImageWriter::addFrame(const void* data, timeval time, float laserPower) {
     const std::optional<PixelLayout> layout = pixelLayout(attributeChunk());
     if (!layout) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_INFO2",
@@ -112,7 +114,7 @@ void ImageWriter::addFrame(void const* data, timeval time, float laserPower) {
     _recording->addFrame(data, checkedSize(layout->frameBytes()), time, laserPower);
 }
 
-void ImageWriter::addFrame(void const* data, int size, timeval time, float laserPower) {
+void ImageWriter::addFrame(const void* data, int size, timeval time, float laserPower) {
     if (_recording->hasAutotime()) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_AUTOTIME2",
                     timeIsAutomatic());
@@ -120,7 +122,7 @@ void ImageWriter::addFrame(void const* data, int size, timeval time, float laser
     _recording->addFrame(data, checkedSize(int64_t{size}), time, laserPower);
 }
 
-void ImageWriter::addFrame(void const* data, boost::optional<unsigned int> size,
+void ImageWriter::addFrame(const void* data, boost::optional<unsigned int> size,
                            boost::optional<timeval> time, boost::optional<float> laserPower) {
     const float power = laserPower.value_or(noLaserPower);
     // A size beyond the range of int turns negative, and is refused as such.
@@ -135,11 +137,11 @@ void ImageWriter::addFrame(void const* data, boost::optional<unsigned int> size,
     }
 }
 
-void ImageWriter::addFrameAtEnd(void const* data, int size, float laserPower) {
+void ImageWriter::addFrameAtEnd(const void* data, int size, float laserPower) {
     _recording->addFrameAtEnd(data, checkedSize(int64_t{size}), std::nullopt, laserPower);
 }
 
-void ImageWriter::addFrameAtEnd(void const* data, int size, timeval time, float laserPower) {
+void ImageWriter::addFrameAtEnd(const void* data, int size, timeval time, float laserPower) {
     if (_recording->hasAutotime()) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_AUTOTIME3",
                     timeIsAutomatic());
@@ -147,11 +149,11 @@ void ImageWriter::addFrameAtEnd(void const* data, int size, timeval time, float 
     _recording->addFrameAtEnd(data, checkedSize(int64_t{size}), time, laserPower);
 }
 
-void ImageWriter::replaceFrame(void const* data, unsigned int index, float laserPower) {
+void ImageWriter::replaceFrame(const void* data, unsigned int index, float laserPower) {
     _recording->replaceFrame(data, index, std::nullopt, laserPower);
 }
 
-void ImageWriter::replaceFrame(void const* data, unsigned int index, timeval time,
+void ImageWriter::replaceFrame(const void* data, unsigned int index, timeval time,
                                float laserPower) {
     _recording->replaceFrame(data, index, time, laserPower);
 }
@@ -228,11 +230,11 @@ void ImageWriter::pixType(MZImagePixelType type) {
     attributeChunk().set(keys::pixelBits, bits);
 }
 
-void ImageWriter::setComment(QString const& comment) {
+void ImageWriter::setComment(const QString& comment) {
     attributeChunk().set(keys::comment, AttributeChunk::formatComment(comment));
 }
 
-void ImageWriter::setSpecificComment(QString const& comment) {
+void ImageWriter::setSpecificComment(const QString& comment) {
     attributeChunk().set(keys::specificComment, AttributeChunk::formatComment(comment));
 }
 
@@ -244,45 +246,45 @@ void ImageWriter::setCompressionEffort(CompressionEffort::e effort) {
     _recording->setCompressionEffort(effort);
 }
 
-void ImageWriter::setPalette(MzPalette const& palette) {
+void ImageWriter::setPalette(const MzPalette& palette) {
     AttributeChunk attributes;
     AttributePaletteAdaptor::paletteToAttributes(palette, attributes, QString());
     attributeChunk().merge(attributes);
 }
 
-void ImageWriter::attribute(QString const& key, int value) {
+void ImageWriter::attribute(const QString& key, int value) {
     attributeChunk().set(key, value);
 }
 
-void ImageWriter::attribute(QString const& key, float value) {
+void ImageWriter::attribute(const QString& key, float value) {
     attributeChunk().set(key, value);
 }
 
-void ImageWriter::attribute(QString const& key, double value) {
+void ImageWriter::attribute(const QString& key, double value) {
     attribute(key, static_cast<float>(value));
 }
 
-void ImageWriter::attribute(QString const& key, QString const& value) {
+void ImageWriter::attribute(const QString& key, const QString& value) {
     attributeChunk().set(key, value);
 }
 
-void ImageWriter::setPlugAttribute(QString const& key, int value) {
+void ImageWriter::setPlugAttribute(const QString& key, int value) {
     attribute(keys::plugPrefix + key, value);
 }
 
-void ImageWriter::setPlugAttribute(QString const& key, float value) {
+void ImageWriter::setPlugAttribute(const QString& key, float value) {
     attribute(keys::plugPrefix + key, value);
 }
 
-void ImageWriter::setPlugAttribute(QString const& key, double value) {
+void ImageWriter::setPlugAttribute(const QString& key, double value) {
     attribute(keys::plugPrefix + key, value);
 }
 
-void ImageWriter::setPlugAttribute(QString const& key, QString const& value) {
+void ImageWriter::setPlugAttribute(const QString& key, const QString& value) {
     attribute(keys::plugPrefix + key, value);
 }
 
-void ImageWriter::removeAttribute(QString const& key) {
+void ImageWriter::removeAttribute(const QString& key) {
     attributeChunk().erase(key);
 }
 
@@ -297,7 +299,7 @@ QString ImageWriter::getComment() const {
 
 // --- fibres ---
 
-void ImageWriter::addRasterFiberContinuousIndexes(std::vector<float> const& positions) {
+void ImageWriter::addRasterFiberContinuousIndexes(const std::vector<float>& positions) {
     _recording->setFibers(positions);
 }
 

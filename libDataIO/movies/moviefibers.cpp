@@ -21,15 +21,15 @@ bool isSorted(ImageReader::FiberFilteringMode mode) {
 }  // namespace
 
 std::vector<float> fiberPositions(OpenMovie& movie, ImageReader::FiberFilteringMode mode) {
-    if (!movie.goTo(MZ_CT_FIBERCENTER, 0)) return {};
+    QByteArray payload;
+    if (!movie.read(MZ_CT_FIBERCENTER, 0, payload)) return {};
     const std::optional<ImageSize> size = imageSize(movie.info());
     if (!size) {
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRFI_NOSIZE",
                     QStringLiteral("Size not available."));
     }
-    const FrameView payload = movie.payload();
-    const std::vector<float> fractions =
-        decodeFiberFractions(payload.data, payload.size, movie.hasOtherByteOrder());
+    const std::vector<float> fractions = decodeFiberFractions(
+        payload.constData(), static_cast<size_t>(payload.size()), movie.hasOtherByteOrder());
     if (fractions.size() % 2 != 0) {
         DATAIO_LOG_INFO(imageReaderLogger, SOFTWARE, "",
                         QStringLiteral("Odd number of floats for fibers! Discarding last float."));
@@ -45,7 +45,7 @@ std::vector<float> fiberPositions(OpenMovie& movie, ImageReader::FiberFilteringM
     return positions;
 }
 
-std::optional<BundleBox> bundleBox(AttributeChunk const& attributes) {
+std::optional<BundleBox> bundleBox(const AttributeChunk& attributes) {
     BundleBox box{};
     const bool isComplete =
         attributes.get(keys::bundleMinX, box.minX) && attributes.get(keys::bundleMinY, box.minY) &&

@@ -7,11 +7,10 @@
 
 namespace mz {
 
-void OpenMovie::open(QString const& fileName) {
+void OpenMovie::open(const QString& fileName) {
     _fileName = fileName;
     _reader.openFile(fileName);
-    _findInfo();
-    _loadInfo(_reader.data(), _reader.chunkSize());
+    reloadInfo();
     const std::vector<ChunkRecord>* frames = _info.find(MZ_CT_FRAME);
     _frameCount = frames != nullptr ? static_cast<unsigned int>(frames->size()) : 0;
     _loadTimes();
@@ -34,20 +33,10 @@ void OpenMovie::forget() {
 }
 
 void OpenMovie::reloadInfo() {
-    // A copy: a payload that was handed out stays where it is, also when the file has grown.
     QByteArray payload;
     if (!_reader.readLast(MZ_CT_INFO, payload)) _failMissingInfo();
-    _loadInfo(payload.constData(), static_cast<unsigned int>(payload.size()));
-}
-
-void OpenMovie::_loadInfo(void const* payload, unsigned int size) {
     _info.clear();
-    _info.load(payload, size);
-}
-
-void OpenMovie::_findInfo() {
-    _reader.seekEnd();
-    if (!_reader.prevChunk(MZ_CT_INFO)) _failMissingInfo();
+    _info.load(payload.constData(), static_cast<unsigned int>(payload.size()));
 }
 
 void OpenMovie::_failMissingInfo() const {
@@ -58,34 +47,56 @@ void OpenMovie::_failMissingInfo() const {
 void OpenMovie::_loadTimes() {
     // Movies recorded before the frame timer had a chunk of its own keep their times in the
     // attributes.
+    QByteArray payload;
     if (!_info.has(MZ_CT_FRAMETIMER)) {
         _times.readFromChunkInfo(_info);
-    } else if (goTo(MZ_CT_FRAMETIMER, 0)) {
-        _times.readFromRawBuffer(static_cast<const char*>(_reader.data()), _reader.chunkSize());
+    } else if (read(MZ_CT_FRAMETIMER, 0, payload)) {
+        _times.readFromRawBuffer(payload.constData(), static_cast<unsigned int>(payload.size()));
     }
 }
 
 void OpenMovie::_loadPowers() {
-    if (!goTo(MZ_CT_LASERPOWER, 0) || _reader.chunkSize() != _frameCount) return;
-    _powers = decodeLaserPowers(_reader.data(), _reader.chunkSize());
+    QByteArray payload;
+    if (!read(MZ_CT_LASERPOWER, 0, payload) || payload.size() != qint64{_frameCount}) return;
+    _powers = decodeLaserPowers(payload.constData(), static_cast<std::size_t>(payload.size()));
 }
 
 bool OpenMovie::hasOtherByteOrder() const {
     return isOtherByteOrder(intAttribute(_info, keys::endian, 0));
 }
 
-bool OpenMovie::goTo(MZImageChunkType type, unsigned int n) {
+/// Where the n-th chunk of a type begins, as the index says; empty when there is none.
+std::optional<qint64> OpenMovie::_placeOf(MZImageChunkType type, unsigned int n) const {
     const std::vector<ChunkRecord>* records = _info.find(static_cast<int>(type));
-    if (records == nullptr) return false;
+    if (records == nullptr || !_reader.openned()) return std::nullopt;
     if (records->size() < n) {
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_RC_BOUND",
                     QStringLiteral("Chunk number out of bounds."));
     }
-    if (records->size() == n) return false;
-    if (!_reader.seek((*records)[n].offset)) return false;
-    if (_reader.nextChunk(type)) return true;
-    _findInfo();  // the index is wrong, unless the file was cut since it was read
+    if (records->size() == n) return std::nullopt;
+    return (*records)[n].offset;
+}
+
+/// Where no chunk of the type stands, the index is wrong, unless the file was cut since it was
+/// read.
+void OpenMovie::_checkEnd() const {
+    if (!_reader.endsWith(MZ_CT_INFO)) _failMissingInfo();
+}
+
+bool OpenMovie::read(MZImageChunkType type, unsigned int n, QByteArray& payload) {
+    const std::optional<qint64> place = _placeOf(type, n);
+    if (!place) return false;
+    if (_reader.readAt(*place, type, payload)) return true;
+    _checkEnd();
     return false;
+}
+
+std::optional<FrameView> OpenMovie::mappedFrame(unsigned int n) {
+    const std::optional<qint64> place = _placeOf(MZ_CT_FRAME, n);
+    if (!place || !_reader.seek(*place)) return std::nullopt;
+    if (_reader.nextChunk(MZ_CT_FRAME)) return FrameView{_reader.data(), _reader.chunkSize()};
+    _checkEnd();
+    return std::nullopt;
 }
 
 }  // namespace mz

@@ -7,16 +7,18 @@
 #include <libDataIO/filereader.h>
 #include <libDataIO/frametimer.h>
 
+#include <QByteArray>
 #include <QString>
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 namespace mz {
 
 /// Bytes that belong to somebody else.
 struct FrameView {
-    void const* data;
+    const void* data;
     std::size_t size;
 };
 
@@ -24,7 +26,7 @@ class OpenMovie {
 public:
     /// Opens a movie and loads its index, attributes, times and powers. Nothing may be open.
     /// Without success, the file may be open and the header in part loaded.
-    void open(QString const& fileName);
+    void open(const QString& fileName);
     /// Closes the file; the header stays.
     void close();
     /// Empties the header.
@@ -32,29 +34,34 @@ public:
     /// Loads index and attributes again. A payload that was handed out stays valid.
     void reloadInfo();
 
-    QString const& fileName() const { return _fileName; }
+    const QString& fileName() const { return _fileName; }
     ChunkInfo& info() { return _info; }
-    ChunkInfo const& info() const { return _info; }
+    const ChunkInfo& info() const { return _info; }
     unsigned int frameCount() const { return _frameCount; }
     CompressionType::e compression() const { return _compression; }
-    FrameTimer const& times() const { return _times; }
-    std::vector<float> const& powers() const { return _powers; }
+    const FrameTimer& times() const { return _times; }
+    const std::vector<float>& powers() const { return _powers; }
 
     /// Whether samples and fibre positions are in the other byte order, as far as the attributes
     /// say now.
     bool hasOtherByteOrder() const;
 
-    /// Goes to the n-th chunk of a type, from 0.
-    /// @return false when there is none
+    /// Reads the payload of the n-th chunk of a type, from 0, by system calls: what is looked at
+    /// here must fail where the disk does.
+    /// @param payload holds anything after a failure
+    /// @return false when there is no such chunk
     /// @throws IOFileException "IR_RC_BOUND" for a number beyond the one behind the last;
     ///         "IR_MISSINFO" when the chunk is gone because the file was cut
-    bool goTo(MZImageChunkType type, unsigned int n);
-    /// The payload of the chunk gone to, valid until the next one.
-    FrameView payload() { return {_reader.data(), _reader.chunkSize()}; }
+    bool read(MZImageChunkType type, unsigned int n, QByteArray& payload);
+
+    /// The payload of the n-th frame in the mapped file, for callers who want it without a copy. It
+    /// is valid until the next one.
+    /// @return as above
+    std::optional<FrameView> mappedFrame(unsigned int n);
 
 private:
-    void _findInfo();
-    void _loadInfo(void const* payload, unsigned int size);
+    std::optional<qint64> _placeOf(MZImageChunkType type, unsigned int n) const;
+    void _checkEnd() const;
     [[noreturn]] void _failMissingInfo() const;
     void _loadTimes();
     void _loadPowers();

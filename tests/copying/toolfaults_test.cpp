@@ -26,11 +26,11 @@ struct Tool {
     std::string name;
     QByteArray input;
     bool changesInput;
-    std::function<void(QString const& input, QString const& output)> run;
+    std::function<void(const QString& input, const QString& output)> run;
     bool readsOnPastDamage = false;
 };
 
-std::ostream& operator<<(std::ostream& out, Tool const& tool) {
+std::ostream& operator<<(std::ostream& out, const Tool& tool) {
     return out << tool.name;
 }
 
@@ -56,7 +56,8 @@ std::set<std::string> codesOf(Call call) {
         case Call::Close:
             return {"FDCW_CF_CLOSE"};
         case Call::Read:
-            return {"CHB_LDF_READ", "IU_S_READ"};
+            return {"CHB_LDF_READ", "IU_S_READ",   "MM_NC_MMAP",
+                    "MM_CR_MMAP",   "MM_NC_BOUND", "MM_CR_BOUND"};
         case Call::Write:
             return {"CHB_WFD_WRITE", "FDCW_AC_WRITE"};
         case Call::Seek:
@@ -93,7 +94,7 @@ protected:
                   std::vector<std::string>{});
     }
 
-    void disturb(QString const& watched, Fault const& fault) {
+    void disturb(const QString& watched, const Fault& fault) {
         SCOPED_TRACE(fault.text());
         place();
         const int descriptors = openDescriptors();
@@ -108,7 +109,7 @@ protected:
                 } else {
                     expectAsUndisturbed();
                 }
-            } catch (BaseException const& thrown) {
+            } catch (const BaseException& thrown) {
                 EXPECT_EQ(codesOf(fault.call).count(thrown.code().toStdString()), 1u)
                     << thrown.what();
                 ASSERT_FALSE(log.records().empty());
@@ -129,7 +130,7 @@ protected:
     }
 
     /// A disk that does not give a chunk costs that chunk where the input stays as it was.
-    bool mayLoseAChunk(Fault const& fault) const {
+    bool mayLoseAChunk(const Fault& fault) const {
         return GetParam().readsOnPastDamage && fault.effect.error == EIO &&
                (fault.call == Call::Read || fault.call == Call::Seek);
     }
@@ -139,7 +140,7 @@ protected:
         const Movie made = parseMovie(readFileIfAny(output));
         EXPECT_EQ(made.problems, std::vector<std::string>{});
         EXPECT_EQ(made.frames.size(), expected.frames.size() - 1);
-        for (QByteArray const& frame : made.frames) {
+        for (const QByteArray& frame : made.frames) {
             EXPECT_EQ(std::count(expected.frames.begin(), expected.frames.end(), frame), 1);
         }
     }
@@ -165,7 +166,7 @@ protected:
 };
 
 TEST_P(ToolFaults, EachCallFailsOnceInEveryWay) {
-    for (QString const& watched : {input, output}) {
+    for (const QString& watched : {input, output}) {
         std::vector<int> calls;
         {
             FaultLayer layer(watched);
@@ -175,7 +176,7 @@ TEST_P(ToolFaults, EachCallFailsOnceInEveryWay) {
         }
         for (Call call : allCalls)
             for (int position = 1; position <= calls[static_cast<size_t>(call)]; ++position)
-                for (Effect const& effect : effectsOn(call))
+                for (const Effect& effect : effectsOn(call))
                     disturb(watched, {call, position, effect});
     }
     RecordProperty("faults", injected);
@@ -183,12 +184,12 @@ TEST_P(ToolFaults, EachCallFailsOnceInEveryWay) {
 }
 
 /// Of a recorder that was killed while it wrote its last frame.
-QByteArray tornRecording(QByteArray const& movie) {
+QByteArray tornRecording(const QByteArray& movie) {
     const Movie parsed = parseMovie(movie);
     return movie.left(static_cast<qint64>(parsed.frameOffsets.back()) + 40);
 }
 
-AttributeChunk attributesFor(Recording const& recording) {
+AttributeChunk attributesFor(const Recording& recording) {
     const QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("movie"));
     writeFile(path, movieOf(recording));
@@ -201,14 +202,14 @@ std::vector<Tool> tools() {
     const QByteArray movie = movieOf(recording);
     const QByteArray torn = tornRecording(movie);
     const AttributeChunk attributes = attributesFor(recording);
-    const auto salvage = [attributes](QString const& damaged, QString const&) {
+    const auto salvage = [attributes](const QString& damaged, const QString&) {
         ImageUtilities::salvage(damaged, attributes);
     };
-    const auto salvageTo = [attributes](QString const& damaged, QString const& output) {
+    const auto salvageTo = [attributes](const QString& damaged, const QString& output) {
         ImageUtilities::salvageTo(damaged, output, attributes);
     };
     return {{"Compress", movie, false,
-             [](QString const& from, QString const& to) {
+             [](const QString& from, const QString& to) {
                  RSQCompress::compressFile(_inputFilename = from, _outputFilename = to,
                                            _compression = CompressionType::GZip);
              }},
@@ -220,6 +221,6 @@ std::vector<Tool> tools() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tools, ToolFaults, testing::ValuesIn(tools()),
-                         [](auto const& tool) { return tool.param.name; });
+                         [](const auto& tool) { return tool.param.name; });
 
 }  // namespace

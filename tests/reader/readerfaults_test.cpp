@@ -23,28 +23,28 @@ using Answer = QByteArray;
 
 struct Request {
     std::string name;
-    std::function<Answer(ImageReader&, QString const& path)> run;
+    std::function<Answer(ImageReader&, const QString& path)> run;
 };
 
 template <class Value>
-Answer answerOf(std::vector<Value> const& values) {
+Answer answerOf(const std::vector<Value>& values) {
     return QByteArray(reinterpret_cast<const char*>(values.data()),
                       static_cast<qsizetype>(values.size() * sizeof(Value)));
 }
 
-Answer answerOf(void const* data, qsizetype size) {
+Answer answerOf(const void* data, qsizetype size) {
     return QByteArray(static_cast<const char*>(data), size);
 }
 
 Request frame(unsigned int index) {
-    return {"frame " + std::to_string(index), [index](ImageReader& reader, QString const&) {
+    return {"frame " + std::to_string(index), [index](ImageReader& reader, const QString&) {
                 void const* data = nullptr;
                 return reader.getFrame(data, index) ? answerOf(data, scenarioFrameBytes) : Answer();
             }};
 }
 
 Request rawFrame(unsigned int index) {
-    return {"raw frame " + std::to_string(index), [index](ImageReader& reader, QString const&) {
+    return {"raw frame " + std::to_string(index), [index](ImageReader& reader, const QString&) {
                 void const* data = nullptr;
                 const auto size = reader.getRawFrame(data, index);
                 return size ? answerOf(data, *size) : Answer();
@@ -54,7 +54,7 @@ Request rawFrame(unsigned int index) {
 std::vector<Request> requests() {
     return {
         {"open",
-         [](ImageReader& reader, QString const& path) {
+         [](ImageReader& reader, const QString& path) {
              reader.open(path);
              Answer found = QByteArray::number(reader.nbFrames()) + reader.getComment().toUtf8();
              for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
@@ -66,18 +66,18 @@ std::vector<Request> requests() {
         frame(0),
         rawFrame(2),
         {"fibres",
-         [](ImageReader& reader, QString const&) {
+         [](ImageReader& reader, const QString&) {
              std::vector<float> positions;
              reader.getWorldFiberCenters(positions, ImageReader::NoFiberFiltering);
              return answerOf(positions);
          }},
         {"header again",
-         [](ImageReader& reader, QString const&) {
+         [](ImageReader& reader, const QString&) {
              reader.reloadHeader();
              return reader.getComment().toUtf8();
          }},
         frame(3),
-        {"close", [](ImageReader& reader, QString const&) {
+        {"close", [](ImageReader& reader, const QString&) {
              reader.close();
              return Answer("closed");
          }}};
@@ -98,7 +98,7 @@ std::vector<Effect> effectsOn(Call call) {
 using Codes = std::set<std::string>;
 
 /// What may be said of a fault; nothing when it must not be noticed.
-Codes codesOf(Fault const& fault) {
+Codes codesOf(const Fault& fault) {
     if (fault.effect.error == EINTR) return {};
     switch (fault.call) {
         case Call::Open:
@@ -108,8 +108,8 @@ Codes codesOf(Fault const& fault) {
         case Call::Read:
             // A read that gives nothing is the end of the file.
             if (fault.effect.error == 0 && fault.effect.bytes == 0)
-                return {"IR_MISSINFO", "nothing found", "MM_CR_BOUND"};
-            return {"CHB_LDF_READ", "MM_CR_MMAP"};
+                return {"IR_MISSINFO", "nothing found", "MM_NC_BOUND", "MM_CR_BOUND"};
+            return {"CHB_LDF_READ", "MM_NC_MMAP", "MM_CR_MMAP"};
         case Call::Seek:
             return {"CHB_LFD_SEEK", "MM_SE_SEEK"};
         case Call::Map:
@@ -129,7 +129,7 @@ protected:
         writeFile(path, movieOf(GetParam()));
         FaultLayer layer(path);
         ImageReader reader;
-        for (Request const& request : requests()) {
+        for (const Request& request : requests()) {
             layer.during([&] { answers.push_back(request.run(reader, path)); });
             ASSERT_FALSE(answers.back().isNull()) << request.name;
         }
@@ -137,7 +137,7 @@ protected:
             calls.push_back(layer.calls(call));
     }
 
-    void disturb(Fault const& fault) {
+    void disturb(const Fault& fault) {
         SCOPED_TRACE(fault.text());
         const int descriptors = openDescriptors();
         {
@@ -164,12 +164,12 @@ protected:
         EXPECT_EQ(openDescriptors(), descriptors);
     }
 
-    std::string askDisturbed(Request const& request, size_t number, ImageReader& reader,
-                             FaultLayer& layer, LogCapture const& log) const {
+    std::string askDisturbed(const Request& request, size_t number, ImageReader& reader,
+                             FaultLayer& layer, const LogCapture& log) const {
         Answer answer;
         try {
             layer.during([&] { answer = request.run(reader, path); });
-        } catch (BaseException const& thrown) {
+        } catch (const BaseException& thrown) {
             if (log.records().empty()) return "thrown without a record";
             EXPECT_EQ(log.records().back().code, thrown.code());
             return thrown.code().toStdString();
@@ -178,7 +178,7 @@ protected:
         return answer.isEmpty() || number == 0 ? "nothing found" : "a wrong answer";
     }
 
-    static void expectSaid(std::string const& said, Codes const& codes) {
+    static void expectSaid(const std::string& said, const Codes& codes) {
         // Some calls only save time or memory: the right answer is always right.
         EXPECT_TRUE(said == "the right answer" || codes.count(said) == 1) << said;
     }
@@ -190,11 +190,15 @@ protected:
 };
 
 TEST_P(ReaderFaults, EachCallFailsOnceInEveryWay) {
-    for (Call call : {Call::Open, Call::Read, Call::Seek, Call::Stat, Call::Map, Call::Unmap}) {
+    std::vector<Call> made = {Call::Open, Call::Read, Call::Seek, Call::Stat};
+    // Only pixels that are handed out as they stand in the file are mapped.
+    if (GetParam().compression == CompressionType::None)
+        made.insert(made.end(), {Call::Map, Call::Unmap});
+    for (Call call : made) {
         const int count = calls[static_cast<size_t>(call)];
         EXPECT_GT(count, 0) << nameOf(call);
         for (int position = 1; position <= count; ++position)
-            for (Effect const& effect : effectsOn(call))
+            for (const Effect& effect : effectsOn(call))
                 disturb({call, position, effect});
     }
 }
@@ -213,7 +217,7 @@ std::vector<Recording> recordings() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Reader, ReaderFaults, testing::ValuesIn(recordings()),
-                         [](auto const& recording) {
+                         [](const auto& recording) {
                              const bool raw = recording.param.compression == CompressionType::None;
                              return std::string(raw ? "Raw" : "Compressed");
                          });
