@@ -31,7 +31,7 @@ std::string bareName(Type type) {
     return std::string("bare ") + (type == BZip2 ? "libbz2" : "zlib");
 }
 
-Comparison comparisonOf(std::string const& work, Material const& material) {
+Comparison comparisonOf(const std::string& work, const Material& material) {
     Comparison comparison;
     comparison.title = work + ": " + material.describe().toStdString();
     comparison.expected = material.sum();
@@ -41,7 +41,7 @@ Comparison comparisonOf(std::string const& work, Material const& material) {
 
 // --- reading
 
-Sum sumBare(QString const& path, Type type, Material const& material,
+Sum sumBare(const QString& path, Type type, const Material& material,
             decltype(decodeBare)* decode = &decodeBare) {
     const PlainMapping file(path);
     std::vector<uint16_t> frame(material.frameBytes() / 2);
@@ -53,13 +53,13 @@ Sum sumBare(QString const& path, Type type, Material const& material,
     return sum;
 }
 
-void recordHdf5(QString const& path, Material const& material) {
+void recordHdf5(const QString& path, const Material& material) {
     Hdf5Writer writer(path, material, hdf5Level);
     for (int i = 0; i < material.frames(); ++i)
         writer.add(material.frame(i));
 }
 
-void compareDecoding(Context const& context, Type type) {
+void compareDecoding(const Context& context, Type type) {
     const Material material = context.large.first(codecFrames);
     const std::vector<int> order = inOrder(material.frames());
     const QString movie = context.path("movie");
@@ -94,7 +94,7 @@ void compareDecoding(Context const& context, Type type) {
 
 // --- writing
 
-void recordBare(QString const& path, Type type, Material const& material) {
+void recordBare(const QString& path, Type type, const Material& material) {
     PlainWriter writer(path);
     std::vector<char> stream;
     for (int i = 0; i < material.frames(); ++i)
@@ -102,7 +102,7 @@ void recordBare(QString const& path, Type type, Material const& material) {
                    encodeBare(type, material.frame(i), material.frameBytes(), stream));
 }
 
-Case recordingCase(std::string name, QString const& path, std::function<void()> record,
+Case recordingCase(std::string name, const QString& path, std::function<void()> record,
                    std::function<Sum()> verify) {
     return {std::move(name),
             [record] {
@@ -112,7 +112,7 @@ Case recordingCase(std::string name, QString const& path, std::function<void()> 
             [path] { QFile::remove(path); }, std::move(verify)};
 }
 
-void compareEncoding(Context const& context, Type type) {
+void compareEncoding(const Context& context, Type type) {
     const Material material = context.large.first(codecFrames);
     const std::vector<int> order = inOrder(material.frames());
     const QString movie = context.path("movie");
@@ -149,8 +149,8 @@ void compareEncoding(Context const& context, Type type) {
 // --- recompressing
 
 /// @param from None for a movie of raw frames
-void recompressBare(QString const& input, Type from, QString const& output, Type to,
-                    Material const& material) {
+void recompressBare(const QString& input, Type from, const QString& output, Type to,
+                    const Material& material) {
     const PlainMapping file(input);
     PlainWriter writer(output);
     std::vector<char> frame(material.frameBytes());
@@ -164,7 +164,7 @@ void recompressBare(QString const& input, Type from, QString const& output, Type
     });
 }
 
-void compareRecompression(Context const& context, const char* title, Type from, Type to) {
+void compareRecompression(const Context& context, const char* title, Type from, Type to) {
     const Material material = context.large.first(codecFrames);
     const QString input = context.path("input");
     const QString movie = context.path("movie");
@@ -192,17 +192,17 @@ void compareRecompression(Context const& context, const char* title, Type from, 
 
 }  // namespace
 
-void compareDecoding(Context const& context) {
+void compareDecoding(const Context& context) {
     for (const Type type : {ZLib, GZip, BZip2})
         compareDecoding(context, type);
 }
 
-void compareEncoding(Context const& context) {
+void compareEncoding(const Context& context) {
     for (const Type type : {ZLib, GZip, BZip2})
         compareEncoding(context, type);
 }
 
-void compareRecompression(Context const& context) {
+void compareRecompression(const Context& context) {
     compareRecompression(context, "Recompressing raw frames to gzip", mz::CompressionType::None,
                          GZip);
     compareRecompression(context, "Recompressing gzip frames to bzip2", GZip, BZip2);

@@ -24,7 +24,7 @@ struct Grown {
     int attributes;
 };
 
-std::vector<Grown> movies(Context const& context) {
+std::vector<Grown> movies(const Context& context) {
     std::vector<Grown> grown;
     for (const int frames : {1'000, 10'000, 100'000}) {
         for (const int attributes : {100, 10'000}) {
@@ -36,27 +36,27 @@ std::vector<Grown> movies(Context const& context) {
     return grown;
 }
 
-Material materialOf(Context const& context, Grown const& movie) {
+Material materialOf(const Context& context, const Grown& movie) {
     return context.large.cut(16, 16, movie.frames);
 }
 
-void compareOpening(Context const& context, std::vector<Grown> const& grown) {
+void compareOpening(const Context& context, const std::vector<Grown>& grown) {
     Comparison comparison;
     comparison.title = "Growth: opening and closing a movie";
     comparison.repeats = 5;
     comparison.expected = sumOf(materialOf(context, grown.front()).frame(0), 512);
-    for (Grown const& movie : grown)
+    for (const Grown& movie : grown)
         comparison.cases.push_back({movie.name, [&movie] { return sumFrames(movie.path, {0}); }});
     context.harness.run(comparison);
 }
 
-void compareFinishing(Context const& context, std::vector<Grown> const& grown) {
+void compareFinishing(const Context& context, const std::vector<Grown>& grown) {
     const QString path = context.path("growing");
     const Scratch scratch({path});
     std::optional<mz::ImageWriter> writer;
     Comparison comparison;
     comparison.title = "Growth: finishing a recording (close)";
-    for (Grown const& movie : grown) {
+    for (const Grown& movie : grown) {
         const Material material = materialOf(context, movie);
         comparison.cases.push_back({movie.name,
                                     [&] {
@@ -76,7 +76,7 @@ void compareFinishing(Context const& context, std::vector<Grown> const& grown) {
 }
 
 /// The first frames in a scattered order, the same ones in every movie.
-void compareAccess(Context const& context, std::vector<Grown> const& grown) {
+void compareAccess(const Context& context, const std::vector<Grown>& grown) {
     const std::vector<int> order = shuffled(accesses);
     std::vector<std::unique_ptr<mz::ImageReader>> readers;
     Comparison comparison;
@@ -84,7 +84,7 @@ void compareAccess(Context const& context, std::vector<Grown> const& grown) {
     comparison.isShort = true;
     comparison.repeats = 5;
     comparison.expected = context.large.cut(16, 16, accesses).sum();
-    for (Grown const& movie : grown) {
+    for (const Grown& movie : grown) {
         mz::ImageReader* reader =
             readers.emplace_back(std::make_unique<mz::ImageReader>(movie.path)).get();
         comparison.cases.push_back(
@@ -97,10 +97,10 @@ void compareAccess(Context const& context, std::vector<Grown> const& grown) {
 
 }  // namespace
 
-void measureGrowth(Context const& context) {
+void measureGrowth(const Context& context) {
     const std::vector<Grown> grown = movies(context);
     QStringList paths;
-    for (Grown const& movie : grown) {
+    for (const Grown& movie : grown) {
         paths << movie.path;
         record(movie.path, materialOf(context, movie), mz::CompressionType::None,
                mz::CompressionEffort::Standard, movie.attributes);

@@ -11,9 +11,9 @@ namespace bench {
 
 namespace {
 
-size_t positionOf(Comparison const& comparison, std::string const& name) {
+size_t positionOf(const Comparison& comparison, const std::string& name) {
     const auto found = std::find_if(comparison.cases.begin(), comparison.cases.end(),
-                                    [&](Case const& c) { return c.name == name; });
+                                    [&](const Case& c) { return c.name == name; });
     return static_cast<size_t>(found - comparison.cases.begin());
 }
 
@@ -26,7 +26,7 @@ std::string timeText(double seconds) {
     return text;
 }
 
-void printTimes(Comparison const& comparison, std::vector<std::vector<double>> const& times) {
+void printTimes(const Comparison& comparison, const std::vector<std::vector<double>>& times) {
     const bool hasSpeed = comparison.bytes > 0;
     std::printf("| case | median |%s\n|---|---|%s\n", hasSpeed ? " GB/s |" : "",
                 hasSpeed ? "---|" : "");
@@ -58,12 +58,12 @@ void pinToOneCore() {
     }
 }
 
-void Harness::heading(std::string const& title) const {
+void Harness::heading(const std::string& title) const {
     std::printf("\n### %s\n\n", title.c_str());
     std::fflush(stdout);
 }
 
-void Harness::run(Comparison const& comparison) {
+void Harness::run(const Comparison& comparison) {
     heading(comparison.title);
     const Times times = _measure(comparison);
     printTimes(comparison, times);
@@ -71,12 +71,12 @@ void Harness::run(Comparison const& comparison) {
         std::printf(
             "\n| ratio of speed | against | goal | median | middle half | "
             "|\n|---|---|---|---|---|---|\n");
-    for (Goal const& goal : comparison.goals)
+    for (const Goal& goal : comparison.goals)
         _judge(comparison, goal, times);
     std::fflush(stdout);
 }
 
-Harness::Times Harness::_measure(Comparison const& comparison) {
+Harness::Times Harness::_measure(const Comparison& comparison) {
     Times times(comparison.cases.size());
     std::vector<size_t> order(comparison.cases.size());
     std::iota(order.begin(), order.end(), size_t{0});
@@ -88,7 +88,7 @@ Harness::Times Harness::_measure(Comparison const& comparison) {
     return times;
 }
 
-double Harness::_timed(Comparison const& comparison, Case const& measured) {
+double Harness::_timed(const Comparison& comparison, const Case& measured) {
     double total = 0;
     for (int i = 0; i < comparison.repeats; ++i) {
         if (measured.prepare) measured.prepare();
@@ -109,9 +109,9 @@ double Harness::_now() const {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-void Harness::_judge(Comparison const& comparison, Goal const& goal, Times const& times) {
-    std::vector<double> const& own = times[positionOf(comparison, goal.of)];
-    std::vector<double> const& other = times[positionOf(comparison, goal.against)];
+void Harness::_judge(const Comparison& comparison, const Goal& goal, const Times& times) {
+    const std::vector<double>& own = times[positionOf(comparison, goal.of)];
+    const std::vector<double>& other = times[positionOf(comparison, goal.against)];
     std::vector<double> ratios(own.size());
     std::transform(other.begin(), other.end(), own.begin(), ratios.begin(), std::divides<>());
     const Spread ratio = spreadOf(ratios);
@@ -130,7 +130,7 @@ void Harness::_judge(Comparison const& comparison, Goal const& goal, Times const
                 goal.against.c_str(), goal.atLeast, ratio.median, ratio.low, ratio.high, verdict);
 }
 
-void Harness::amount(std::string const& what, double reached, double limit, const char* unit) {
+void Harness::amount(const std::string& what, double reached, double limit, const char* unit) {
     const bool isWithin = reached <= limit;
     ++(isWithin ? _reached : _missed);
     std::printf("| %s | %.2f %s | %.2f %s | %s |\n", what.c_str(), limit, unit, reached, unit,
@@ -138,7 +138,7 @@ void Harness::amount(std::string const& what, double reached, double limit, cons
     std::fflush(stdout);
 }
 
-void Harness::wrong(std::string const& what) {
+void Harness::wrong(const std::string& what) {
     ++_wrong;
     std::printf("WRONG: %s\n", what.c_str());
 }

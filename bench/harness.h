@@ -48,14 +48,14 @@ public:
     Harness(int rounds, Clock clock) : _rounds(rounds), _clock(clock) {}
 
     /// Runs a comparison and prints its tables.
-    void run(Comparison const& comparison);
+    void run(const Comparison& comparison);
 
     /// A line that is no ratio of times: an amount that must not be above a limit.
-    void amount(std::string const& what, double reached, double limit, const char* unit);
-    void heading(std::string const& title) const;
+    void amount(const std::string& what, double reached, double limit, const char* unit);
+    void heading(const std::string& title) const;
 
     /// Counts as a wrong sum does.
-    void wrong(std::string const& what);
+    void wrong(const std::string& what);
 
     /// Prints how many goals were reached. @return false when a sum was wrong
     bool conclude() const;
@@ -63,9 +63,9 @@ public:
 private:
     using Times = std::vector<std::vector<double>>;  // of a case, of a round; seconds
 
-    Times _measure(Comparison const& comparison);
-    double _timed(Comparison const& comparison, Case const& measured);
-    void _judge(Comparison const& comparison, Goal const& goal, Times const& times);
+    Times _measure(const Comparison& comparison);
+    double _timed(const Comparison& comparison, const Case& measured);
+    void _judge(const Comparison& comparison, const Goal& goal, const Times& times);
     void _count(double shortfall, double slack);
 
     double _now() const;

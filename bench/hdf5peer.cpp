@@ -49,7 +49,7 @@ constexpr const char* framesName = "frames";
 constexpr const char* timesName = "times";
 constexpr const char* powersName = "powers";
 
-Id frameLayout(Extent const& frame, int deflateLevel) {
+Id frameLayout(const Extent& frame, int deflateLevel) {
     Id layout(H5Pcreate(H5P_DATASET_CREATE), H5Pclose);
     checked(H5Pset_chunk(layout, 3, frame.data()));
     checked(H5Pset_fill_time(layout, H5D_FILL_TIME_NEVER));
@@ -58,7 +58,7 @@ Id frameLayout(Extent const& frame, int deflateLevel) {
 }
 
 /// The i-th frame's place in the dataset as it is now.
-Id spaceOfFrame(hid_t dataset, int i, Extent const& frame) {
+Id spaceOfFrame(hid_t dataset, int i, const Extent& frame) {
     Id space(H5Dget_space(dataset), H5Sclose);
     const Extent start{static_cast<hsize_t>(i), 0, 0};
     checked(
@@ -67,7 +67,7 @@ Id spaceOfFrame(hid_t dataset, int i, Extent const& frame) {
 }
 
 template <class Value>
-void writeList(hid_t file, const char* name, hid_t type, std::vector<Value> const& values) {
+void writeList(hid_t file, const char* name, hid_t type, const std::vector<Value>& values) {
     const hsize_t count = values.size();
     const Id space(H5Screate_simple(1, &count, nullptr), H5Sclose);
     const Id set(H5Dcreate2(file, name, type, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT),
@@ -109,7 +109,7 @@ struct Hdf5Writer::File {
     int frames = 0;
 };
 
-Hdf5Writer::Hdf5Writer(QString const& path, Material const& material, int deflateLevel)
+Hdf5Writer::Hdf5Writer(const QString& path, const Material& material, int deflateLevel)
     : _file(std::make_unique<File>()) {
     _file->frame = {1, static_cast<hsize_t>(material.height()),
                     static_cast<hsize_t>(material.width())};
@@ -129,7 +129,7 @@ Hdf5Writer::Hdf5Writer(QString const& path, Material const& material, int deflat
 
 Hdf5Writer::~Hdf5Writer() = default;
 
-void Hdf5Writer::add(uint16_t const* frame, Hdf5Way way) {
+void Hdf5Writer::add(const uint16_t* frame, Hdf5Way way) {
     Extent extent = _file->frame;
     const int i = _file->frames++;
     extent[0] = static_cast<hsize_t>(_file->frames);
@@ -144,7 +144,7 @@ void Hdf5Writer::add(uint16_t const* frame, Hdf5Way way) {
     checked(H5Dwrite(_file->dataset, H5T_NATIVE_UINT16, _file->memory, space, H5P_DEFAULT, frame));
 }
 
-void Hdf5Writer::addKnowledge(std::vector<int64_t> const& times, std::vector<float> const& powers,
+void Hdf5Writer::addKnowledge(const std::vector<int64_t>& times, const std::vector<float>& powers,
                               int attributes) {
     writeList(_file->file, timesName, H5T_NATIVE_INT64, times);
     writeList(_file->file, powersName, H5T_NATIVE_FLOAT, powers);
@@ -168,7 +168,7 @@ struct Hdf5Reader::File {
     int frames = 0;
 };
 
-Hdf5Reader::Hdf5Reader(QString const& path) : _file(std::make_unique<File>()) {
+Hdf5Reader::Hdf5Reader(const QString& path) : _file(std::make_unique<File>()) {
     _file->file =
         Id(H5Fopen(QFile::encodeName(path).constData(), H5F_ACC_RDONLY, H5P_DEFAULT), H5Fclose);
     _file->dataset = Id(H5Dopen2(_file->file, framesName, H5P_DEFAULT), H5Dclose);
@@ -211,7 +211,7 @@ size_t Hdf5Reader::readAttributes() {
     return total;
 }
 
-Sum sumHdf5(QString const& path, Material const& material, std::vector<int> const& order,
+Sum sumHdf5(const QString& path, const Material& material, const std::vector<int>& order,
             Hdf5Way way) {
     Hdf5Reader reader(path);
     std::vector<uint16_t> frame(material.frameBytes() / 2);

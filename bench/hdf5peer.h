@@ -16,11 +16,11 @@ enum class Hdf5Way { Usual, PastFilters };
 class Hdf5Writer {
 public:
     /// @param deflateLevel 0 for raw frames, else the level of the gzip filter
-    Hdf5Writer(QString const& path, Material const& material, int deflateLevel = 0);
+    Hdf5Writer(const QString& path, const Material& material, int deflateLevel = 0);
     ~Hdf5Writer();
-    void add(uint16_t const* frame, Hdf5Way way = Hdf5Way::Usual);
+    void add(const uint16_t* frame, Hdf5Way way = Hdf5Way::Usual);
     /// Times in microseconds and powers as datasets, `attributes` texts as attributes.
-    void addKnowledge(std::vector<int64_t> const& times, std::vector<float> const& powers,
+    void addKnowledge(const std::vector<int64_t>& times, const std::vector<float>& powers,
                       int attributes);
 
 private:
@@ -30,7 +30,7 @@ private:
 
 class Hdf5Reader {
 public:
-    explicit Hdf5Reader(QString const& path);
+    explicit Hdf5Reader(const QString& path);
     ~Hdf5Reader();
     int frames() const;
     /// Fills `buffer`, which holds a frame.
@@ -45,7 +45,7 @@ private:
     std::unique_ptr<File> _file;
 };
 
-Sum sumHdf5(QString const& path, Material const& material, std::vector<int> const& order,
+Sum sumHdf5(const QString& path, const Material& material, const std::vector<int>& order,
             Hdf5Way way = Hdf5Way::Usual);
 
 }  // namespace bench

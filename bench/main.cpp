@@ -12,7 +12,7 @@ namespace {
 
 struct Subject {
     const char* name;
-    void (*run)(bench::Context const&);
+    void (*run)(const bench::Context&);
 };
 
 constexpr Subject subjects[] = {
@@ -31,7 +31,7 @@ constexpr Subject subjects[] = {
 
 QString subjectNames() {
     QStringList names;
-    for (Subject const& subject : subjects)
+    for (const Subject& subject : subjects)
         names << QString::fromLatin1(subject.name);
     return names.join(QLatin1String(", "));
 }
@@ -75,7 +75,7 @@ int main(int argc, char** argv) {
                         : "generated ones, since $DATAIO_SAMPLES has none",
                 qPrintable(parser.value(rounds)),
                 parser.isSet(processorTime) ? ", times of the processor" : "");
-    for (Subject const& subject : subjects)
+    for (const Subject& subject : subjects)
         if (wanted.isEmpty() || wanted.contains(QString::fromLatin1(subject.name)))
             subject.run(context);
     return harness.conclude() ? 0 : 1;

@@ -60,7 +60,7 @@ uint32_t sumOfBlock(const char* samples, size_t count) {
 
 // Compiled for the wide registers as well: a sum that is slower than the memory would hide what is
 // compared.
-[[gnu::target_clones("avx2", "default"), gnu::flatten]] Sum sumOf(void const* samples,
+[[gnu::target_clones("avx2", "default"), gnu::flatten]] Sum sumOf(const void* samples,
                                                                   size_t bytes) {
     constexpr size_t block = 65536;
     Sum sum = 0;
@@ -80,7 +80,7 @@ Material::Material(std::shared_ptr<const std::vector<uint16_t>> samples, int wid
     _ring = static_cast<int>(_samples->size() * 2 / frameBytes());
 }
 
-uint16_t const* Material::frame(int i) const {
+const uint16_t* Material::frame(int i) const {
     return _samples->data() + static_cast<size_t>(i % _ring) * (frameBytes() / 2);
 }
 

@@ -13,7 +13,7 @@
 namespace bench {
 
 /// Sum of 16-bit samples in memory of any alignment, at the speed of that memory.
-Sum sumOf(void const* samples, size_t bytes);
+Sum sumOf(const void* samples, size_t bytes);
 
 /// A movie's worth of 16-bit frames. The ring of samples is shared between copies.
 class Material {
@@ -29,7 +29,7 @@ public:
         return static_cast<size_t>(_width) * static_cast<size_t>(_height) * 2;
     }
     double bytes() const { return static_cast<double>(frameBytes()) * _frames; }
-    uint16_t const* frame(int i) const;
+    const uint16_t* frame(int i) const;
     /// Of all frames.
     Sum sum() const;
     /// The same frames, the first `frames` of the movie.

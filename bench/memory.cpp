@@ -27,7 +27,7 @@ Memory memoryNow() {
     QFile status(QStringLiteral("/proc/self/status"));
     status.open(QIODevice::ReadOnly);
     Memory memory;
-    for (QByteArray const& line : status.readAll().split('\n')) {
+    for (const QByteArray& line : status.readAll().split('\n')) {
         const double mib =
             line.mid(line.indexOf(':') + 1).simplified().split(' ').first().toDouble() / 1024;
         if (line.startsWith("RssAnon:")) memory.privateMiB = mib;
@@ -52,7 +52,7 @@ private:
     Memory _above;
 };
 
-void recordLooking(QString const& path, Material const& material, mz::CompressionType::e type,
+void recordLooking(const QString& path, const Material& material, mz::CompressionType::e type,
                    mz::CompressionEffort::e effort) {
     Peak peak;
     mz::ImageWriter writer;
@@ -70,7 +70,7 @@ void recordLooking(QString const& path, Material const& material, mz::Compressio
     peak.print();
 }
 
-void readLooking(QString const& path, Material const& material) {
+void readLooking(const QString& path, const Material& material) {
     Sum sum = 0;
     Peak peak;
     mz::ImageReader reader(path);
@@ -82,7 +82,7 @@ void readLooking(QString const& path, Material const& material) {
 }
 
 /// Empty when the child failed.
-std::vector<Memory> inChild(Context const& context, QString const& work, QString const& path) {
+std::vector<Memory> inChild(const Context& context, const QString& work, const QString& path) {
     QProcess child;
     child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     child.start(QFile::symLinkTarget(QStringLiteral("/proc/self/exe")),
@@ -96,7 +96,7 @@ std::vector<Memory> inChild(Context const& context, QString const& work, QString
 
 }  // namespace
 
-bool runMemoryWork(Context const& context, QString const& work, QString const& path) {
+bool runMemoryWork(const Context& context, const QString& work, const QString& path) {
     using namespace mz;
     const Material compressed = context.large.first(240);
     if (work == QLatin1String("record"))
@@ -121,7 +121,7 @@ bool runMemoryWork(Context const& context, QString const& work, QString const& p
     return true;
 }
 
-void measureMemory(Context const& context) {
+void measureMemory(const Context& context) {
     const QString raw = context.path("movie");
     const QString gzip = context.path("gzip");
     const QString bzip2 = context.path("bzip2");
@@ -135,7 +135,7 @@ void measureMemory(Context const& context) {
         "Peak memory above what the process had with its frames, frames of 400 KiB");
     std::printf("| work | at most | reached | |\n|---|---|---|---|\n");
     const double frame = static_cast<double>(context.large.frameBytes()) / (1 << 20);
-    const auto measure = [&](const char* meaning, const char* work, QString const& path,
+    const auto measure = [&](const char* meaning, const char* work, const QString& path,
                              double privateLimit, double mappedLimit) {
         const std::vector<Memory> peak = inChild(context, QString::fromLatin1(work), path);
         if (peak.empty()) return context.harness.wrong(std::string("memory of ") + work);

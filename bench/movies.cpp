@@ -5,7 +5,7 @@
 
 namespace bench {
 
-void setHeader(mz::ImageWriter& writer, Material const& material, int attributes) {
+void setHeader(mz::ImageWriter& writer, const Material& material, int attributes) {
     writer.width(material.width());
     writer.height(material.height());
     writer.pixType(mz::MZ_USHORT);
@@ -20,7 +20,7 @@ FrameData dataOfFrame(int i) {
     return {time, static_cast<float>(i % 255) / 254.0F};
 }
 
-void record(QString const& path, Material const& material, mz::CompressionType::e compression,
+void record(const QString& path, const Material& material, mz::CompressionType::e compression,
             mz::CompressionEffort::e effort, int attributes) {
     mz::ImageWriter writer;
     writer.create(path, false);
@@ -34,17 +34,17 @@ void record(QString const& path, Material const& material, mz::CompressionType::
     writer.close();
 }
 
-Sum sumFrames(mz::ImageReader& reader, std::vector<int> const& order) {
+Sum sumFrames(mz::ImageReader& reader, const std::vector<int>& order) {
     Sum sum = 0;
     for (const int i : order) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         const auto size = reader.getRawFrame(data, static_cast<unsigned int>(i));
         sum += sumOf(data, size.value_or(0));
     }
     return sum;
 }
 
-Sum sumFrames(QString const& path, std::vector<int> const& order) {
+Sum sumFrames(const QString& path, const std::vector<int>& order) {
     mz::ImageReader reader(path);
     return sumFrames(reader, order);
 }

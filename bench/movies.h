@@ -16,7 +16,7 @@ class ImageWriter;
 namespace bench {
 
 /// The header of a movie of such frames, and `attributes` ones beside.
-void setHeader(mz::ImageWriter& writer, Material const& material, int attributes = 0);
+void setHeader(mz::ImageWriter& writer, const Material& material, int attributes = 0);
 
 /// The time of a frame and its laser power, so that every movie has them.
 struct FrameData {
@@ -26,13 +26,13 @@ struct FrameData {
 FrameData dataOfFrame(int i);
 
 /// Records the frames with time and power each.
-void record(QString const& path, Material const& material,
+void record(const QString& path, const Material& material,
             mz::CompressionType::e compression = mz::CompressionType::None,
             mz::CompressionEffort::e effort = mz::CompressionEffort::Standard, int attributes = 0);
 
 /// Opens the movie, adds up the frames in that order, closes it.
-Sum sumFrames(QString const& path, std::vector<int> const& order);
+Sum sumFrames(const QString& path, const std::vector<int>& order);
 /// The same of a movie that is open.
-Sum sumFrames(mz::ImageReader& reader, std::vector<int> const& order);
+Sum sumFrames(mz::ImageReader& reader, const std::vector<int>& order);
 
 }  // namespace bench

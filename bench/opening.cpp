@@ -29,7 +29,7 @@ Sum powerStep(float power) {
     return static_cast<Sum>(power * 254.0F + 0.5F);
 }
 
-Sum sumOfKnowledge(Material const& material) {
+Sum sumOfKnowledge(const Material& material) {
     Sum sum = sumOf(material.frame(0), material.frameBytes());
     for (int i = 0; i < material.frames(); ++i) {
         const FrameData data = dataOfFrame(i);
@@ -38,7 +38,7 @@ Sum sumOfKnowledge(Material const& material) {
     return sum;
 }
 
-Sum sumOfMovie(QString const& path) {
+Sum sumOfMovie(const QString& path) {
     mz::ImageReader reader(path);
     Sum sum = sumFrames(reader, {0});
     timeval time{};
@@ -55,7 +55,7 @@ struct Hdf5Knowledge {
     std::vector<float> powers;
     Sum frame = 0;
 
-    Hdf5Knowledge(QString const& path, Material const& material) {
+    Hdf5Knowledge(const QString& path, const Material& material) {
         Hdf5Reader reader(path);
         times = reader.times();
         powers = reader.powers();
@@ -75,7 +75,7 @@ struct Hdf5Knowledge {
     }
 };
 
-void recordWithKnowledge(QString const& path, Material const& material) {
+void recordWithKnowledge(const QString& path, const Material& material) {
     std::vector<int64_t> times;
     std::vector<float> powers;
     Hdf5Writer writer(path, material);
@@ -87,7 +87,7 @@ void recordWithKnowledge(QString const& path, Material const& material) {
     writer.addKnowledge(times, powers, movieAttributes);
 }
 
-void compareOpening(Context const& context, int frames, double goal) {
+void compareOpening(const Context& context, int frames, double goal) {
     const Material material = context.large.cut(16, 16, frames);
     const QString movie = context.path("movie");
     const QString hdf5 = context.path("frames.h5");
@@ -123,7 +123,7 @@ struct StoredRecord {
     uint32_t length;
 };
 
-void compareIndex(Context const& context) {
+void compareIndex(const Context& context) {
     mz::ChunkIndex written;
     Sum expected = 0;
     for (uint32_t i = 0; i < recordCount; ++i) {
@@ -149,7 +149,7 @@ void compareIndex(Context const& context) {
          [&] { index.emplace(); },
          [&] {
              Sum sum = 0;
-             for (mz::ChunkRecord const& record : *index->find(mz::MZ_CT_FRAME))
+             for (const mz::ChunkRecord& record : *index->find(mz::MZ_CT_FRAME))
                  sum += record.offset + record.length;
              return sum;
          }},
@@ -167,7 +167,7 @@ void compareIndex(Context const& context) {
          [&] { records = {}; },
          [&] {
              Sum sum = 0;
-             for (StoredRecord const& record : records)
+             for (const StoredRecord& record : records)
                  sum += record.offset + record.length;
              return sum;
          }}};
@@ -175,7 +175,7 @@ void compareIndex(Context const& context) {
 }
 
 /// Length of all keys and values, by looking at each byte once.
-Sum findLinesAndEquals(QByteArray const& text) {
+Sum findLinesAndEquals(const QByteArray& text) {
     Sum sum = 0;
     const char* line = text.constData();
     const char* equals = nullptr;
@@ -192,7 +192,7 @@ Sum findLinesAndEquals(QByteArray const& text) {
 }
 
 /// The same in jumps, with the C library's search of 32 bytes at once.
-Sum jumpToLinesAndEquals(QByteArray const& text) {
+Sum jumpToLinesAndEquals(const QByteArray& text) {
     Sum sum = 0;
     const char* line = text.constData();
     const char* const end = line + text.size();
@@ -208,7 +208,7 @@ Sum jumpToLinesAndEquals(QByteArray const& text) {
     return sum;
 }
 
-void compareAttributes(Context const& context) {
+void compareAttributes(const Context& context) {
     mz::AttributeChunk written;
     for (int i = 0; i < attributeCount; ++i)
         written.set(QStringLiteral("plug_setting_%1").arg(i), QStringLiteral("value %1").arg(i));
@@ -230,7 +230,7 @@ void compareAttributes(Context const& context) {
                          [&] { attributes.emplace(); },
                          [&] {
                              Sum sum = 0;
-                             for (auto const& [key, value] : attributes->attributes())
+                             for (const auto& [key, value] : attributes->attributes())
                                  sum += static_cast<Sum>(key.size() + value._val.size());
                              return sum;
                          }},
@@ -241,13 +241,13 @@ void compareAttributes(Context const& context) {
 
 }  // namespace
 
-void compareOpening(Context const& context) {
+void compareOpening(const Context& context) {
     compareOpening(context, 1'000, 2.5);
     compareOpening(context, 10'000, 2.0);
     compareOpening(context, 100'000, 0.9);
 }
 
-void compareParsing(Context const& context) {
+void compareParsing(const Context& context) {
     compareIndex(context);
     compareAttributes(context);
 }

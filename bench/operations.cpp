@@ -43,11 +43,11 @@ QString scratchPath(const char* name) {
     return folder.filePath(QString::fromLatin1(name));
 }
 
-void countFrames(benchmark::State& state, Material const& material) {
+void countFrames(benchmark::State& state, const Material& material) {
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(material.frameBytes()));
 }
 
-void addFrame(benchmark::State& state, Material const& material, Setting const& setting) {
+void addFrame(benchmark::State& state, const Material& material, const Setting& setting) {
     constexpr int framesPerFile = 2'000;  // 800 MB of large ones
     const QString path = scratchPath("written");
     mz::ImageWriter writer;
@@ -69,7 +69,7 @@ void addFrame(benchmark::State& state, Material const& material, Setting const& 
     countFrames(state, material);
 }
 
-void getFrame(benchmark::State& state, Material const& material, Setting const& setting) {
+void getFrame(benchmark::State& state, const Material& material, const Setting& setting) {
     const QString path = scratchPath("read");
     record(path, material.first(30), setting.type, setting.effort);
     mz::ImageReader reader(path);
@@ -77,7 +77,7 @@ void getFrame(benchmark::State& state, Material const& material, Setting const& 
     Sum sum = 0;
     Sum expected = 0;
     for (auto _ : state) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         reader.getFrame(data, frame % 30);
         sum += *static_cast<const unsigned char*>(data);
         expected += material.frame(static_cast<int>(frame++ % 30))[0] & 0xff;
@@ -86,7 +86,7 @@ void getFrame(benchmark::State& state, Material const& material, Setting const& 
     countFrames(state, material);
 }
 
-void thumbnail(benchmark::State& state, Material const& material) {
+void thumbnail(benchmark::State& state, const Material& material) {
     const QString path = scratchPath("shown");
     record(path, material.first(30));
     mz::ImageReader reader(path);
@@ -96,7 +96,7 @@ void thumbnail(benchmark::State& state, Material const& material) {
         if (!reader.thumbnail(image, 160, 125, frame++ % 30)) state.SkipWithError("no thumbnail");
 }
 
-void openMovie(benchmark::State& state, Material const& material) {
+void openMovie(benchmark::State& state, const Material& material) {
     const QString path = scratchPath("opened");
     record(path, material.cut(16, 16, static_cast<int>(state.range(0))));
     for (auto _ : state)
@@ -114,7 +114,7 @@ void loadIndex(benchmark::State& state) {
     }
 }
 
-mz::AttributeChunk attributesOf(benchmark::State const& state) {
+mz::AttributeChunk attributesOf(const benchmark::State& state) {
     mz::AttributeChunk attributes;
     for (int i = 0; i < state.range(0); ++i)
         attributes.set(QStringLiteral("setting_%1").arg(i), i);
@@ -159,9 +159,9 @@ void colorTable(benchmark::State& state) {
     }
 }
 
-void registerFrames(Material const& material) {
+void registerFrames(const Material& material) {
     const std::string size = std::to_string(material.frameBytes() / 1024) + "KiB";
-    for (Setting const& setting : settings) {
+    for (const Setting& setting : settings) {
         const std::string kind = std::string(setting.name) + "/" + size;
         benchmark::RegisterBenchmark(("addFrame/" + kind).c_str(), addFrame, material, setting);
         benchmark::RegisterBenchmark(("getFrame/" + kind).c_str(), getFrame, material, setting);

@@ -33,11 +33,11 @@ Header header(const char* text, size_t payloadSize) {
     return bytes;
 }
 
-void writeAll(int fd, void const* bytes, size_t size) {
+void writeAll(int fd, const void* bytes, size_t size) {
     if (::write(fd, bytes, size) != static_cast<ssize_t>(size)) giveUp("write");
 }
 
-int opened(QString const& path, int flags) {
+int opened(const QString& path, int flags) {
     const int fd = ::open(QFile::encodeName(path).constData(), flags, 0600);
     if (fd == -1) giveUp("open");
     return fd;
@@ -45,13 +45,13 @@ int opened(QString const& path, int flags) {
 
 }  // namespace
 
-PlainWriter::PlainWriter(QString const& path) : _fd(opened(path, O_RDWR | O_CREAT | O_TRUNC)) {}
+PlainWriter::PlainWriter(const QString& path) : _fd(opened(path, O_RDWR | O_CREAT | O_TRUNC)) {}
 
 PlainWriter::~PlainWriter() {
     ::close(_fd);
 }
 
-void PlainWriter::add(void const* payload, size_t size) {
+void PlainWriter::add(const void* payload, size_t size) {
     const Header start = header("\n<CSTA        >\n", size);
     const Header end = header("\n<CEND        >\n", size);
     writeAll(_fd, start.data(), start.size());
@@ -59,7 +59,7 @@ void PlainWriter::add(void const* payload, size_t size) {
     writeAll(_fd, end.data(), end.size());
 }
 
-PlainMapping::PlainMapping(QString const& path) {
+PlainMapping::PlainMapping(const QString& path) {
     const int fd = opened(path, O_RDONLY);
     struct stat status {};
     if (::fstat(fd, &status) == -1) giveUp("fstat");
@@ -74,8 +74,8 @@ PlainMapping::~PlainMapping() {
     ::munmap(const_cast<char*>(_data), _size);
 }
 
-void eachPayload(PlainMapping const& file, int frames,
-                 std::function<void(const char* payload, size_t size)> const& action) {
+void eachPayload(const PlainMapping& file, int frames,
+                 const std::function<void(const char* payload, size_t size)>& action) {
     const char* at = file.data();
     for (int i = 0; i < frames; ++i) {
         const size_t size = qFromBigEndian<quint32>(at + 10);
@@ -84,7 +84,7 @@ void eachPayload(PlainMapping const& file, int frames,
     }
 }
 
-Sum sumMapped(QString const& path, Material const& material, std::vector<int> const& order) {
+Sum sumMapped(const QString& path, const Material& material, const std::vector<int>& order) {
     const PlainMapping file(path);
     Sum sum = 0;
     for (const int i : order)
@@ -92,7 +92,7 @@ Sum sumMapped(QString const& path, Material const& material, std::vector<int> co
     return sum;
 }
 
-bool haveSameFrames(QString const& one, QString const& other, int frames) {
+bool haveSameFrames(const QString& one, const QString& other, int frames) {
     const PlainMapping first(one);
     const PlainMapping second(other);
     size_t size = 0;
@@ -101,7 +101,7 @@ bool haveSameFrames(QString const& one, QString const& other, int frames) {
     return second.size() >= size && std::memcmp(first.data(), second.data(), size) == 0;
 }
 
-void dropFromCache(QString const& path) {
+void dropFromCache(const QString& path) {
     const int fd = opened(path, O_RDONLY);
     if (::fsync(fd) == -1) giveUp("fsync");
     if (::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED) != 0) giveUp("posix_fadvise");

@@ -16,11 +16,11 @@ namespace bench {
 /// Makes a file of framed frames with three write calls a frame.
 class PlainWriter {
 public:
-    explicit PlainWriter(QString const& path);
+    explicit PlainWriter(const QString& path);
     ~PlainWriter();
-    PlainWriter(PlainWriter const&) = delete;
-    PlainWriter& operator=(PlainWriter const&) = delete;
-    void add(void const* payload, size_t size);
+    PlainWriter(const PlainWriter&) = delete;
+    PlainWriter& operator=(const PlainWriter&) = delete;
+    void add(const void* payload, size_t size);
 
 private:
     int _fd;
@@ -29,10 +29,10 @@ private:
 /// A file that is mapped as a whole.
 class PlainMapping {
 public:
-    explicit PlainMapping(QString const& path);
+    explicit PlainMapping(const QString& path);
     ~PlainMapping();
-    PlainMapping(PlainMapping const&) = delete;
-    PlainMapping& operator=(PlainMapping const&) = delete;
+    PlainMapping(const PlainMapping&) = delete;
+    PlainMapping& operator=(const PlainMapping&) = delete;
     const char* data() const { return _data; }
     size_t size() const { return _size; }
 
@@ -49,16 +49,16 @@ inline size_t payloadOffset(int i, size_t frameBytes) {
 }
 
 /// Walks over the first `frames` framed payloads of a mapped file, of any size.
-void eachPayload(PlainMapping const& file, int frames,
-                 std::function<void(const char* payload, size_t size)> const& action);
+void eachPayload(const PlainMapping& file, int frames,
+                 const std::function<void(const char* payload, size_t size)>& action);
 
 /// Maps the file, adds up the frames in that order, unmaps.
-Sum sumMapped(QString const& path, Material const& material, std::vector<int> const& order);
+Sum sumMapped(const QString& path, const Material& material, const std::vector<int>& order);
 
 /// Whether both files begin with the same frames, headers included.
-bool haveSameFrames(QString const& one, QString const& other, int frames);
+bool haveSameFrames(const QString& one, const QString& other, int frames);
 
 /// The caches of the system forget the file.
-void dropFromCache(QString const& path);
+void dropFromCache(const QString& path);
 
 }  // namespace bench

@@ -20,7 +20,7 @@ struct Files {
     std::vector<uint64_t> pages;
     Scratch scratch{{movie, hdf5, tiff}};
 
-    Files(Context const& context, Material const& material)
+    Files(const Context& context, const Material& material)
         : movie(context.path("movie")),
           hdf5(context.path("frames.h5")),
           tiff(context.path("frames.tif")) {
@@ -34,7 +34,7 @@ struct Files {
 
     /// What is still to be written goes to the disk now, not while something is timed.
     void settle() const {
-        for (QString const& path : {movie, hdf5, tiff}) {
+        for (const QString& path : {movie, hdf5, tiff}) {
             dropFromCache(path);
             const PlainMapping file(path);
             sumOf(file.data(), file.size());
@@ -42,8 +42,8 @@ struct Files {
     }
 };
 
-void compare(Context const& context, std::string const& title, Material const& material,
-             Files const& files, std::vector<int> const& order, std::vector<Goal> goals) {
+void compare(const Context& context, const std::string& title, const Material& material,
+             const Files& files, const std::vector<int>& order, std::vector<Goal> goals) {
     Comparison comparison;
     comparison.title = title + ": " + material.describe().toStdString();
     comparison.goals = std::move(goals);
@@ -59,9 +59,9 @@ void compare(Context const& context, std::string const& title, Material const& m
     context.harness.run(comparison);
 }
 
-void compareBothOrders(Context const& context, std::string const& frames, Material const& material,
-                       std::vector<Goal> const& inOrderGoals,
-                       std::vector<Goal> const& randomGoals) {
+void compareBothOrders(const Context& context, const std::string& frames, const Material& material,
+                       const std::vector<Goal>& inOrderGoals,
+                       const std::vector<Goal>& randomGoals) {
     const Files files(context, material);
     files.settle();
     compare(context, "Reading " + frames + " in order", material, files, inOrder(material.frames()),
@@ -72,7 +72,7 @@ void compareBothOrders(Context const& context, std::string const& frames, Materi
 
 }  // namespace
 
-void compareReading(Context const& context) {
+void compareReading(const Context& context) {
     compareBothOrders(context, "large frames", context.large,
                       {{"DataIO", "one mapping", 0.95},
                        {"DataIO", "HDF5 H5Dread", 1.45},
@@ -89,8 +89,8 @@ void compareReading(Context const& context) {
                        {"DataIO", "libtiff", 1.7}});
 }
 
-void compareUncachedReading(Context const& context) {
-    Material const& material = context.large;
+void compareUncachedReading(const Context& context) {
+    const Material& material = context.large;
     const QString movie = context.path("movie");
     const Scratch scratch({movie});
     record(movie, material);

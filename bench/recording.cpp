@@ -13,7 +13,7 @@ namespace bench {
 
 namespace {
 
-Case inFile(QString const& path, std::string name, std::function<void()> record,
+Case inFile(const QString& path, std::string name, std::function<void()> record,
             std::function<Sum()> verify) {
     return {std::move(name),
             [record] {
@@ -23,7 +23,7 @@ Case inFile(QString const& path, std::string name, std::function<void()> record,
             [path] { QFile::remove(path); }, std::move(verify)};
 }
 
-Case hdf5Case(QString const& path, Material const& material, std::string name, Hdf5Way way) {
+Case hdf5Case(const QString& path, const Material& material, std::string name, Hdf5Way way) {
     const auto record = [=] {
         Hdf5Writer writer(path, material);
         for (int i = 0; i < material.frames(); ++i)
@@ -33,7 +33,7 @@ Case hdf5Case(QString const& path, Material const& material, std::string name, H
                   [=] { return sumHdf5(path, material, inOrder(material.frames())); });
 }
 
-void compare(Context const& context, const char* title, Material const& material,
+void compare(const Context& context, const char* title, const Material& material,
              std::vector<Goal> goals) {
     const QString path = context.path("recorded");
     const Scratch scratch({path});
@@ -66,7 +66,7 @@ void compare(Context const& context, const char* title, Material const& material
 
 }  // namespace
 
-void compareRecording(Context const& context) {
+void compareRecording(const Context& context) {
     compare(context, "Recording large frames", context.large,
             {{"DataIO", "three write calls", 0.97},
              {"DataIO", "HDF5 H5Dwrite", 1.3},

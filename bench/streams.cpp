@@ -22,7 +22,7 @@ int windowBits(mz::CompressionType::e type) {
     return type == mz::CompressionType::GZip ? 15 + 16 : 15;
 }
 
-Bytef* bytes(void const* data) {
+Bytef* bytes(const void* data) {
     return static_cast<Bytef*>(const_cast<void*>(data));
 }
 
@@ -38,7 +38,7 @@ void inflateBare(mz::CompressionType::e type, const char* stream, size_t size, v
     inflateEnd(&z);
 }
 
-size_t deflateBare(mz::CompressionType::e type, void const* data, size_t size,
+size_t deflateBare(mz::CompressionType::e type, const void* data, size_t size,
                    std::vector<char>& stream) {
     z_stream z{};
     check(deflateInit2(&z, Z_DEFAULT_COMPRESSION, Z_DEFLATED, windowBits(type), 8,
@@ -83,7 +83,7 @@ void decodeLibdeflate(mz::CompressionType::e type, const char* stream, size_t si
           LIBDEFLATE_SUCCESS);
 }
 
-size_t encodeBare(mz::CompressionType::e type, void const* data, size_t size,
+size_t encodeBare(mz::CompressionType::e type, const void* data, size_t size,
                   std::vector<char>& stream) {
     if (type != mz::CompressionType::BZip2) return deflateBare(type, data, size, stream);
     stream.resize(size + size / 50 + 1024);

@@ -18,7 +18,7 @@ void decodeLibdeflate(mz::CompressionType::e type, const char* stream, size_t si
                       size_t outSize);
 
 /// Puts the stream of `data` at the start of `stream`, which grows as needed. @return its length
-size_t encodeBare(mz::CompressionType::e type, void const* data, size_t size,
+size_t encodeBare(mz::CompressionType::e type, const void* data, size_t size,
                   std::vector<char>& stream);
 
 }  // namespace bench

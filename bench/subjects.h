@@ -18,30 +18,30 @@ struct Context {
     QString path(const char* name) const { return folder.filePath(QString::fromLatin1(name)); }
 };
 
-void compareRecording(Context const& context);
-void compareReading(Context const& context);
-void compareUncachedReading(Context const& context);
-void compareDecoding(Context const& context);
-void compareEncoding(Context const& context);
-void compareRecompression(Context const& context);
-void compareOpening(Context const& context);
-void compareParsing(Context const& context);
-void compareThumbnails(Context const& context);
-void measureMemory(Context const& context);
-void measureGrowth(Context const& context);
+void compareRecording(const Context& context);
+void compareReading(const Context& context);
+void compareUncachedReading(const Context& context);
+void compareDecoding(const Context& context);
+void compareEncoding(const Context& context);
+void compareRecompression(const Context& context);
+void compareOpening(const Context& context);
+void compareParsing(const Context& context);
+void compareThumbnails(const Context& context);
+void measureMemory(const Context& context);
+void measureGrowth(const Context& context);
 
 /// The part of measureMemory that a child process does: works on `path` and prints what it took.
 /// @return false when there is no such work
-bool runMemoryWork(Context const& context, QString const& work, QString const& path);
+bool runMemoryWork(const Context& context, const QString& work, const QString& path);
 
 /// Removes files when it goes.
 class Scratch {
 public:
     explicit Scratch(QStringList paths) : _paths(std::move(paths)) {}
-    Scratch(Scratch const&) = delete;
-    Scratch& operator=(Scratch const&) = delete;
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
     ~Scratch() {
-        for (QString const& path : _paths)
+        for (const QString& path : _paths)
             QFile::remove(path);
     }
 

@@ -20,10 +20,10 @@ constexpr int boxWidth = 160;
 constexpr int boxHeight = 125;
 constexpr int thumbnails = 30;
 
-Sum sumOfImage(QImage const& image) {
+Sum sumOfImage(const QImage& image) {
     Sum sum = 0;
     for (int y = 0; y < image.height(); ++y) {
-        const auto* line = reinterpret_cast<QRgb const*>(image.constScanLine(y));
+        const auto* line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
         for (int x = 0; x < image.width(); ++x)
             sum += line[x];
     }
@@ -32,8 +32,8 @@ Sum sumOfImage(QImage const& image) {
 
 /// What the thumbnail of a frame must be, computed pixel by pixel: the samples at the centres of
 /// equal cells, shown from black to white over the range of every fourth sample of the middle.
-Sum expectedSum(Material const& material, int frame) {
-    uint16_t const* samples = material.frame(frame);
+Sum expectedSum(const Material& material, int frame) {
+    const uint16_t* samples = material.frame(frame);
     const int width = material.width();
     int low = 16383;
     int high = -16383;
@@ -65,7 +65,7 @@ Sum expectedSum(Material const& material, int frame) {
     return sum;
 }
 
-QImage throughQt(const char* frame, Material const& material) {
+QImage throughQt(const char* frame, const Material& material) {
     const QImage grey(reinterpret_cast<const uchar*>(frame), material.width(), material.height(),
                       material.width() * 2, QImage::Format_Grayscale16);
     return grey.convertToFormat(QImage::Format_RGB32)
@@ -74,7 +74,7 @@ QImage throughQt(const char* frame, Material const& material) {
 
 }  // namespace
 
-void compareThumbnails(Context const& context) {
+void compareThumbnails(const Context& context) {
     const QString movie = context.path("movie");
     const Scratch scratch({movie});
     record(movie, context.large);

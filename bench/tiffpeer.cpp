@@ -22,7 +22,7 @@ using Tiff = std::unique_ptr<TIFF, CloseTiff>;
 }
 
 /// "c": strips are handed out whole, not in pieces of 8 KiB.
-Tiff opened(QString const& path, const char* mode) {
+Tiff opened(const QString& path, const char* mode) {
     TIFFSetWarningHandler(nullptr);
     Tiff tiff(TIFFOpen(QFile::encodeName(path).constData(), mode));
     if (!tiff) giveUp();
@@ -38,7 +38,7 @@ struct TiffWriter::File {
     uint16_t compression;
 };
 
-TiffWriter::TiffWriter(QString const& path, Material const& material, TiffCompression compression)
+TiffWriter::TiffWriter(const QString& path, const Material& material, TiffCompression compression)
     : _file(new File{opened(path, "wc"), static_cast<uint32_t>(material.width()),
                      static_cast<uint32_t>(material.height()),
                      static_cast<uint16_t>(compression == TiffCompression::None
@@ -47,7 +47,7 @@ TiffWriter::TiffWriter(QString const& path, Material const& material, TiffCompre
 
 TiffWriter::~TiffWriter() = default;
 
-void TiffWriter::add(uint16_t const* frame) {
+void TiffWriter::add(const uint16_t* frame) {
     TIFF* const tiff = _file->tiff.get();
     TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, _file->width);
     TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, _file->height);
@@ -66,7 +66,7 @@ void TiffWriter::add(uint16_t const* frame) {
     if (written < 0 || TIFFWriteDirectory(tiff) != 1) giveUp();
 }
 
-std::vector<uint64_t> pageOffsets(QString const& path) {
+std::vector<uint64_t> pageOffsets(const QString& path) {
     const Tiff tiff = opened(path, "rc");
     std::vector<uint64_t> offsets;
     do {
@@ -75,8 +75,8 @@ std::vector<uint64_t> pageOffsets(QString const& path) {
     return offsets;
 }
 
-Sum sumTiff(QString const& path, std::vector<uint64_t> const& pages, Material const& material,
-            std::vector<int> const& order) {
+Sum sumTiff(const QString& path, const std::vector<uint64_t>& pages, const Material& material,
+            const std::vector<int>& order) {
     const Tiff tiff = opened(path, "rc");
     std::vector<uint16_t> frame(material.frameBytes() / 2);
     const auto size = static_cast<tmsize_t>(material.frameBytes());
@@ -90,7 +90,7 @@ Sum sumTiff(QString const& path, std::vector<uint64_t> const& pages, Material co
     return sum;
 }
 
-void recordTiff(QString const& path, Material const& material, TiffCompression compression) {
+void recordTiff(const QString& path, const Material& material, TiffCompression compression) {
     TiffWriter writer(path, material, compression);
     for (int i = 0; i < material.frames(); ++i)
         writer.add(material.frame(i));

@@ -14,9 +14,9 @@ enum class TiffCompression { None, Deflate };
 
 class TiffWriter {
 public:
-    TiffWriter(QString const& path, Material const& material, TiffCompression compression);
+    TiffWriter(const QString& path, const Material& material, TiffCompression compression);
     ~TiffWriter();
-    void add(uint16_t const* frame);
+    void add(const uint16_t* frame);
 
 private:
     struct File;
@@ -24,11 +24,11 @@ private:
 };
 
 /// Where the pages of a file are, which to find out means to walk over all of them.
-std::vector<uint64_t> pageOffsets(QString const& path);
+std::vector<uint64_t> pageOffsets(const QString& path);
 
-Sum sumTiff(QString const& path, std::vector<uint64_t> const& pages, Material const& material,
-            std::vector<int> const& order);
+Sum sumTiff(const QString& path, const std::vector<uint64_t>& pages, const Material& material,
+            const std::vector<int>& order);
 
-void recordTiff(QString const& path, Material const& material, TiffCompression compression);
+void recordTiff(const QString& path, const Material& material, TiffCompression compression);
 
 }  // namespace bench

@@ -16,7 +16,7 @@ using examples::Error;
 namespace {
 
 // Without these, or with others, the frames could not be read.
-void refuseWhatTheFramesNeed(QString const& key) {
+void refuseWhatTheFramesNeed(const QString& key) {
     static const QStringList needed{QStringLiteral("endian"),   QStringLiteral("width"),
                                     QStringLiteral("height"),   QStringLiteral("pixtype"),
                                     QStringLiteral("pixbits"),  QStringLiteral("compression_type"),
@@ -26,7 +26,7 @@ void refuseWhatTheFramesNeed(QString const& key) {
             QStringLiteral("\"%1\" says how the frames are stored and cannot be changed").arg(key));
 }
 
-void annotate(QCommandLineParser const& parser) {
+void annotate(const QCommandLineParser& parser) {
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() != 1) throw Error(QStringLiteral("give one movie (see --help)"));
 
@@ -35,9 +35,9 @@ void annotate(QCommandLineParser const& parser) {
         changes.set(QStringLiteral("comment"),
                     mz::AttributeChunk::formatComment(parser.value(QStringLiteral("comment"))));
     const QStringList removed = parser.values(QStringLiteral("remove"));
-    for (auto const& [key, value] : changes.attributes())
+    for (const auto& [key, value] : changes.attributes())
         refuseWhatTheFramesNeed(key);
-    for (QString const& key : removed)
+    for (const QString& key : removed)
         refuseWhatTheFramesNeed(key);
 
     // All attributes are replaced at once, so the changes are made to a copy of what is there.
@@ -47,7 +47,7 @@ void annotate(QCommandLineParser const& parser) {
         return;
     }
     attributes.merge(changes);
-    for (QString const& key : removed)
+    for (const QString& key : removed)
         if (attributes.erase(key) == 0)
             throw Error(QStringLiteral("%1 has no attribute \"%2\"").arg(arguments[0], key));
     mz::ImageWriter().modifyAttribute(arguments[0], attributes);

@@ -44,7 +44,7 @@ struct Movie {
     bool readBack = false;
 };
 
-void writeHeader(mz::ImageWriter& writer, FrameSource const& source, Form const& form) {
+void writeHeader(mz::ImageWriter& writer, const FrameSource& source, const Form& form) {
     writer.width(source.width());
     writer.height(source.height());
     writer.dimension(2);
@@ -54,22 +54,22 @@ void writeHeader(mz::ImageWriter& writer, FrameSource const& source, Form const&
     writer.setComment(
         source.description() +
         QStringLiteral("\n%1: %2").arg(QLatin1String(form.name), QLatin1String(form.description)));
-    auto const& bundle = source.bundle();
+    const auto& bundle = source.bundle();
     writer.addRasterFiberContinuousIndexes(bundle.fibres);
     writer.addBundleBoundingBoxCoords(
         bundle.centreX - bundle.radius, bundle.centreY - bundle.radius,
         bundle.centreX + bundle.radius, bundle.centreY + bundle.radius);
 }
 
-QByteArray fibreSamples(FrameSource const& source, QByteArray const& image) {
+QByteArray fibreSamples(const FrameSource& source, const QByteArray& image) {
     const auto samples =
-        examples::sampleFibres(reinterpret_cast<std::uint16_t const*>(image.constData()),
+        examples::sampleFibres(reinterpret_cast<const std::uint16_t*>(image.constData()),
                                source.width(), source.height(), source.bundle().fibres);
     return QByteArray(reinterpret_cast<const char*>(samples.data()),
                       static_cast<qsizetype>(2 * samples.size()));
 }
 
-Movie recordMovie(FrameSource& source, Form const& form, QString const& file) {
+Movie recordMovie(FrameSource& source, const Form& form, const QString& file) {
     Movie movie{QLatin1String(form.name), file, {}, 0, false};
     QElapsedTimer clock;
     clock.start();
@@ -97,7 +97,7 @@ Movie recordMovie(FrameSource& source, Form const& form, QString const& file) {
 }
 
 // Runs another example program, so that nothing of this process is left in what is read.
-QString runExample(QString const& program, QStringList const& arguments,
+QString runExample(const QString& program, const QStringList& arguments,
                    QProcess::ProcessChannelMode channels = QProcess::ForwardedErrorChannel) {
     QProcess process;
     process.setProcessChannelMode(channels);
@@ -118,7 +118,7 @@ void readBack(Movie& movie) {
     movie.readBack = text.contains(movie.digest);
 }
 
-void extractPictures(Movie const& movie, int frames, QString const& folder) {
+void extractPictures(const Movie& movie, int frames, const QString& folder) {
     for (const int frame : {0, frames / 2, frames - 1})
         runExample(QStringLiteral("extract"),
                    {QStringLiteral("--stretch"), QStringLiteral("--force"),
@@ -127,8 +127,8 @@ void extractPictures(Movie const& movie, int frames, QString const& folder) {
 }
 
 // The other compressions, made of the gzip movie.
-Movie recompressMovie(Movie const& original, QString const& name, QString const& compression,
-                      QString const& file) {
+Movie recompressMovie(const Movie& original, const QString& name, const QString& compression,
+                      const QString& file) {
     QElapsedTimer clock;
     clock.start();
     runExample(QStringLiteral("recompress"),
@@ -138,12 +138,12 @@ Movie recompressMovie(Movie const& original, QString const& name, QString const&
     return {name, file, original.digest, clock.elapsed(), false};
 }
 
-void printComparison(std::vector<Movie> const& movies) {
+void printComparison(const std::vector<Movie>& movies) {
     const qint64 raw = QFileInfo(movies.front().file).size();
     examples::Table table({QStringLiteral("movie"), QStringLiteral("file"),
                            QStringLiteral("of raw"), QStringLiteral("written in"),
                            QStringLiteral("read back")});
-    for (Movie const& movie : movies) {
+    for (const Movie& movie : movies) {
         const qint64 size = QFileInfo(movie.file).size();
         const double share = 100.0 * static_cast<double>(size) / static_cast<double>(raw);
         table.addRow({movie.name, examples::bytesText(size),
@@ -157,7 +157,7 @@ void printComparison(std::vector<Movie> const& movies) {
     table.print();
 }
 
-std::unique_ptr<FrameSource> sourceOf(QCommandLineParser const& parser) {
+std::unique_ptr<FrameSource> sourceOf(const QCommandLineParser& parser) {
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() > 1) throw Error(QStringLiteral("give at most one folder (see --help)"));
     if (arguments.size() == 1) return examples::pictureSource(arguments[0]);
@@ -165,14 +165,14 @@ std::unique_ptr<FrameSource> sourceOf(QCommandLineParser const& parser) {
         examples::numberOption(parser, QStringLiteral("frames"), 1, 5000));
 }
 
-std::vector<Movie> makeMovies(FrameSource& source, QDir const& folder, bool force) {
+std::vector<Movie> makeMovies(FrameSource& source, const QDir& folder, bool force) {
     const auto fileOf = [&](const char* name) {
         QString file = folder.absoluteFilePath(QLatin1String(name) + QStringLiteral(".movie"));
         examples::refuseToOverwrite(file, force);
         return file;
     };
     std::vector<Movie> movies;
-    for (Form const& form : forms)
+    for (const Form& form : forms)
         movies.push_back(recordMovie(source, form, fileOf(form.name)));
     const Movie gzip = movies[1];
     movies.push_back(
@@ -182,16 +182,16 @@ std::vector<Movie> makeMovies(FrameSource& source, QDir const& folder, bool forc
     return movies;
 }
 
-QString saveContactSheet(std::vector<Movie> const& movies, QDir const& folder) {
+QString saveContactSheet(const std::vector<Movie>& movies, const QDir& folder) {
     QList<examples::ContactRow> rows;
-    for (Movie const& movie : movies)
+    for (const Movie& movie : movies)
         rows.append({movie.name, movie.file});
     QString file = folder.absoluteFilePath(QStringLiteral("contact-sheet.png"));
     examples::savePng(examples::contactSheet(rows), file);
     return file;
 }
 
-void demo(QCommandLineParser const& parser) {
+void demo(const QCommandLineParser& parser) {
     const auto source = sourceOf(parser);
     const QDir folder(parser.value(QStringLiteral("output")));
     const QString pictures = folder.absoluteFilePath(QStringLiteral("pictures"));
@@ -208,7 +208,7 @@ void demo(QCommandLineParser const& parser) {
     const QString sheet = saveContactSheet(movies, folder);
     examples::print(QStringLiteral("\nMovies:         %1\nSome frames:    %2\nContact sheet:  %3")
                         .arg(folder.absolutePath(), pictures, sheet));
-    for (Movie const& movie : movies)
+    for (const Movie& movie : movies)
         if (!movie.readBack)
             throw Error(QStringLiteral("%1 did not come back as it was recorded").arg(movie.file));
 }

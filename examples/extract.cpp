@@ -16,13 +16,13 @@ using examples::Error;
 
 namespace {
 
-int frameOption(QCommandLineParser const& parser, QString const& option, int frames,
+int frameOption(const QCommandLineParser& parser, const QString& option, int frames,
                 int ifNotGiven) {
     return parser.isSet(option) ? examples::numberOption(parser, option, 0, frames - 1)
                                 : ifNotGiven;
 }
 
-void extract(QCommandLineParser const& parser) {
+void extract(const QCommandLineParser& parser) {
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() != 2)
         throw Error(QStringLiteral("give a movie and a folder for the pictures (see --help)"));

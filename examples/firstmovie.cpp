@@ -25,14 +25,14 @@ int main() try {
     mz::ImageReader reader("first.movie");
     std::printf("%u frames: %s\n", reader.nbFrames(), qPrintable(reader.getComment()));
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
-        void const* data = nullptr;  // lives until the next frame is asked for
-        auto const bytes = reader.getRawFrame(data, i);
+        const void* data = nullptr;  // lives until the next frame is asked for
+        const auto bytes = reader.getRawFrame(data, i);
         if (!bytes || *bytes < 64 * 48 * sizeof(std::uint16_t))  // in a damaged file
             throw std::runtime_error("a frame is shorter than the header says");
-        auto const* pixels = static_cast<std::uint16_t const*>(data);
+        const auto* pixels = static_cast<const std::uint16_t*>(data);
         std::printf("the first pixel is %d\n", pixels[0]);
     }
-} catch (std::exception const& failure) {  // mz::IOFileException, or a compression library's own
+} catch (const std::exception& failure) {  // mz::IOFileException, or a compression library's own
     std::fprintf(stderr, "%s\n", failure.what());
     return 1;
 }

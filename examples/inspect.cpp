@@ -24,7 +24,7 @@ namespace {
 
 // The index is below what ImageReader shows, so it is read as ImageReader itself does: from the
 // last chunk of the file.
-mz::ChunkInfo readInfoChunk(QString const& movie) {
+mz::ChunkInfo readInfoChunk(const QString& movie) {
     mz::FileReader file;
     file.openFile(movie);
     mz::ChunkInfo info;
@@ -47,14 +47,14 @@ QString range(double low, double high, int decimals) {
                : QStringLiteral("%1 to %2").arg(number(low, decimals), number(high, decimals));
 }
 
-QString sizeText(mz::ImageReader const& reader) {
+QString sizeText(const mz::ImageReader& reader) {
     int width = 0;
     int height = 0;
     if (!reader.width(width) || !reader.height(height)) return QStringLiteral("not stated");
     return QStringLiteral("%1 x %2 pixels").arg(width).arg(height);
 }
 
-QString pixelText(mz::ImageReader const& reader) {
+QString pixelText(const mz::ImageReader& reader) {
     mz::MZImagePixelType type = mz::MZ_UNKNOWN;
     int bits = 0;
     if (!reader.pixType(type) || !reader.pixBits(bits)) return QStringLiteral("not stated");
@@ -63,19 +63,19 @@ QString pixelText(mz::ImageReader const& reader) {
     return QStringLiteral("%1, %2 bits").arg(name).arg(bits);
 }
 
-QString compressionText(mz::ImageReader const& reader) {
+QString compressionText(const mz::ImageReader& reader) {
     QString kind = QStringLiteral("none");
     reader.attribute(QStringLiteral("compression_type"), kind);
     return kind;
 }
 
-QString dataTypeText(mz::ImageReader const& reader) {
+QString dataTypeText(const mz::ImageReader& reader) {
     const QString type = reader.dataType();
     return type == QLatin1String("vec") ? QStringLiteral("vec (vectorized: one sample a fibre)")
                                         : type;
 }
 
-QString byteOrderText(mz::ImageReader const& reader) {
+QString byteOrderText(const mz::ImageReader& reader) {
     switch (reader.endian()) {
         case 0:
             return QStringLiteral("not stated, taken as little-endian");
@@ -86,7 +86,7 @@ QString byteOrderText(mz::ImageReader const& reader) {
     }
 }
 
-QString startText(mz::ImageReader const& reader, timeval first) {
+QString startText(const mz::ImageReader& reader, timeval first) {
     bool known = false;
     bool trustworthy = false;
     const int offset = reader.utcOffsetSeconds(known, trustworthy);
@@ -97,7 +97,7 @@ QString startText(mz::ImageReader const& reader, timeval first) {
     return utc.toOffsetFromUtc(offset).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss t")) + doubt;
 }
 
-Facts timingFacts(mz::ImageReader const& reader) {
+Facts timingFacts(const mz::ImageReader& reader) {
     std::vector<timeval> times;
     for (unsigned int i = 0; i < reader.nbFrames(); ++i)
         if (auto time = reader.getFrameTiming(i)) times.push_back(*time);
@@ -125,7 +125,7 @@ Facts timingFacts(mz::ImageReader const& reader) {
     return facts;
 }
 
-QString laserText(mz::ImageReader const& reader) {
+QString laserText(const mz::ImageReader& reader) {
     float low = 2;
     float high = -1;
     for (unsigned int i = 0; i < reader.nbFrames(); ++i)
@@ -137,7 +137,7 @@ QString laserText(mz::ImageReader const& reader) {
     return range(low, high, 3) + QStringLiteral(" of full power");
 }
 
-QString fibreText(mz::ImageReader const& reader) {
+QString fibreText(const mz::ImageReader& reader) {
     const int fibres = reader.nbFibers(mz::ImageReader::NoFiberFiltering);
     return fibres == 0 ? QStringLiteral("none stored") : QString::number(fibres);
 }
@@ -154,7 +154,7 @@ QString digest(mz::ImageReader& reader) {
     return QString::fromLatin1(hash.result().toHex());
 }
 
-void printOverview(mz::ImageReader& reader, QString const& movie, bool withDigest) {
+void printOverview(mz::ImageReader& reader, const QString& movie, bool withDigest) {
     Facts facts{{QStringLiteral("file"), movie},
                 {QStringLiteral("file size"), examples::bytesText(QFileInfo(movie).size())},
                 {QStringLiteral("frames"), QString::number(reader.nbFrames())},
@@ -163,7 +163,7 @@ void printOverview(mz::ImageReader& reader, QString const& movie, bool withDiges
                 {QStringLiteral("data type"), dataTypeText(reader)},
                 {QStringLiteral("byte order"), byteOrderText(reader)},
                 {QStringLiteral("compression"), compressionText(reader)}};
-    Facts const timing = timingFacts(reader);
+    const Facts timing = timingFacts(reader);
     facts.insert(facts.end(), timing.begin(), timing.end());
     facts.emplace_back(QStringLiteral("laser power"), laserText(reader));
     facts.emplace_back(QStringLiteral("fibres"), fibreText(reader));
@@ -184,9 +184,9 @@ void printIndex(mz::ChunkInfo& info) {
                  QStringLiteral("first offset")});
     for (int type = 0; type < static_cast<int>(std::size(names)); ++type) {
         if (!info.has(type)) continue;
-        auto const& records = info[type];
+        const auto& records = info[type];
         qint64 bytes = 0;
-        for (mz::ChunkRecord const& record : records)
+        for (const mz::ChunkRecord& record : records)
             bytes += record.length;
         table.addRow({QLatin1String(names[type]), QString::number(records.size()),
                       QString::number(bytes),
@@ -195,15 +195,15 @@ void printIndex(mz::ChunkInfo& info) {
     table.print();
 }
 
-void printAttributes(mz::AttributeChunk const& attributes) {
+void printAttributes(const mz::AttributeChunk& attributes) {
     examples::print(QStringLiteral("  %1 attributes").arg(attributes.attributes().size()));
     examples::printFacts(examples::attributeFacts(attributes));
 }
 
-void printFrames(mz::ImageReader const& reader, mz::ChunkInfo& info) {
+void printFrames(const mz::ImageReader& reader, mz::ChunkInfo& info) {
     Table table({QStringLiteral("frame"), QStringLiteral("offset"), QStringLiteral("payload bytes"),
                  QStringLiteral("seconds"), QStringLiteral("laser power")});
-    auto const& records = info[mz::MZ_CT_FRAME];
+    const auto& records = info[mz::MZ_CT_FRAME];
     const auto start = reader.getFrameTiming(0);
     for (unsigned int i = 0; i < reader.nbFrames() && i < records.size(); ++i) {
         const auto time = reader.getFrameTiming(i);
@@ -216,7 +216,7 @@ void printFrames(mz::ImageReader const& reader, mz::ChunkInfo& info) {
     table.print();
 }
 
-void inspect(QCommandLineParser const& parser) {
+void inspect(const QCommandLineParser& parser) {
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() != 1) throw Error(QStringLiteral("give one movie to read (see --help)"));
     // Without a reconstruction service: nothing here looks at pictures.

@@ -23,9 +23,9 @@ struct Range {
     int last;
 };
 
-Range rangeOption(QCommandLineParser const& parser, QString const& movie) {
+Range rangeOption(const QCommandLineParser& parser, const QString& movie) {
     const int frames = static_cast<int>(mz::ImageReader(movie).nbFrames());
-    const auto option = [&](QString const& name, int ifNotGiven) {
+    const auto option = [&](const QString& name, int ifNotGiven) {
         return parser.isSet(name) ? examples::numberOption(parser, name, 0, frames - 1)
                                   : ifNotGiven;
     };
@@ -38,14 +38,14 @@ Range rangeOption(QCommandLineParser const& parser, QString const& movie) {
 
 // The library copies a short frame as it is, and in a compressed movie it would look like a whole
 // one.
-void requireWholeFrames(QString const& movie, Range range) {
+void requireWholeFrames(const QString& movie, Range range) {
     mz::ImageReader reader(movie);
     if (examples::isCompressed(reader)) return;
     for (int frame = range.first; frame <= range.last; ++frame)
         examples::storedFrame(reader, static_cast<unsigned int>(frame));
 }
 
-mz::RSQCompress::Vectorization vectorizationOption(QCommandLineParser const& parser) {
+mz::RSQCompress::Vectorization vectorizationOption(const QCommandLineParser& parser) {
     const QString form = parser.value(QStringLiteral("frames"));
     if (form == QLatin1String("same")) return mz::RSQCompress::SameAsInput;
     if (form == QLatin1String("fibres")) return mz::RSQCompress::VectorizeIfPossible;
@@ -76,7 +76,7 @@ private:
     examples::Progress _progress;
 };
 
-void recompress(QCommandLineParser const& parser) {
+void recompress(const QCommandLineParser& parser) {
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() != 2)
         throw Error(QStringLiteral("give a movie to read and one to write (see --help)"));

@@ -16,7 +16,7 @@ using examples::Error;
 
 namespace {
 
-int bitsOption(QCommandLineParser const& parser, examples::PictureSeries const& series) {
+int bitsOption(const QCommandLineParser& parser, const examples::PictureSeries& series) {
     const QString bits = parser.value(QStringLiteral("bits"));
     if (bits.isEmpty()) return series.bits;
     if (bits != QLatin1String("8") && bits != QLatin1String("16"))
@@ -36,14 +36,14 @@ timeval timeOfFrame(timeval start, int frame, int periodMilliseconds) {
 }
 
 // The pictures that are left when folders are replaced by what they hold.
-QStringList picturesNamed(QStringList const& names) {
+QStringList picturesNamed(const QStringList& names) {
     QStringList files;
-    for (QString const& name : names)
+    for (const QString& name : names)
         files += QFileInfo(name).isDir() ? examples::picturesOf(name) : QStringList(name);
     return files;
 }
 
-void record(QCommandLineParser const& parser) {
+void record(const QCommandLineParser& parser) {
     QStringList arguments = parser.positionalArguments();
     if (arguments.size() < 2)
         throw Error(QStringLiteral("give a movie to write and at least one picture (see --help)"));

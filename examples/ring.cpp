@@ -17,7 +17,7 @@ using examples::Error;
 
 namespace {
 
-void ring(QCommandLineParser const& parser) {
+void ring(const QCommandLineParser& parser) {
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() != 1) throw Error(QStringLiteral("give a movie to write (see --help)"));
     const int ringSize = examples::numberOption(parser, QStringLiteral("slots"), 1, 5000);

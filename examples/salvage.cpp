@@ -21,7 +21,7 @@ struct Lent {
     std::vector<float> fibers;
 };
 
-Lent lentBy(QCommandLineParser const& parser) {
+Lent lentBy(const QCommandLineParser& parser) {
     Lent lent;
     if (parser.isSet(QStringLiteral("like"))) {
         const QString like = parser.value(QStringLiteral("like"));
@@ -32,7 +32,7 @@ Lent lentBy(QCommandLineParser const& parser) {
     return lent;
 }
 
-void report(mz::SalvageReport const& report) {
+void report(const mz::SalvageReport& report) {
     if (report.wasSound) {
         examples::print(QStringLiteral("The movie opens as it is; nothing was changed."));
         return;
@@ -45,12 +45,12 @@ void report(mz::SalvageReport const& report) {
     examples::print(QString());
     examples::Table table(
         {QStringLiteral("not kept"), QStringLiteral("at byte"), QStringLiteral("bytes")});
-    for (mz::SalvageGap const& gap : report.gaps)
+    for (const mz::SalvageGap& gap : report.gaps)
         table.addRow({gap.why, QString::number(gap.offset), QString::number(gap.length)});
     table.print();
 }
 
-void salvage(QCommandLineParser const& parser) {
+void salvage(const QCommandLineParser& parser) {
     const QStringList arguments = parser.positionalArguments();
     if (arguments.isEmpty() || arguments.size() > 2)
         throw Error(QStringLiteral("give a damaged movie, and perhaps one to write (see --help)"));
@@ -63,7 +63,7 @@ void salvage(QCommandLineParser const& parser) {
         examples::refuseToOverwrite(arguments[1], examples::forceOf(parser));
         report(mz::ImageUtilities::salvageTo(arguments[0], arguments[1], lent.attributes,
                                              lent.fibers));
-    } catch (mz::IOFileException const& failure) {
+    } catch (const mz::IOFileException& failure) {
         if (failure.code() != QLatin1String("IU_S_FRAMES")) throw;
         throw Error(QStringLiteral("none of the frames can be read as the attributes say: name a "
                                    "movie of the same kind with --like (%1)")

@@ -17,7 +17,7 @@ using examples::Error;
 
 namespace {
 
-QSize sizeOption(QCommandLineParser const& parser) {
+QSize sizeOption(const QCommandLineParser& parser) {
     static const QRegularExpression form(QStringLiteral("^(\\d{1,5})x(\\d{1,5})$"));
     const auto match = form.match(parser.value(QStringLiteral("size")));
     const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
@@ -27,7 +27,7 @@ QSize sizeOption(QCommandLineParser const& parser) {
     return size;
 }
 
-void thumbnail(QCommandLineParser const& parser) {
+void thumbnail(const QCommandLineParser& parser) {
     const QStringList arguments = parser.positionalArguments();
     if (arguments.size() != 2)
         throw Error(QStringLiteral("give a movie and the picture to write (see --help)"));

@@ -14,13 +14,13 @@ using test::parsed;
 
 namespace {
 
-AttributeChunk parsedLatin1(QByteArray const& text) {
+AttributeChunk parsedLatin1(const QByteArray& text) {
     AttributeChunk attributes;
     attributes.parseLatin1(text.constData(), text.size());
     return attributes;
 }
 
-void comeBackFromText(AttributeChunk const& attributes) {
+void comeBackFromText(const AttributeChunk& attributes) {
     QString text;
     attributes.dump(text);
     require(haveSameEntries(parsed(text), attributes), "what was dumped parses to the same");
@@ -29,8 +29,8 @@ void comeBackFromText(AttributeChunk const& attributes) {
     require(latin1 == text.toLatin1(), "both dumps say the same");
 }
 
-void readValues(AttributeChunk const& attributes) {
-    for (auto const& [key, value] : attributes.attributes()) {
+void readValues(const AttributeChunk& attributes) {
+    for (const auto& [key, value] : attributes.attributes()) {
         require(!key.isEmpty() && !value._val.isEmpty(), "a line has a key and a value");
         int number = 1;
         float real = 1;
@@ -54,14 +54,14 @@ void readTimes(AttributeChunk attributes) {
 }
 
 template <PalIndexType type>
-void makeTable(MzPalette const& palette) {
+void makeTable(const MzPalette& palette) {
     constexpr int blackening = MakeMinValueBlack | MakeSpecificValueBlack;
     std::vector<QRgb> table;
     PalDataGenerator<LerpQRGB<type>>()(palette, table, blackening, 1);
     require(palette._nodes.empty() == table.empty(), "a palette with nodes has a table");
 }
 
-void readPalette(AttributeChunk const& attributes) {
+void readPalette(const AttributeChunk& attributes) {
     MzPalette palette;
     if (AttributePaletteAdaptor::attributesToPalette(attributes, palette, QString())) {
         AttributeChunk stored;
@@ -84,7 +84,7 @@ void readPalette(AttributeChunk const& attributes) {
 
 }  // namespace
 
-void parseAttributes(QByteArray const& input) {
+void parseAttributes(const QByteArray& input) {
     const AttributeChunk attributes = parsedLatin1(input);
     require(haveSameEntries(attributes, parsed(QString::fromLatin1(input))),
             "bytes parse as their text does");

@@ -17,7 +17,7 @@ namespace {
 /// Damaged movies are all there is here, so their records say nothing; making them is tested all
 /// the same.
 struct Silence : mz::LogStream {
-    void write(mz::LogRecord const& /*record*/) override {}
+    void write(const mz::LogRecord& /*record*/) override {}
 };
 
 }  // namespace
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         mz::fuzz::DATAIO_FUZZ_OPERATION(QByteArray::fromRawData(reinterpret_cast<const char*>(data),
                                                                 static_cast<qsizetype>(size)));
-    } catch (mz::fuzz::Broken const& broken) {
+    } catch (const mz::fuzz::Broken& broken) {
         std::fprintf(stderr, "ERROR: not kept: %s\n", broken.promise);
         std::abort();
     }

@@ -61,7 +61,7 @@ class Mutator {
 public:
     explicit Mutator(unsigned int seed, qsizetype maxSize) : _random(seed), _maxSize(maxSize) {}
 
-    QByteArray mutated(QByteArray const& bytes) {
+    QByteArray mutated(const QByteArray& bytes) {
         Input input = splitInput(bytes);
         if (_oneIn(8)) input.script = _rawMutated(input.script, 255);
         if (_oneIn(16)) return _rawMutated(bytes, _maxSize);
@@ -73,13 +73,13 @@ public:
         return joinInput(input).left(_maxSize);
     }
 
-    QByteArray crossed(QByteArray const& a, QByteArray const& b) {
+    QByteArray crossed(const QByteArray& a, const QByteArray& b) {
         Input input = splitInput(a);
         const Input other = splitInput(b);
         if (_oneIn(3)) input.script = other.script;
         Movie movie = parseMovie(input.movie);
         const Movie donor = parseMovie(other.movie);
-        for (Chunk const& chunk : donor.chunks) {
+        for (const Chunk& chunk : donor.chunks) {
             if (!_oneIn(3)) continue;
             if (!movie.chunks.empty() && _oneIn(2)) {
                 _any(movie.chunks) = chunk;
@@ -98,7 +98,7 @@ private:
     }
     bool _oneIn(unsigned int n) { return _random() % n == 0; }
 
-    QByteArray _rawMutated(QByteArray const& bytes, qsizetype maxSize) {
+    QByteArray _rawMutated(const QByteArray& bytes, qsizetype maxSize) {
         QByteArray room = bytes.left(maxSize);
         const auto size = static_cast<size_t>(room.size());
         room.resize(maxSize);
@@ -216,7 +216,7 @@ QByteArray wrapped(const uint8_t* data, size_t size) {
     return {reinterpret_cast<const char*>(data), static_cast<qsizetype>(size)};
 }
 
-size_t copied(QByteArray const& bytes, uint8_t* out) {
+size_t copied(const QByteArray& bytes, uint8_t* out) {
     std::memcpy(out, bytes.constData(), static_cast<size_t>(bytes.size()));
     return static_cast<size_t>(bytes.size());
 }

@@ -9,20 +9,20 @@
 namespace mz::fuzz {
 
 /// Opens the movie and asks for everything: header, frames both ways, fibres, times, thumbnails.
-void readMovie(QByteArray const& input);
+void readMovie(const QByteArray& input);
 
 /// Takes the bytes as the text of an info chunk: parsed, dumped and parsed again.
-void parseAttributes(QByteArray const& input);
+void parseAttributes(const QByteArray& input);
 
 // The following take a movie, or a script in front of one (see splitInput).
 
 /// Modifies the movie as the script says, and its attributes.
-void modifyMovie(QByteArray const& input);
+void modifyMovie(const QByteArray& input);
 
 /// Copies the movie with the compression, vectorization and frame range of the script.
-void recompressMovie(QByteArray const& input);
+void recompressMovie(const QByteArray& input);
 
 /// Salvages the movie, in place and into a new file, with the script as the given attributes.
-void salvageMovie(QByteArray const& input);
+void salvageMovie(const QByteArray& input);
 
 }  // namespace mz::fuzz

@@ -46,7 +46,7 @@ void readHeader(ImageReader& reader) {
     reader.palette(palette);
     require(!palette._nodes.empty(), "a palette without nodes is replaced");
 
-    for (auto const& [key, value] : reader.attributeChunk().attributes()) {
+    for (const auto& [key, value] : reader.attributeChunk().attributes()) {
         QString text;
         float real = 0;
         require(reader.attribute(key, text) && text == value._val, "attributes are found");
@@ -59,7 +59,7 @@ void readHeader(ImageReader& reader) {
     reader.removeAttribute(QStringLiteral("plug_fuzz"));
 }
 
-void readFibers(ImageReader const& reader) {
+void readFibers(const ImageReader& reader) {
     std::vector<float> positions;
     std::vector<unsigned int> numbers;
     for (int i = 0; i <= noFilteringMode; ++i) {
@@ -80,7 +80,7 @@ void readFibers(ImageReader const& reader) {
     require(positions.size() == (found ? 4u : 0u), "a bounding box has four edges or none");
 }
 
-void readTiming(ImageReader const& reader, unsigned int frame) {
+void readTiming(const ImageReader& reader, unsigned int frame) {
     float power = 0;
     timeval time{};
     require(reader.getLaserPower(frame, power) == reader.getLaserPower(frame).has_value(),
@@ -93,7 +93,7 @@ void readTiming(ImageReader const& reader, unsigned int frame) {
 
 /// Bytes behind a pointer of getFrame, as the header tells them to a caller; 0 when only the file
 /// tells.
-size_t imageBytes(ImageReader const& reader) {
+size_t imageBytes(const ImageReader& reader) {
     int width = 0;
     int height = 0;
     QString compression;
@@ -108,7 +108,7 @@ size_t imageBytes(ImageReader const& reader) {
 
 /// Whether an image as wide as a caller likes and of any height remains small: a frame of one
 /// column would become one of millions of rows.
-bool isFlat(ImageReader const& reader) {
+bool isFlat(const ImageReader& reader) {
     int width = 0;
     int height = 0;
     return imageBytes(reader) != 0 && reader.width(width) && reader.height(height) && width > 0 &&
@@ -117,7 +117,7 @@ bool isFlat(ImageReader const& reader) {
 
 void readFrame(ImageReader& reader, unsigned int number) {
     const bool exists = number < reader.nbFrames();
-    void const* data = nullptr;
+    const void* data = nullptr;
     succeedsOnFrames([&] {
         const boost::optional<unsigned int> size = reader.getRawFrame(data, number);
         require(exists || !size, "there are no frames behind the last");
@@ -145,7 +145,7 @@ void readFrames(ImageReader& reader) {
         readFrame(reader, i);
 
     // Backwards, and by steps.
-    void const* data = nullptr;
+    const void* data = nullptr;
     for (unsigned int i = std::min(count, mostFrames); i > 0; --i)
         succeedsOnFrames([&] { reader.getRawFrame(data, i - 1); });
     reader.rewind();
@@ -158,7 +158,7 @@ void readFrames(ImageReader& reader) {
 
 void readClosed(ImageReader& reader) {
     reader.close();
-    void const* data = nullptr;
+    const void* data = nullptr;
     require(reader.getFilename().isNull(), "a closed reader has no file");
     require(!reader.getRawFrame(data, 0) && !reader.getFrame(data, 0) && data == nullptr,
             "a closed reader has no frames");
@@ -168,7 +168,7 @@ void readClosed(ImageReader& reader) {
     readTiming(reader, 0);
 }
 
-void visit(ImageReader& reader, QString const& path) {
+void visit(ImageReader& reader, const QString& path) {
     if (succeeds([&] { reader.open(path); })) {
         readHeader(reader);
         readFibers(reader);
@@ -181,7 +181,7 @@ void visit(ImageReader& reader, QString const& path) {
 
 }  // namespace
 
-void readMovie(QByteArray const& input) {
+void readMovie(const QByteArray& input) {
     if (claimsLargeFrames(input)) return;
     const MemoryFile file(input);
     ImageReader alone;

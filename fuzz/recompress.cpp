@@ -35,7 +35,7 @@ Wish nextWish(Script& script) {
     return wish;
 }
 
-void copyAs(Wish const& wish, QString const& from, QString const& to) {
+void copyAs(const Wish& wish, const QString& from, const QString& to) {
     double done = 0;
     ProgressReporter reporter([&](double amount) { done += amount; }, 1);
     boost::shared_ptr<IReconstructionService> service;
@@ -58,9 +58,9 @@ void copyAs(Wish const& wish, QString const& from, QString const& to) {
 
 }  // namespace
 
-void recompressMovie(QByteArray const& input) {
+void recompressMovie(const QByteArray& input) {
     if (claimsLargeFrames(input)) return;
-    auto const [bytes, movie] = splitInput(input);
+    const auto [bytes, movie] = splitInput(input);
     Script script(bytes);
     // The index may list the same frame over and over.
     if (movie.size() > 1 << 14) return;

@@ -11,7 +11,7 @@ namespace mz::fuzz {
 namespace {
 
 /// What a caller gives when the script says nothing.
-AttributeChunk givenAttributes(QByteArray const& script) {
+AttributeChunk givenAttributes(const QByteArray& script) {
     AttributeChunk attributes;
     attributes.set(QStringLiteral("width"), 4);
     attributes.set(QStringLiteral("height"), 3);
@@ -21,12 +21,12 @@ AttributeChunk givenAttributes(QByteArray const& script) {
 }
 
 /// @return the number of frames in the index
-unsigned int checkSalvaged(QString const& path, SalvageReport const& report) {
+unsigned int checkSalvaged(const QString& path, const SalvageReport& report) {
     ImageReader reader;
     require(succeeds([&] { reader.open(path); }), "what was salvaged opens");
     unsigned int readable = 0;
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         if (succeedsOnFrames([&] { reader.getRawFrame(data, i); })) ++readable;
     }
     require(report.framesKept == (report.wasSound ? reader.nbFrames() : readable),
@@ -34,16 +34,16 @@ unsigned int checkSalvaged(QString const& path, SalvageReport const& report) {
     return reader.nbFrames();
 }
 
-void checkGaps(SalvageReport const& report, qsizetype size) {
+void checkGaps(const SalvageReport& report, qsizetype size) {
     qint64 end = 0;
-    for (SalvageGap const& gap : report.gaps) {
+    for (const SalvageGap& gap : report.gaps) {
         require(gap.offset >= end && gap.length > 0, "gaps come in order");
         end = gap.offset + gap.length;
     }
     require(end <= size, "gaps lie inside the file");
 }
 
-void salvageCopy(QByteArray const& movie, AttributeChunk const& attributes) {
+void salvageCopy(const QByteArray& movie, const AttributeChunk& attributes) {
     const MemoryFile damaged(movie);
     const MemoryName output;
     SalvageReport report;
@@ -57,7 +57,7 @@ void salvageCopy(QByteArray const& movie, AttributeChunk const& attributes) {
     require(report.bytesKept + report.bytesCut == movie.size(), "every byte is accounted for");
 }
 
-void salvageFile(QByteArray const& movie, AttributeChunk const& attributes) {
+void salvageFile(const QByteArray& movie, const AttributeChunk& attributes) {
     const MemoryFile file(movie);
     SalvageReport report;
     const bool salvaged =
@@ -77,7 +77,7 @@ void salvageFile(QByteArray const& movie, AttributeChunk const& attributes) {
 
 }  // namespace
 
-void salvageMovie(QByteArray const& input) {
+void salvageMovie(const QByteArray& input) {
     if (claimsLargeFrames(input)) return;
     const auto [script, movie] = splitInput(input);
     const AttributeChunk attributes = givenAttributes(script);

@@ -27,13 +27,13 @@ struct Seed {
     QByteArray bytes;
 };
 
-QByteArray contents(QString const& path) {
+QByteArray contents(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) throw std::runtime_error("cannot read a seed");
     return file.readAll();
 }
 
-void store(QString const& folder, QString const& name, QByteArray const& bytes) {
+void store(const QString& folder, const QString& name, const QByteArray& bytes) {
     QDir().mkpath(folder);
     QFile file(folder + u'/' + name);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
@@ -48,7 +48,7 @@ QByteArray framePixels(int number, int bytes) {
     return pixels;
 }
 
-QByteArray recorded(std::function<void(ImageWriter&)> const& record) {
+QByteArray recorded(const std::function<void(ImageWriter&)>& record) {
     const QString path = QStringLiteral("seed.movie");
     ImageWriter writer;
     writer.create(path, false);
@@ -100,7 +100,7 @@ MzPalette smallPalette() {
 
 std::vector<Seed> movies() {
     std::vector<Seed> seeds;
-    const auto add = [&](QString const& name, std::function<void(ImageWriter&)> const& record) {
+    const auto add = [&](const QString& name, const std::function<void(ImageWriter&)>& record) {
         seeds.push_back({name, recorded(record)});
     };
     for (int type = MZ_FLOAT; type <= MZ_RGBA; ++type) {
@@ -183,26 +183,26 @@ std::vector<Seed> movies() {
     return seeds;
 }
 
-QByteArray withScript(QByteArray const& script, QByteArray const& movie) {
+QByteArray withScript(const QByteArray& script, const QByteArray& movie) {
     return fuzz::joinInput({script, movie});
 }
 
 /// The info chunk's text, as a harness for texts takes it.
-QByteArray attributeText(QByteArray const& movie) {
+QByteArray attributeText(const QByteArray& movie) {
     const auto end = movie.size() - 16;
     const auto start = movie.lastIndexOf(QByteArray("\n<CSTA"));
     return movie.mid(start + 16, end - start - 16);
 }
 
 /// Without its end, as a recorder leaves it that was killed, and with damage inside.
-std::vector<QByteArray> damaged(QByteArray const& movie) {
+std::vector<QByteArray> damaged(const QByteArray& movie) {
     const auto info = movie.lastIndexOf(QByteArray("\n<CSTA"));
     QByteArray holed = movie.left(info);
     holed.replace(std::min<qsizetype>(20, holed.size()), 20, QByteArray(20, '#'));
     return {movie, movie.left(info), movie.left(info / 2), holed, movie + movie.left(20)};
 }
 
-void storeSeeds(QString const& folder) {
+void storeSeeds(const QString& folder) {
     const QByteArray edits[] = {
         QByteArray("\x00\x02\x18\x01\x00\x18\x02\x00\x10", 9),       // frames at the end
         QByteArray("\x03\x01\x00\x03\x00\x01\x0a\x05\x80\x00", 10),  // replacing, of header size
@@ -213,16 +213,16 @@ void storeSeeds(QString const& folder) {
         QByteArray("\x00\x00\x00\x00\x00\x00", 6), QByteArray("\x01\x01\x01\x00\x00\x00", 6),
         QByteArray("\x02\x02\x00\x00\x01\x02", 6), QByteArray("\x03\x00\x00\x00\x02\x00", 6)};
     int number = 0;
-    for (auto const& [name, movie] : movies()) {
+    for (const auto& [name, movie] : movies()) {
         store(folder + QStringLiteral("/reader"), name, movie);
         store(folder + QStringLiteral("/attributes"), name, attributeText(movie));
-        for (QByteArray const& edit : edits)
+        for (const QByteArray& edit : edits)
             store(folder + QStringLiteral("/writer_modify"), QString::number(++number),
                   withScript(edit, movie));
-        for (QByteArray const& copy : copies)
+        for (const QByteArray& copy : copies)
             store(folder + QStringLiteral("/recompress"), QString::number(++number),
                   withScript(copy, movie));
-        for (QByteArray const& bytes : damaged(movie))
+        for (const QByteArray& bytes : damaged(movie))
             store(folder + QStringLiteral("/salvage"), QString::number(++number),
                   withScript(attributeText(movie).right(255), bytes));
     }
@@ -238,7 +238,7 @@ int main(int argc, char** argv) {
     try {
         storeSeeds(QString::fromLocal8Bit(argv[1]));
         return 0;
-    } catch (std::exception const& failure) {
+    } catch (const std::exception& failure) {
         std::fprintf(stderr, "seeds: %s\n", failure.what());
         return 1;
     }

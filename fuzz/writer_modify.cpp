@@ -30,7 +30,7 @@ struct Frames {
     std::vector<boost::optional<QByteArray>> payloads;
 };
 
-Frames storedFrames(QString const& path) {
+Frames storedFrames(const QString& path) {
     Frames frames;
     ImageReader reader;
     frames.opens = succeeds([&] { reader.open(path); });
@@ -39,7 +39,7 @@ Frames storedFrames(QString const& path) {
     reader.attribute(QStringLiteral("compression_type"), compression);
     frames.areCompressed = compression.contains(u'z');
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         boost::optional<unsigned int> size;
         frames.payloads.emplace_back();
         if (i < 32 && succeedsOnFrames([&] { size = reader.getRawFrame(data, i); }) && size) {
@@ -53,7 +53,7 @@ Frames storedFrames(QString const& path) {
 /// One step of a script on an open writer, with what it does to the number of frames.
 class Editor {
 public:
-    Editor(ImageWriter& writer, Frames const& frames)
+    Editor(ImageWriter& writer, const Frames& frames)
         : _writer(writer), _sizes(frames.payloads.size()), _pixels(pixels(largestFrame)) {
         for (size_t i = 0; i < _sizes.size() && !frames.areCompressed; ++i) {
             if (frames.payloads[i]) _sizes[i] = frames.payloads[i]->size();
@@ -165,7 +165,7 @@ private:
     void _addOfHeaderSize() {
         int width = 0;
         int height = 0;
-        AttributeChunk const& header = _writer.attributeChunk();
+        const AttributeChunk& header = _writer.attributeChunk();
         header.get(QStringLiteral("width"), width);
         header.get(QStringLiteral("height"), height);
         int bits = 0;
@@ -186,13 +186,13 @@ private:
     bool _isOrderly = true;
 };
 
-void checkFrames(Frames const& before, QString const& path, unsigned int added) {
+void checkFrames(const Frames& before, const QString& path, unsigned int added) {
     const Frames after = storedFrames(path);
     if (!before.opens || !after.opens) return;
     require(after.payloads.size() == before.payloads.size() + added, "no frame is lost or gained");
 }
 
-void modify(QByteArray const& movie, Script script) {
+void modify(const QByteArray& movie, Script script) {
     const MemoryFile file(movie);
     const Frames before = storedFrames(file.path());
     ImageWriter writer;
@@ -216,7 +216,7 @@ void modify(QByteArray const& movie, Script script) {
     if (editor.isOrderly()) checkFrames(before, file.path(), editor.added());
 }
 
-void modifyAttributes(QByteArray const& movie) {
+void modifyAttributes(const QByteArray& movie) {
     const MemoryFile file(movie);
     const Frames before = storedFrames(file.path());
     AttributeChunk attributes;
@@ -231,7 +231,7 @@ void modifyAttributes(QByteArray const& movie) {
 
 }  // namespace
 
-void modifyMovie(QByteArray const& input) {
+void modifyMovie(const QByteArray& input) {
     if (claimsLargeFrames(input)) return;
     const auto [script, movie] = splitInput(input);
     modify(movie, Script(script));

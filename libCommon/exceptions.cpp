@@ -2,8 +2,8 @@
 
 namespace mz {
 
-BaseException::BaseException(QString const& msg, LogOrigin origin, QString const& code,
-                             QString const& techDetails, LocationInfo const& location)
+BaseException::BaseException(const QString& msg, LogOrigin origin, const QString& code,
+                             const QString& techDetails, const LocationInfo& location)
     : _msg(msg),
       _origin(origin),
       _code(code),

@@ -34,21 +34,21 @@ public:
     /// @param code short upper-case tag of the failure, such as "IR_RC_BOUND"
     /// @param techDetails further details for the developers; this library leaves it empty
     /// @param location where it was raised
-    BaseException(QString const& msg, LogOrigin origin, QString const& code,
-                  QString const& techDetails, LocationInfo const& location);
-    BaseException(BaseException const&) = default;
-    BaseException& operator=(BaseException const&) = default;
+    BaseException(const QString& msg, LogOrigin origin, const QString& code,
+                  const QString& techDetails, const LocationInfo& location);
+    BaseException(const BaseException&) = default;
+    BaseException& operator=(const BaseException&) = default;
     ~BaseException() noexcept override;
 
     // A message may be a literal of the library, which copies of it share: whoever unloads the
     // library keeps none of them, nor an exception, whose type goes with it.
-    QString const& message() const { return _msg; }
+    const QString& message() const { return _msg; }
     LogOrigin origin() const { return _origin; }
-    QString const& code() const { return _code; }
+    const QString& code() const { return _code; }
     /// Reserved for a call stack; this library does not record one, so it is empty.
-    QString const& stackTrace() const { return _stackTrace; }
-    QString const& techDetailsMsg() const { return _techDetailsMsg; }
-    LocationInfo const& locationInfo() const { return _locationInfo; }
+    const QString& stackTrace() const { return _stackTrace; }
+    const QString& techDetailsMsg() const { return _techDetailsMsg; }
+    const LocationInfo& locationInfo() const { return _locationInfo; }
 
     /// "CODE: message" in UTF-8. The text belongs to the exception and lives as long as it does.
     const char* what() const noexcept override { return _what.c_str(); }

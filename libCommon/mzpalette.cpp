@@ -40,7 +40,7 @@ void MzPalette::adjustNodeValues(float min, float max) {
         node._val = min + node._val * (max - min);
 }
 
-bool operator==(MzPalette const& a, MzPalette const& b) {
+bool operator==(const MzPalette& a, const MzPalette& b) {
     return a._cropMinInt == b._cropMinInt && a._cropMaxInt == b._cropMaxInt && a._name == b._name &&
            a._highSignalCol == b._highSignalCol && a._lowSignalCol == b._lowSignalCol &&
            a._saturationSignal == b._saturationSignal && a._nodes == b._nodes &&

@@ -73,20 +73,20 @@ struct DATAIO_EXPORT MzPalette {
     void adjustNodeValues(float min, float max);
 };
 
-inline bool operator==(PalColor const& a, PalColor const& b) {
+inline bool operator==(const PalColor& a, const PalColor& b) {
     return a._r == b._r && a._g == b._g && a._b == b._b;
 }
-inline bool operator!=(PalColor const& a, PalColor const& b) {
+inline bool operator!=(const PalColor& a, const PalColor& b) {
     return !(a == b);
 }
-inline bool operator==(PalNode const& a, PalNode const& b) {
+inline bool operator==(const PalNode& a, const PalNode& b) {
     return a._val == b._val && a._col == b._col;
 }
-inline bool operator!=(PalNode const& a, PalNode const& b) {
+inline bool operator!=(const PalNode& a, const PalNode& b) {
     return !(a == b);
 }
-DATAIO_EXPORT bool operator==(MzPalette const& a, MzPalette const& b);
-inline bool operator!=(MzPalette const& a, MzPalette const& b) {
+DATAIO_EXPORT bool operator==(const MzPalette& a, const MzPalette& b);
+inline bool operator!=(const MzPalette& a, const MzPalette& b) {
     return !(a == b);
 }
 

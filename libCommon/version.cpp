@@ -2,7 +2,7 @@
 
 namespace mz {
 
-char const* version() noexcept {
+const char* version() noexcept {
     return DATAIO_VERSION_STRING;
 }
 

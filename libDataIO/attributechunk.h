@@ -36,50 +36,50 @@ public:
     Q_DECLARE_FLAGS(MergeFlags, MergeFlag)
 
     AttributeChunk() = default;
-    AttributeChunk(AttributeChunk const&) = default;
+    AttributeChunk(const AttributeChunk&) = default;
     AttributeChunk(AttributeChunk&&) = default;
-    AttributeChunk& operator=(AttributeChunk const&) = default;
+    AttributeChunk& operator=(const AttributeChunk&) = default;
     AttributeChunk& operator=(AttributeChunk&&) = default;
     virtual ~AttributeChunk();
 
     /// The entries themselves, for callers that iterate or edit them. The reference lives as long
     /// as this object.
     AttributeMap& attributes() { return _attrMap; }
-    AttributeMap const& attributes() const { return _attrMap; }
+    const AttributeMap& attributes() const { return _attrMap; }
 
     /// All get operations return false and leave `out` alone when the key is absent.
-    bool get(QString const& key, QString& out) const;
+    bool get(const QString& key, QString& out) const;
     /// The value as a decimal integer. A value that is none, or does not fit, writes 0 and returns
     /// false.
-    bool get(QString const& key, int& out) const;
+    bool get(const QString& key, int& out) const;
     /// The value as a floating-point number, in any of the usual forms. A value that is none, or
     /// does not fit a float, writes 0 and returns false.
-    bool get(QString const& key, float& out) const;
+    bool get(const QString& key, float& out) const;
     /// The same value, widened.
-    bool get(QString const& key, double& out) const;
+    bool get(const QString& key, double& out) const;
     /// The Latin-1 code of a value of exactly one character, 0 for a character beyond Latin-1. A
     /// longer or an empty value returns false and leaves `out` alone.
-    bool get(QString const& key, char& out) const;
+    bool get(const QString& key, char& out) const;
 
     /// All set operations insert the key or replace its value.
-    void set(QString const& key, int value);
+    void set(const QString& key, int value);
     /// Stores the character of that Latin-1 code.
-    void set(QString const& key, char value);
+    void set(const QString& key, char value);
     /// Stores the exponent form with six digits, "1.500000e+00"; finer differences are lost.
-    void set(QString const& key, float value);
+    void set(const QString& key, float value);
     /// Stores what the nearest float would.
-    void set(QString const& key, double value);
-    void set(QString const& key, QString const& value);
+    void set(const QString& key, double value);
+    void set(const QString& key, const QString& value);
 
     /// Removes a key and returns how many entries that were: 1 or 0.
-    unsigned int erase(QString const& key);
+    unsigned int erase(const QString& key);
     void clear();
 
     /// Adds the entries of a text of lines "key=value"; what the map already holds stays unless the
     /// text has its key, and the last line of a key wins. White space around a line is dropped,
     /// white space next to the first "=" belongs to key and value. Lines that begin with "#" and
     /// lines without "=", key or value are passed over.
-    void parse(QString const& text);
+    void parse(const QString& text);
     /// The same for the bytes of a file, taken as Latin-1: parse(QString::fromLatin1(text, length))
     /// without the text in between. `text` may be null when `length` is 0.
     void parseLatin1(const char* text, qsizetype length);
@@ -97,16 +97,16 @@ public:
     void dumpDebug() const;
 
     /// Takes over every entry of `other`, replacing values of keys that both have.
-    void merge(AttributeChunk const& other);
+    void merge(const AttributeChunk& other);
 
     /// Takes over from `other` the entries that this map lacks; never replaces a value. "endian"
     /// and "compression_type" belong to the file being written and are never taken over; `flags`
     /// leaves more behind.
-    void safeMerge(AttributeChunk const& other, MergeFlags flags);
+    void safeMerge(const AttributeChunk& other, MergeFlags flags);
 
     /// The comment made fit for one line: a BEL becomes a space, then each line feed a BEL. There
     /// is no inverse here; to show a comment, turn BEL into line feed.
-    static QString formatComment(QString const& comment);
+    static QString formatComment(const QString& comment);
 
 private:
     AttributeMap _attrMap;

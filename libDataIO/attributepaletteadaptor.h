@@ -23,16 +23,16 @@ class DATAIO_EXPORT AttributePaletteAdaptor {
 public:
     /// Sets the keys of `palette`, positions clamped to [0, 1] (a NaN is 0) and colours as they
     /// are. Keys of an earlier palette with more nodes stay.
-    static void paletteToAttributes(MzPalette const& palette, AttributeChunk& attributes,
-                                    QString const& prefix = QString());
+    static void paletteToAttributes(const MzPalette& palette, AttributeChunk& attributes,
+                                    const QString& prefix = QString());
 
     /// Replaces `palette`, whose former content is lost in every case, by the one in `attributes`.
     /// Positions and colours are clamped to [0, 1] and nodes sorted by position, equal ones in the
     /// order of their numbers. Crop ends and name that are missing keep a new palette's values.
     /// False when there is no number of nodes, or when a node is incomplete or no number: then the
     /// nodes before it are in `palette`, crop range and name are a new palette's.
-    static bool attributesToPalette(AttributeChunk const& attributes, MzPalette& palette,
-                                    QString const& prefix = QString());
+    static bool attributesToPalette(const AttributeChunk& attributes, MzPalette& palette,
+                                    const QString& prefix = QString());
 };
 
 }  // namespace mz

@@ -22,8 +22,8 @@ public:
     /// Type and size are 0 until a header is loaded.
     ChunkHeaderBase() = default;
     ChunkHeaderBase(unsigned int type, unsigned int size) : _type(type), _size(size) {}
-    ChunkHeaderBase(ChunkHeaderBase const&) = default;
-    ChunkHeaderBase& operator=(ChunkHeaderBase const&) = default;
+    ChunkHeaderBase(const ChunkHeaderBase&) = default;
+    ChunkHeaderBase& operator=(const ChunkHeaderBase&) = default;
     virtual ~ChunkHeaderBase();
 
     /// An MZImageChunkType as a rule; any number is taken.

@@ -27,9 +27,9 @@ struct ChunkRecord {
 class DATAIO_EXPORT ChunkIndex {
 public:
     ChunkIndex() = default;
-    ChunkIndex(ChunkIndex const&) = default;
+    ChunkIndex(const ChunkIndex&) = default;
     ChunkIndex(ChunkIndex&&) = default;
-    ChunkIndex& operator=(ChunkIndex const&) = default;
+    ChunkIndex& operator=(const ChunkIndex&) = default;
     ChunkIndex& operator=(ChunkIndex&&) = default;
     virtual ~ChunkIndex();
 
@@ -40,7 +40,7 @@ public:
     std::vector<ChunkRecord>& operator[](int type);
 
     /// The list of the type, null when there is none. Valid like the reference above.
-    std::vector<ChunkRecord> const* find(int type) const;
+    const std::vector<ChunkRecord>* find(int type) const;
     /// Takes the list of the type out of the index.
     void removeAll(int type);
 
@@ -56,7 +56,7 @@ public:
     ///         those of an unsigned number
     /// @throws IOFileException "CI_L_CHUNK" when the buffer is too small for N or for N records, or
     ///         N is negative; the index is unchanged
-    virtual int load(void const* buf, unsigned int len);
+    virtual int load(const void* buf, unsigned int len);
 
     /// Prints the index to standard output.
     virtual void debugDump() const;

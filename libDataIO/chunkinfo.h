@@ -24,7 +24,7 @@ public:
     /// @return 1
     /// @throws IOFileException "CI_L_CHUNK" when the payload holds no whole index; nothing is
     /// changed then
-    int load(void const* buf, unsigned int len) override;
+    int load(const void* buf, unsigned int len) override;
 
     /// Empties index and attributes; the frame timer stays.
     void clear();

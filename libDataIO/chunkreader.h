@@ -15,8 +15,8 @@ namespace mz {
 class DATAIO_EXPORT ChunkReader {
 public:
     ChunkReader();
-    ChunkReader(ChunkReader const&) = delete;
-    ChunkReader& operator=(ChunkReader const&) = delete;
+    ChunkReader(const ChunkReader&) = delete;
+    ChunkReader& operator=(const ChunkReader&) = delete;
     virtual ~ChunkReader();
 
     /// Adopts a descriptor. The cursor stays as it is; a descriptor adopted before is not closed.

@@ -15,8 +15,8 @@ namespace mz {
 class DATAIO_EXPORT ChunkWriter {
 public:
     ChunkWriter() = default;
-    ChunkWriter(ChunkWriter const&) = delete;
-    ChunkWriter& operator=(ChunkWriter const&) = delete;
+    ChunkWriter(const ChunkWriter&) = delete;
+    ChunkWriter& operator=(const ChunkWriter&) = delete;
     virtual ~ChunkWriter();
 
     virtual void fileDes(int fd) = 0;

@@ -94,4 +94,4 @@ DATAIO_EXPORT void PixelTypeToQstring(mz::MZImagePixelType type, QString& name);
 
 /// The type of that name, whatever its case; MZ_UNKNOWN when there is none. White space is not
 /// trimmed.
-DATAIO_EXPORT mz::MZImagePixelType QstringToPixelType(QString const& name);
+DATAIO_EXPORT mz::MZImagePixelType QstringToPixelType(const QString& name);

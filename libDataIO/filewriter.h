@@ -21,8 +21,8 @@ enum FileWriterMode {
 class DATAIO_EXPORT FileWriter {
 public:
     FileWriter();
-    FileWriter(FileWriter const&) = delete;
-    FileWriter& operator=(FileWriter const&) = delete;
+    FileWriter(const FileWriter&) = delete;
+    FileWriter& operator=(const FileWriter&) = delete;
     /// Closes the file; failures are silent.
     ~FileWriter();
 
@@ -30,7 +30,7 @@ public:
     /// created, readable and writable by its owner alone. The file that was open before is closed
     /// first as it stands and in silence, also when opening then fails.
     /// @throws IOFileException "FW_OF_OPEN" (FW_CREATE) or "FW_OF_OPEN2" (FW_APPEND)
-    void openFile(QString const& path, FileWriterMode mode);
+    void openFile(const QString& path, FileWriterMode mode);
 
     /// Does nothing without an open file.
     /// @throws IOFileException "FDCW_CF_CLOSE"; there is no open file then either

@@ -16,7 +16,7 @@ class AttributeChunk;
 
 /// Earlier before later: by seconds, then microseconds, as signed numbers.
 struct TimevalLessThan {
-    bool operator()(timeval const& a, timeval const& b) const {
+    bool operator()(const timeval& a, const timeval& b) const {
         return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_usec < b.tv_usec;
     }
 };
@@ -48,7 +48,7 @@ public:
     /// Replaces the entries by those of the attributes, up to the first index that is missing.
     /// False with an empty timer when "frame_timer" is no number or absent (its value does not
     /// matter); false with the entries so far when an index has seconds but no microseconds.
-    bool readFromChunkInfo(AttributeChunk const& info);
+    bool readFromChunkInfo(const AttributeChunk& info);
 
     /// Removes "frame_timer" and the keys of the entries, up to the first that is missing. Nothing
     /// happens where "frame_timer" is no number or absent. "utc_offset_seconds" stays.

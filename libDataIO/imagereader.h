@@ -63,16 +63,16 @@ public:
     ImageReader(std::nullptr_t noService);
 
     /// The same, then open(fileName), with its failures.
-    explicit ImageReader(QString const& fileName);
-    ImageReader(QString const& fileName, boost::shared_ptr<IReconstructionService> service);
+    explicit ImageReader(const QString& fileName);
+    ImageReader(const QString& fileName, boost::shared_ptr<IReconstructionService> service);
 
     /// An open reader without a service, the class-wide prototype left aside, for tools that take
     /// frames as they are stored. Fails as open().
-    static ImageReader withoutService(QString const& fileName);
+    static ImageReader withoutService(const QString& fileName);
 
     ~ImageReader();
-    ImageReader(ImageReader const&) = delete;
-    ImageReader& operator=(ImageReader const&) = delete;
+    ImageReader(const ImageReader&) = delete;
+    ImageReader& operator=(const ImageReader&) = delete;
 
     /// Replaces the prototype that readers constructed from now on clone. Null ends that. Not
     /// guarded: set it before several threads make readers.
@@ -90,7 +90,7 @@ public:
     ///        16 MiB and more than 4,096 pixels a fibre or than memory holds. After a failure
     ///        getFilename() is the name that was given, and header, frames, times and powers are
     ///        those of an empty movie.
-    void open(QString const& fileName);
+    void open(const QString& fileName);
 
     /// Reads index and attributes again from the last info chunk of the open file. The number of
     /// frames, the compression, times and powers stay those of the last open(), and a frame pointer
@@ -130,7 +130,7 @@ public:
     /// @throws IOFileException "IR_UNSUPPORTED_FORMAT" for a vectorized movie without a service,
     ///        "IR_GF_SIZE" for a vectorized frame shorter than its fibres, and what getRawFrame
     ///        throws
-    bool getFrame(void const*& data, unsigned int idx);
+    bool getFrame(const void*& data, unsigned int idx);
 
     /// The same without reconstruction: vectorized frames give one 16-bit sample a fibre.
     /// @return the bytes at `data`; empty when there is no such frame, `data` and currFrameIdx()
@@ -143,11 +143,11 @@ public:
     ///        longer than the frame the exception of the compression library, derived from
     ///        std::exception and not logged. A stream that is too short leaves the rest of the
     ///        frame as the previous frame left it, zeros at first.
-    boost::optional<unsigned int> getRawFrame(void const*& data, unsigned int idx);
+    boost::optional<unsigned int> getRawFrame(const void*& data, unsigned int idx);
 
     /// getFrame of currFrameIdx(), then steps on by one, also when nothing was read. After
     /// getFrame(i) it therefore reads frame i again.
-    bool nextFrame(void const*& data);
+    bool nextFrame(const void*& data);
 
     /// Makes frame 0 the next one. Always true.
     bool rewind();
@@ -203,23 +203,23 @@ public:
 
     /// The value of `key` exactly as given. What is not a number gives 0 and false. A double is the
     /// float, widened.
-    bool attribute(QString const& key, int& value) const;
-    bool attribute(QString const& key, float& value) const;
-    bool attribute(QString const& key, double& value) const;
-    bool attribute(QString const& key, QString& value) const;
+    bool attribute(const QString& key, int& value) const;
+    bool attribute(const QString& key, float& value) const;
+    bool attribute(const QString& key, double& value) const;
+    bool attribute(const QString& key, QString& value) const;
 
     /// All attributes, in memory: changes are lost at the next open() or reloadHeader(). The
     /// reference is valid as long as the reader.
     AttributeChunk& attributeChunk();
-    AttributeChunk const& attributeChunk() const;
+    const AttributeChunk& attributeChunk() const;
 
     /// Set "plug_" + `key`, in memory only; a double is kept as the float that is nearest.
     /// attribute() and removeAttribute() want that whole name.
-    void setAttribute(QString const& key, int value);
-    void setAttribute(QString const& key, float value);
-    void setAttribute(QString const& key, double value);
-    void setAttribute(QString const& key, QString const& value);
-    void removeAttribute(QString const& key);
+    void setAttribute(const QString& key, int value);
+    void setAttribute(const QString& key, float value);
+    void setAttribute(const QString& key, double value);
+    void setAttribute(const QString& key, const QString& value);
+    void removeAttribute(const QString& key);
 
     // --- fibres ---
     // Empty lists when the movie has none. They are read from the file at each request.

@@ -56,17 +56,17 @@ public:
     /// "compression_type" and "endian" among them: call setCompression and attribute("endian", 2)
     /// afterwards, or frames are stored in one way and announced in another.
     /// @throws IOFileException what ImageReader::open throws; the writer is unchanged then
-    static void copyRsqFileAttributes(ImageWriter& writer, QString const& fileName);
+    static void copyRsqFileAttributes(ImageWriter& writer, const QString& fileName);
 
     /// The attributes of a finished movie without its times, to salvage another one with.
     /// @throws IOFileException what ImageReader::open throws
-    static AttributeChunk attributesOf(QString const& fileName);
+    static AttributeChunk attributesOf(const QString& fileName);
 
     /// The fibre positions of a finished movie, x, y pairs in raster pixel coordinates, to salvage
     /// another one with. Empty when it has none.
     /// @throws IOFileException what ImageReader::open and
     ///         ImageReader::getRasterFiberContinuousIndexes throw
-    static std::vector<float> fibersOf(QString const& fileName);
+    static std::vector<float> fibersOf(const QString& fileName);
 
     /// Salvages a file in place. Nothing is cut but a torn chunk at its end. Damaged places stay
     /// where they are and the index leads around them: such a file can be read, but perhaps not be
@@ -74,16 +74,16 @@ public:
     /// touched. After a failure the file is as it was, as far as the system still lets it; every
     /// whole chunk is where it was in any case, and salvaging may be tried again.
     /// @param fibers positions for a movie that holds none, as fibersOf returns them
-    static SalvageReport salvage(QString const& fileName, AttributeChunk const& attributes,
-                                 std::vector<float> const& fibers = {});
+    static SalvageReport salvage(const QString& fileName, const AttributeChunk& attributes,
+                                 const std::vector<float>& fibers = {});
 
     /// Writes what can be salvaged into a new file without gaps, the damaged one staying as it is.
     /// A file that opens is copied as it is. Frames that no longer fit below 4 GiB are left out. An
     /// existing `output` is overwritten as soon as it is clear what to write: after an earlier
     /// failure it is as it was, after a later one there is none.
-    static SalvageReport salvageTo(QString const& damaged, QString const& output,
-                                   AttributeChunk const& attributes,
-                                   std::vector<float> const& fibers = {});
+    static SalvageReport salvageTo(const QString& damaged, const QString& output,
+                                   const AttributeChunk& attributes,
+                                   const std::vector<float>& fibers = {});
 };
 
 }  // namespace mz

@@ -45,8 +45,8 @@ public:
     /// Closes a file that is still open; a failure of that is neither thrown nor logged beyond the
     /// failing operation's own record. Call close() to learn of it.
     ~ImageWriter();
-    ImageWriter(ImageWriter const&) = delete;
-    ImageWriter& operator=(ImageWriter const&) = delete;
+    ImageWriter(const ImageWriter&) = delete;
+    ImageWriter& operator=(const ImageWriter&) = delete;
 
     // --- recording ---
 
@@ -57,7 +57,7 @@ public:
     /// @param autotime true: the writer stamps each frame with the current time. false: the caller
     ///        gives the time of each frame, or frames have none
     /// @throws IOFileException "FW_OF_OPEN", SYSCALL
-    void create(QString const& fileName, bool autotime);
+    void create(const QString& fileName, bool autotime);
 
     /// Finishes the movie: appends fibre positions (if any), times (with autotime, or if any),
     /// laser powers (if any) and the info chunk, and closes the file. "data_type" becomes "vec"
@@ -110,17 +110,17 @@ public:
     /// A frame of the size that the header says: width × height × whole bytes of "pixbits". The
     /// power is a floating-point number: an int behind `data` is a size, and other integers must be
     /// made one or the other.
-    void addFrame(void const* data, float laserPower = -1.0F);
-    void addFrame(void const* data, double laserPower);
-    void addFrame(void const* data, int size, float laserPower = -1.0F);
-    void addFrame(void const* data, timeval time, float laserPower = -1.0F);
-    void addFrame(void const* data, int size, timeval time, float laserPower = -1.0F);
+    void addFrame(const void* data, float laserPower = -1.0F);
+    void addFrame(const void* data, double laserPower);
+    void addFrame(const void* data, int size, float laserPower = -1.0F);
+    void addFrame(const void* data, timeval time, float laserPower = -1.0F);
+    void addFrame(const void* data, int size, timeval time, float laserPower = -1.0F);
     /// One of the four above; a laser power that is absent is -1.
-    void addFrame(void const* data, boost::optional<unsigned int> size,
+    void addFrame(const void* data, boost::optional<unsigned int> size,
                   boost::optional<timeval> time, boost::optional<float> laserPower);
 
-    void addFrameAtEnd(void const* data, int size, float laserPower = -1.0F);
-    void addFrameAtEnd(void const* data, int size, timeval time, float laserPower = -1.0F);
+    void addFrameAtEnd(const void* data, int size, float laserPower = -1.0F);
+    void addFrameAtEnd(const void* data, int size, timeval time, float laserPower = -1.0F);
 
     /// Writes over frame `index` in place; a fault of the disk may leave that frame half written.
     /// `data` must hold as many bytes as that frame has in the file, which for a reopened movie of
@@ -133,8 +133,8 @@ public:
     ///         beyond the last frame; "IW_RF_TIMER" when it would set the time of a frame that has
     ///         none; "IW_RF_CHUNK" when a damaged index leads to no frame of that size,
     ///         "FDCW_HC_READ", SYSCALL, when that cannot be seen
-    void replaceFrame(void const* data, unsigned int index, float laserPower = -1.0F);
-    void replaceFrame(void const* data, unsigned int index, timeval time, float laserPower = -1.0F);
+    void replaceFrame(const void* data, unsigned int index, float laserPower = -1.0F);
+    void replaceFrame(const void* data, unsigned int index, timeval time, float laserPower = -1.0F);
 
     // --- ring recordings ---
     // To be called before close(). Frames stay where they are in the file; their order in the index
@@ -166,14 +166,14 @@ public:
     ///         powers, times or fibres are not where close() puts them; "IW_ARFCI_INFO2" for fibres
     ///         without a positive size; "FW_OF_OPEN2", "CI_L_CHUNK", "CHB_…", "FDCW_PC_…",
     ///         "FDCW_TRUNC" from below
-    void modify(QString const& fileName);
+    void modify(const QString& fileName);
 
     /// Replaces all attributes of a finished movie by `attributes`, which must therefore be
     /// complete ("endian", "width", "height", "pixbits" …), and closes it. The writer is closed
     /// afterwards.
     /// @throws IOFileException as modify() but for "FDCW_MODIFY1" to "…4" and "IW_ARFCI_INFO2", and
     ///         failures of writing; the file is closed and its bytes are as they were
-    void modifyAttribute(QString const& fileName, AttributeChunk const& attributes);
+    void modifyAttribute(const QString& fileName, const AttributeChunk& attributes);
 
     // --- header ---
     // Kept in memory until close(). Any later value replaces an earlier one.
@@ -191,28 +191,28 @@ public:
     ///         after "pixtype" was set
     void pixType(MZImagePixelType type);
     /// May have several lines. A BEL character becomes a space.
-    void setComment(QString const& comment);
-    void setSpecificComment(QString const& comment);
+    void setComment(const QString& comment);
+    void setSpecificComment(const QString& comment);
     /// How the frames added from now on are compressed; set it once, before the first. None after
     /// create().
     void setCompression(CompressionType::e compression);
     /// How much time that may take. Standard after create().
     void setCompressionEffort(CompressionEffort::e effort);
     /// Sets the palette's attributes; those of further nodes of an earlier palette stay.
-    void setPalette(MzPalette const& palette);
+    void setPalette(const MzPalette& palette);
 
     /// Any attribute, by its whole name. A double is kept as the float that is nearest, six digits
     /// of it.
-    void attribute(QString const& key, int value);
-    void attribute(QString const& key, float value);
-    void attribute(QString const& key, double value);
-    void attribute(QString const& key, QString const& value);
+    void attribute(const QString& key, int value);
+    void attribute(const QString& key, float value);
+    void attribute(const QString& key, double value);
+    void attribute(const QString& key, const QString& value);
     /// Sets "plug_" + `key`.
-    void setPlugAttribute(QString const& key, int value);
-    void setPlugAttribute(QString const& key, float value);
-    void setPlugAttribute(QString const& key, double value);
-    void setPlugAttribute(QString const& key, QString const& value);
-    void removeAttribute(QString const& key);
+    void setPlugAttribute(const QString& key, int value);
+    void setPlugAttribute(const QString& key, float value);
+    void setPlugAttribute(const QString& key, double value);
+    void setPlugAttribute(const QString& key, const QString& value);
+    void removeAttribute(const QString& key);
 
     /// Whole bytes per pixel by "pixbits", 0 when that is missing.
     int pixBytes() const;
@@ -226,7 +226,7 @@ public:
     /// Replaces the positions of the fibres: x, y pairs in raster pixel coordinates, in the order
     /// of the samples of vectorized frames. They are stored as fractions of the image, clamped into
     /// it.
-    void addRasterFiberContinuousIndexes(std::vector<float> const& positions);
+    void addRasterFiberContinuousIndexes(const std::vector<float>& positions);
     /// Edges of the bundle in raster pixel coordinates.
     void addBundleBoundingBoxCoords(float minX, float minY, float maxX, float maxY);
 

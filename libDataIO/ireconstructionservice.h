@@ -26,7 +26,7 @@ public:
     /// @param minX, maxX, minY, maxY the bundle's bounding box in raster pixel coordinates; -5000
     ///        and 5000 where the movie does not say
     /// @return whether the service can reconstruct; the reader does not look at it
-    virtual bool prepare(boost::iterator_range<float const*> fibers, int width, int height,
+    virtual bool prepare(boost::iterator_range<const float*> fibers, int width, int height,
                          float fovX, float fovY, float minX, float maxX, float minY,
                          float maxY) = 0;
 
@@ -35,7 +35,7 @@ public:
     /// @param output width × height samples, row by row from the top. They hold zeros at first,
     ///        later the previous image.
     /// @return whether it succeeded; the reader does not look at it
-    virtual bool reconstruct(boost::iterator_range<uint16_t const*> input,
+    virtual bool reconstruct(boost::iterator_range<const uint16_t*> input,
                              boost::iterator_range<uint16_t*> output) = 0;
 
     /// A new service of the same kind; the caller owns it.

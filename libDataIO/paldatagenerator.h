@@ -89,7 +89,7 @@ public:
     /// @param flags bits of GenerationFlags: MakeMinValueBlack and MakeSpecificValueBlack clear the
     /// colour bits of one entry, its alpha stays
     /// @param specialValue bit pattern of the sample that MakeSpecificValueBlack blackens
-    void operator()(MzPalette const& palette, std::vector<QRgb>& table, int flags,
+    void operator()(const MzPalette& palette, std::vector<QRgb>& table, int flags,
                     typename Lerp::Info::SpecialValue specialValue) const;
 };
 

@@ -73,7 +73,7 @@ public:
     ///         too short to be converted, and for a fibre outside the image. And what ImageReader,
     ///         "IR_GF_SIZE" and "IR_UNSUPPORTED_FORMAT" among it, and ImageWriter throw. After a
     ///         failure the output is closed with the frames copied so far.
-    static void compressFileImpl(QString const& inputFilename, QString const& outputFilename,
+    static void compressFileImpl(const QString& inputFilename, const QString& outputFilename,
                                  CompressionType::e comp, Vectorization vec, int firstFrame,
                                  int lastFrame, ProgressReporter* reporter,
                                  boost::shared_ptr<IReconstructionService> reconstructionService,
@@ -92,7 +92,7 @@ public:
     /// reporter, no service, Standard.
     BOOST_PARAMETER_MEMBER_FUNCTION(
         (void), static compressFile, tag,
-        (required(inputFilename, (QString const&))(outputFilename, (QString const&)))(optional(
+        (required(inputFilename, (const QString&))(outputFilename, (const QString&)))(optional(
             compression, (CompressionType::e),
             CompressionType::None)(vectorization, (Vectorization),
                                    SameAsInput)(firstFrame, (int), -1)(lastFrame, (int), -1)(

@@ -17,8 +17,8 @@ namespace mz {
 
 /// Logs and throws. The message exists once, so that the record and the exception cannot differ.
 template <class Exception>
-[[noreturn]] void fail(Logger* logger, LogOrigin origin, const char* code, QString const& message,
-                       LocationInfo const& location) {
+[[noreturn]] void fail(Logger* logger, LogOrigin origin, const char* code, const QString& message,
+                       const LocationInfo& location) {
     const QString codeText = QString::fromLatin1(code);
     if (logger->level() >= LogLevel::Error)
         logger->forceLog(LogLevel::getError(), origin, codeText, message, location);
@@ -27,7 +27,7 @@ template <class Exception>
 
 /// A prefix followed directly by the system's text for an error number. A prefix that has to be
 /// made first comes with the number: making it, by a translator for instance, may change errno.
-inline QString withSystemError(QString const& prefix, int error) {
+inline QString withSystemError(const QString& prefix, int error) {
     return prefix + QString::fromLocal8Bit(std::strerror(error));
 }
 

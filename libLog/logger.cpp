@@ -25,20 +25,20 @@ Logger::Registry& Logger::_registry() {
     return registry;
 }
 
-Logger::Logger(QString const& name, Logger* parent)
+Logger::Logger(const QString& name, Logger* parent)
     : _name(name),
       _level(LogLevel::Warning),
       _inheritLevel(parent != nullptr),
       _inheritLogStreams(parent != nullptr),
       _parent(parent) {}
 
-Logger* Logger::logger(QString const& name) {
+Logger* Logger::logger(const QString& name) {
     Registry& registry = _registry();
     const std::lock_guard<std::recursive_mutex> lock(registry.mutex);
     return _find(registry, name);
 }
 
-Logger* Logger::_find(Registry& registry, QString const& name) {
+Logger* Logger::_find(Registry& registry, const QString& name) {
     const auto found = registry.loggers.find(name);
     if (found != registry.loggers.end()) return found->second.get();
 
@@ -76,7 +76,7 @@ void Logger::inheritLogStreams(bool inherit) {
     _inheritLogStreams = inherit;
 }
 
-void Logger::addLogStream(boost::shared_ptr<LogStream> const& stream) {
+void Logger::addLogStream(const boost::shared_ptr<LogStream>& stream) {
     if (!stream) return;
     const std::lock_guard<std::recursive_mutex> lock(_registry().mutex);
     if (std::find(_logStreams.begin(), _logStreams.end(), stream) == _logStreams.end()) {
@@ -84,14 +84,14 @@ void Logger::addLogStream(boost::shared_ptr<LogStream> const& stream) {
     }
 }
 
-void Logger::removeLogStream(boost::shared_ptr<LogStream> const& stream) {
+void Logger::removeLogStream(const boost::shared_ptr<LogStream>& stream) {
     const std::lock_guard<std::recursive_mutex> lock(_registry().mutex);
     _logStreams.erase(std::remove(_logStreams.begin(), _logStreams.end(), stream),
                       _logStreams.end());
 }
 
-bool Logger::forceLog(LogLevel const& level, LogOrigin origin, QString const& code,
-                      QString const& message, LocationInfo const& location) {
+bool Logger::forceLog(const LogLevel& level, LogOrigin origin, const QString& code,
+                      const QString& message, const LocationInfo& location) {
     // The caller may be about to build a message from errno.
     const int callersErrno = errno;
     const LogRecord record{level.level(), origin, _name, code, message, location};
@@ -101,16 +101,16 @@ bool Logger::forceLog(LogLevel const& level, LogOrigin origin, QString const& co
         std::vector<boost::shared_ptr<LogStream>> streams;
         for (const Logger* logger = this; logger != nullptr;
              logger = logger->_inheritLogStreams ? logger->_parent : nullptr) {
-            for (auto const& stream : logger->_logStreams) {
+            for (const auto& stream : logger->_logStreams) {
                 if (std::find(streams.begin(), streams.end(), stream) == streams.end()) {
                     streams.push_back(stream);
                 }
             }
         }
-        for (auto const& stream : streams) {
+        for (const auto& stream : streams) {
             try {
                 stream->write(record);
-            } catch (abi::__forced_unwind const&) {
+            } catch (const abi::__forced_unwind&) {
                 throw;  // the thread is being cancelled
             } catch (...) {
                 written = false;

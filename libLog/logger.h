@@ -24,9 +24,9 @@ public:
     /// The logger of that name, made with its ancestors when it does not exist yet. It belongs to
     /// the log library and is neither moved nor destroyed while the process runs. May be called
     /// during static initialisation.
-    static Logger* logger(QString const& name);
+    static Logger* logger(const QString& name);
 
-    QString const& name() const { return _name; }
+    const QString& name() const { return _name; }
 
     /// The threshold in force: the logger's own, or that of the nearest ancestor that does not
     /// inherit.
@@ -45,24 +45,24 @@ public:
     /// Adds a stream for the records of this logger and of its descendants; a stream gets each
     /// record once, however many loggers on the way to the root it was added to. A null stream is
     /// ignored.
-    void addLogStream(boost::shared_ptr<LogStream> const& stream);
+    void addLogStream(const boost::shared_ptr<LogStream>& stream);
     /// Removes a stream that was added to this logger, which may destroy it. One that was not added
     /// is no error.
-    void removeLogStream(boost::shared_ptr<LogStream> const& stream);
+    void removeLogStream(const boost::shared_ptr<LogStream>& stream);
 
     /// Writes one record to the streams without looking at the threshold, which the caller has
     /// tested. errno is left as it was. The calling thread may be cancelled in a stream.
     /// @return false when a stream threw; the others have got the record all the same
-    bool forceLog(LogLevel const& level, LogOrigin origin, QString const& code,
-                  QString const& message, LocationInfo const& location);
+    bool forceLog(const LogLevel& level, LogOrigin origin, const QString& code,
+                  const QString& message, const LocationInfo& location);
 
 private:
     struct Registry;
 
-    Logger(QString const& name, Logger* parent);
+    Logger(const QString& name, Logger* parent);
 
     static Registry& _registry();
-    static Logger* _find(Registry& registry, QString const& name);
+    static Logger* _find(Registry& registry, const QString& name);
 
     QString _name;
     std::atomic<LogLevel::Level> _level;

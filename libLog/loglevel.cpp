@@ -5,9 +5,9 @@
 
 namespace mz {
 
-LogLevel const& LogLevel::get(Level level) {
+const LogLevel& LogLevel::get(Level level) {
     // Never destroyed: destructors of other globals may still log while the process ends.
-    static auto const& levels = *new std::array<LogLevel, 8>{{
+    static const auto& levels = *new std::array<LogLevel, 8>{{
         {Off, QStringLiteral("OFF")},
         {Fatal, QStringLiteral("FATAL")},
         {Error, QStringLiteral("ERROR")},
@@ -17,41 +17,41 @@ LogLevel const& LogLevel::get(Level level) {
         {Trace, QStringLiteral("TRACE")},
         {All, QStringLiteral("ALL")},
     }};
-    const auto found = std::find_if(levels.begin(), levels.end(), [level](LogLevel const& each) {
+    const auto found = std::find_if(levels.begin(), levels.end(), [level](const LogLevel& each) {
         return each.level() == level;
     });
     return found != levels.end() ? *found : levels.back();
 }
 
-LogLevel const& LogLevel::getOff() {
+const LogLevel& LogLevel::getOff() {
     return get(Off);
 }
 
-LogLevel const& LogLevel::getFatal() {
+const LogLevel& LogLevel::getFatal() {
     return get(Fatal);
 }
 
-LogLevel const& LogLevel::getError() {
+const LogLevel& LogLevel::getError() {
     return get(Error);
 }
 
-LogLevel const& LogLevel::getWarning() {
+const LogLevel& LogLevel::getWarning() {
     return get(Warning);
 }
 
-LogLevel const& LogLevel::getInfo() {
+const LogLevel& LogLevel::getInfo() {
     return get(Info);
 }
 
-LogLevel const& LogLevel::getDebug() {
+const LogLevel& LogLevel::getDebug() {
     return get(Debug);
 }
 
-LogLevel const& LogLevel::getTrace() {
+const LogLevel& LogLevel::getTrace() {
     return get(Trace);
 }
 
-LogLevel const& LogLevel::getAll() {
+const LogLevel& LogLevel::getAll() {
     return get(All);
 }
 

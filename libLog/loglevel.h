@@ -26,23 +26,23 @@ public:
 
     Level level() const { return _level; }
     /// The level's name in upper case, such as "ERROR".
-    QString const& name() const { return _name; }
+    const QString& name() const { return _name; }
 
     // One shared constant instance each; they live as long as the process.
-    static LogLevel const& getOff();
-    static LogLevel const& getFatal();
-    static LogLevel const& getError();
-    static LogLevel const& getWarning();
-    static LogLevel const& getInfo();
-    static LogLevel const& getDebug();
-    static LogLevel const& getTrace();
-    static LogLevel const& getAll();
+    static const LogLevel& getOff();
+    static const LogLevel& getFatal();
+    static const LogLevel& getError();
+    static const LogLevel& getWarning();
+    static const LogLevel& getInfo();
+    static const LogLevel& getDebug();
+    static const LogLevel& getTrace();
+    static const LogLevel& getAll();
 
     /// The shared instance of a level; getAll() for a value that is not in the enumeration.
-    static LogLevel const& get(Level level);
+    static const LogLevel& get(Level level);
 
 private:
-    LogLevel(Level level, QString const& name) : _level(level), _name(name) {}
+    LogLevel(Level level, const QString& name) : _level(level), _name(name) {}
 
     Level _level;
     QString _name;

@@ -10,7 +10,7 @@ namespace mz {
 LogStream::~LogStream() = default;
 StandardErrorStream::~StandardErrorStream() = default;
 
-void StandardErrorStream::write(LogRecord const& record) {
+void StandardErrorStream::write(const LogRecord& record) {
     QString line = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs) + u' ' +
                    LogLevel::get(record.level).name() + u' ' + record.loggerName + u' ';
     if (!record.code.isEmpty()) line += record.code + u' ';

@@ -33,7 +33,7 @@ public:
     /// itself. What it throws is dropped, because a record that cannot be written must not hide the
     /// failure that it reports. A thread that is cancelled in it ends; the other streams then go
     /// without the record.
-    virtual void write(LogRecord const& record) = 0;
+    virtual void write(const LogRecord& record) = 0;
 };
 
 /// The default stream: each record on a line of its own on standard error, UTC time first. A
@@ -41,7 +41,7 @@ public:
 class DATAIO_EXPORT StandardErrorStream : public LogStream {
 public:
     ~StandardErrorStream() override;
-    void write(LogRecord const& record) override;
+    void write(const LogRecord& record) override;
 };
 
 }  // namespace mz

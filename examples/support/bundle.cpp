@@ -38,8 +38,8 @@ Bundle hexagonalBundle(int width, int height) {
     return bundle;
 }
 
-std::vector<std::uint16_t> sampleFibres(std::uint16_t const* image, int width, int height,
-                                        std::vector<float> const& fibres) {
+std::vector<std::uint16_t> sampleFibres(const std::uint16_t* image, int width, int height,
+                                        const std::vector<float>& fibres) {
     std::vector<std::uint16_t> samples(fibres.size() / 2);
     for (std::size_t i = 0; i < samples.size(); ++i) {
         const int x = static_cast<int>(fibres[2 * i]);

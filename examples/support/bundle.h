@@ -27,7 +27,7 @@ Bundle hexagonalBundle(int width, int height);
 
 /// One sample a fibre: the mean of the three by three pixels around its centre.
 /// @param image width * height samples, rows from the top
-std::vector<std::uint16_t> sampleFibres(std::uint16_t const* image, int width, int height,
-                                        std::vector<float> const& fibres);
+std::vector<std::uint16_t> sampleFibres(const std::uint16_t* image, int width, int height,
+                                        const std::vector<float>& fibres);
 
 }  // namespace examples

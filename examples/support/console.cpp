@@ -12,20 +12,20 @@
 
 namespace examples {
 
-int runProgram(const char* name, std::function<void()> const& body) {
+int runProgram(const char* name, const std::function<void()>& body) {
     // The library logs a failure before it throws; here the exception alone is shown.
     mz::Logger::logger(QStringLiteral("dataio"))->setLevel(mz::LogLevel::Off);
     try {
         body();
         return 0;
-    } catch (std::exception const& failure) {
+    } catch (const std::exception& failure) {
         std::fflush(stdout);
         std::fprintf(stderr, "%s: %s\n", name, failure.what());
         return 1;
     }
 }
 
-int numberOption(QCommandLineParser const& parser, QString const& option, int minimum,
+int numberOption(const QCommandLineParser& parser, const QString& option, int minimum,
                  int maximum) {
     bool ok = false;
     const int value = parser.value(option).toInt(&ok);
@@ -38,19 +38,19 @@ int numberOption(QCommandLineParser const& parser, QString const& option, int mi
     return value;
 }
 
-void refuseToOverwrite(QString const& fileName, bool force) {
+void refuseToOverwrite(const QString& fileName, bool force) {
     if (!force && QFileInfo::exists(fileName))
         throw Error(QStringLiteral("%1 exists already; --force overwrites it").arg(fileName));
 }
 
-void print(QString const& text) {
+void print(const QString& text) {
     std::printf("%s\n", text.toLocal8Bit().constData());
     std::fflush(stdout);
 }
 
-void printFacts(Facts const& facts) {
+void printFacts(const Facts& facts) {
     qsizetype width = 0;
-    for (auto const& [name, value] : facts)
+    for (const auto& [name, value] : facts)
         width = std::max(width, name.size());
     const QString nextLine = QLatin1Char('\n') + QString(width + 4, QLatin1Char(' '));
     for (auto [name, value] : facts)
@@ -60,14 +60,14 @@ void printFacts(Facts const& facts) {
 
 void Table::print() const {
     std::vector<qsizetype> widths;
-    for (QStringList const& row : _rows) {
+    for (const QStringList& row : _rows) {
         widths.resize(std::max(widths.size(), static_cast<std::size_t>(row.size())));
         for (qsizetype column = 0; column < row.size(); ++column) {
             qsizetype& width = widths[static_cast<std::size_t>(column)];
             width = std::max(width, row[column].size());
         }
     }
-    for (QStringList const& row : _rows) {
+    for (const QStringList& row : _rows) {
         QString line;
         for (qsizetype column = 0; column < row.size(); ++column) {
             const qsizetype width = widths[static_cast<std::size_t>(column)];
@@ -78,7 +78,7 @@ void Table::print() const {
     }
 }
 
-Progress::Progress(QString const& what, int total) : _what(what), _total(total) {}
+Progress::Progress(const QString& what, int total) : _what(what), _total(total) {}
 
 void Progress::advanceTo(int done) {
     _done = done;

@@ -17,31 +17,31 @@ namespace examples {
 /// Something that the user can put right; the text is shown as it is.
 class Error : public std::runtime_error {
 public:
-    explicit Error(QString const& text) : std::runtime_error(text.toStdString()) {}
+    explicit Error(const QString& text) : std::runtime_error(text.toStdString()) {}
 };
 
 /// Runs a program's body and turns what it throws into one line on standard error.
 /// @return the program's exit status: 0, or 1 after a failure
-int runProgram(const char* name, std::function<void()> const& body);
+int runProgram(const char* name, const std::function<void()>& body);
 
 /// The value of a number option. Throws Error, naming the option, when it is no number in
 /// [minimum, maximum].
-int numberOption(QCommandLineParser const& parser, QString const& option, int minimum, int maximum);
+int numberOption(const QCommandLineParser& parser, const QString& option, int minimum, int maximum);
 
 /// Makes sure that a file may be written: throws Error when it exists and `force` is not given.
-void refuseToOverwrite(QString const& fileName, bool force);
+void refuseToOverwrite(const QString& fileName, bool force);
 
-void print(QString const& text);
+void print(const QString& text);
 
 /// Names and values in two columns; the lines of a value stay in the second.
 using Facts = std::vector<std::pair<QString, QString>>;
-void printFacts(Facts const& facts);
+void printFacts(const Facts& facts);
 
 /// Rows under a header, the first column to the left and the others to the right.
 class Table {
 public:
-    explicit Table(QStringList const& header) : _rows{header} {}
-    void addRow(QStringList const& row) { _rows.push_back(row); }
+    explicit Table(const QStringList& header) : _rows{header} {}
+    void addRow(const QStringList& row) { _rows.push_back(row); }
     void print() const;
 
 private:
@@ -51,7 +51,7 @@ private:
 /// A line that counts up on a terminal; elsewhere a single line at the end.
 class Progress {
 public:
-    Progress(QString const& what, int total);
+    Progress(const QString& what, int total);
     void advance() { advanceTo(_done + 1); }
     /// So many are done in all.
     void advanceTo(int done);

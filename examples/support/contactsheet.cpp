@@ -34,16 +34,16 @@ constexpr unsigned char digits[][5] = {
     {0x3c, 0x4a, 0x49, 0x49, 0x30}, {0x01, 0x71, 0x09, 0x05, 0x03}, {0x36, 0x49, 0x49, 0x49, 0x36},
     {0x06, 0x49, 0x49, 0x29, 0x1e}};
 
-unsigned char const* glyph(QChar character) {
+const unsigned char* glyph(QChar character) {
     const ushort code = character.unicode();
     if (code >= 'a' && code <= 'z') return letters[code - 'a'];
     if (code >= '0' && code <= '9') return digits[code - '0'];
     return nullptr;
 }
 
-void drawLabel(QPainter& painter, int left, int top, QString const& label) {
+void drawLabel(QPainter& painter, int left, int top, const QString& label) {
     for (const QChar character : label) {
-        if (unsigned char const* columns = glyph(character))
+        if (const unsigned char* columns = glyph(character))
             for (int column = 0; column < 5; ++column)
                 for (int row = 0; row < 7; ++row)
                     if ((columns[column] >> row & 1) != 0)
@@ -55,14 +55,14 @@ void drawLabel(QPainter& painter, int left, int top, QString const& label) {
 
 }  // namespace
 
-QImage contactSheet(QList<ContactRow> const& rows) {
+QImage contactSheet(const QList<ContactRow>& rows) {
     constexpr int rowHeight = labelHeight + thumbnailHeight + gap;
     QImage sheet(gap + 3 * (thumbnailWidth + gap), gap + static_cast<int>(rows.size()) * rowHeight,
                  QImage::Format_RGB32);
     sheet.fill(qRgb(40, 44, 52));
     QPainter painter(&sheet);
     int top = gap;
-    for (ContactRow const& row : rows) {
+    for (const ContactRow& row : rows) {
         drawLabel(painter, gap, top, row.label);
         mz::ImageReader reader(row.movie, boost::make_shared<Reconstruction>());
         const int frames = static_cast<int>(reader.nbFrames());

@@ -14,6 +14,6 @@ struct ContactRow {
 };
 
 /// A row for each movie: its label, and thumbnails of its first, middle and last frame.
-QImage contactSheet(QList<ContactRow> const& rows);
+QImage contactSheet(const QList<ContactRow>& rows);
 
 }  // namespace examples

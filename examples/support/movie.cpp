@@ -6,11 +6,11 @@ namespace examples {
 namespace {
 
 // Compressed and vectorized frames are handed out as 16-bit samples whatever the pixel type.
-bool isAlways16Bit(mz::ImageReader const& reader) {
+bool isAlways16Bit(const mz::ImageReader& reader) {
     return reader.dataType() == QLatin1String("vec") || isCompressed(reader);
 }
 
-int sampleBits(mz::ImageReader const& reader) {
+int sampleBits(const mz::ImageReader& reader) {
     if (isAlways16Bit(reader)) return 16;
     mz::MZImagePixelType type = mz::MZ_UNKNOWN;
     reader.pixType(type);
@@ -29,7 +29,7 @@ struct Promise {
 };
 
 // What the header promises of each frame as it is stored; empty where it does not say.
-std::optional<Promise> promiseOf(mz::ImageReader const& reader) {
+std::optional<Promise> promiseOf(const mz::ImageReader& reader) {
     if (reader.dataType() == QLatin1String("vec"))
         return Promise{reader.nbFibers(mz::ImageReader::NoFiberFiltering), 2};
     int width = 0;
@@ -44,14 +44,14 @@ std::optional<Promise> promiseOf(mz::ImageReader const& reader) {
 
 }  // namespace
 
-bool isCompressed(mz::ImageReader const& reader) {
+bool isCompressed(const mz::ImageReader& reader) {
     QString compression = QStringLiteral("none");
     reader.attribute(QStringLiteral("compression_type"), compression);
     return compression == QLatin1String("z") || compression == QLatin1String("gz") ||
            compression == QLatin1String("bz2");
 }
 
-QSize pictureSize(mz::ImageReader const& reader) {
+QSize pictureSize(const mz::ImageReader& reader) {
     int width = 0;
     int height = 0;
     if (!reader.width(width) || !reader.height(height) || width < 1 || height < 1)
@@ -104,9 +104,9 @@ QImage thumbnailOf(mz::ImageReader& reader, int frame, QSize largest) {
     return image;
 }
 
-Facts attributeFacts(mz::AttributeChunk const& attributes) {
+Facts attributeFacts(const mz::AttributeChunk& attributes) {
     Facts facts;
-    for (auto const& [key, value] : attributes.attributes())
+    for (const auto& [key, value] : attributes.attributes())
         facts.emplace_back(key, QString(value._val).replace(QChar(7), QLatin1Char('\n')));
     return facts;
 }

@@ -12,14 +12,14 @@
 namespace examples {
 
 /// Whether each frame is a stream of its own, which always comes out as long as the header says.
-bool isCompressed(mz::ImageReader const& reader);
+bool isCompressed(const mz::ImageReader& reader);
 
 /// The size of the movie's pictures. Throws Error when the movie does not say.
-QSize pictureSize(mz::ImageReader const& reader);
+QSize pictureSize(const mz::ImageReader& reader);
 
 /// A frame as it is stored, but decoded: pixels, or one sample a fibre where it is vectorized.
 struct StoredFrame {
-    void const* samples;  ///< valid until the reader is asked for the next frame
+    const void* samples;  ///< valid until the reader is asked for the next frame
     qint64 bytes;         ///< at least what the header promises
 };
 
@@ -29,7 +29,7 @@ StoredFrame storedFrame(mz::ImageReader& reader, unsigned int index);
 
 /// A frame's samples as a picture can show them.
 struct GreyFrame {
-    void const* samples;  ///< valid until the reader is asked for the next frame
+    const void* samples;  ///< valid until the reader is asked for the next frame
     int bits;             ///< 8 or 16
 };
 
@@ -43,6 +43,6 @@ GreyFrame greyFrame(mz::ImageReader& reader, unsigned int index);
 QImage thumbnailOf(mz::ImageReader& reader, int frame, QSize largest);
 
 /// All attributes, lines of text as lines.
-Facts attributeFacts(mz::AttributeChunk const& attributes);
+Facts attributeFacts(const mz::AttributeChunk& attributes);
 
 }  // namespace examples

@@ -3,7 +3,7 @@
 
 namespace examples {
 
-QCommandLineOption compressionOption(QString const& description) {
+QCommandLineOption compressionOption(const QString& description) {
     return {QStringLiteral("compression"), description, QStringLiteral("kind"),
             QStringLiteral("none")};
 }
@@ -27,7 +27,7 @@ const char* nameOf(mz::CompressionType::e type) {
 
 }  // namespace
 
-mz::CompressionType::e compressionOf(QCommandLineParser const& parser) {
+mz::CompressionType::e compressionOf(const QCommandLineParser& parser) {
     const QString given = parser.value(QStringLiteral("compression"));
     QStringList names;
     for (int number = 0;; ++number) {
@@ -46,16 +46,16 @@ QCommandLineOption fastOption() {
     return {QStringLiteral("fast"), QStringLiteral("Compress z and gz quickly rather than well.")};
 }
 
-mz::CompressionEffort::e effortOf(QCommandLineParser const& parser) {
+mz::CompressionEffort::e effortOf(const QCommandLineParser& parser) {
     return parser.isSet(QStringLiteral("fast")) ? mz::CompressionEffort::Fast
                                                 : mz::CompressionEffort::Standard;
 }
 
-QCommandLineOption forceOption(QString const& description) {
+QCommandLineOption forceOption(const QString& description) {
     return {QStringLiteral("force"), description};
 }
 
-bool forceOf(QCommandLineParser const& parser) {
+bool forceOf(const QCommandLineParser& parser) {
     return parser.isSet(QStringLiteral("force"));
 }
 
@@ -64,9 +64,9 @@ QCommandLineOption setOption() {
             QStringLiteral("key=value")};
 }
 
-mz::AttributeChunk attributesOf(QCommandLineParser const& parser) {
+mz::AttributeChunk attributesOf(const QCommandLineParser& parser) {
     mz::AttributeChunk attributes;
-    for (QString const& pair : parser.values(QStringLiteral("set"))) {
+    for (const QString& pair : parser.values(QStringLiteral("set"))) {
         const qsizetype equals = pair.indexOf(QLatin1Char('='));
         const QString key = pair.left(equals);
         const QString value = pair.mid(equals + 1);

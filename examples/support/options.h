@@ -11,22 +11,22 @@
 namespace examples {
 
 /// --compression none|z|gz|bz2
-QCommandLineOption compressionOption(QString const& description);
-mz::CompressionType::e compressionOf(QCommandLineParser const& parser);
+QCommandLineOption compressionOption(const QString& description);
+mz::CompressionType::e compressionOf(const QCommandLineParser& parser);
 
 /// --fast
 QCommandLineOption fastOption();
-mz::CompressionEffort::e effortOf(QCommandLineParser const& parser);
+mz::CompressionEffort::e effortOf(const QCommandLineParser& parser);
 
 /// --force
-QCommandLineOption forceOption(QString const& description);
-bool forceOf(QCommandLineParser const& parser);
+QCommandLineOption forceOption(const QString& description);
+bool forceOf(const QCommandLineParser& parser);
 
 /// --set key=value, any number of times
 QCommandLineOption setOption();
 /// The attributes given with --set; line feeds in values are kept as a movie keeps them. Throws
 /// Error for what a movie's text lines cannot carry: keys that are empty, begin with "#", or begin
 /// or end with white space, empty values, and characters beyond Latin-1.
-mz::AttributeChunk attributesOf(QCommandLineParser const& parser);
+mz::AttributeChunk attributesOf(const QCommandLineParser& parser);
 
 }  // namespace examples

@@ -19,7 +19,7 @@ void noteInterrupt(int) {
 
 }  // namespace
 
-Output::Output(QString const& fileName, bool force)
+Output::Output(const QString& fileName, bool force)
     : _fileName(fileName), _path(fileName + QStringLiteral(".part")) {
     refuseToOverwrite(fileName, force);
     struct sigaction action = {};

@@ -13,13 +13,13 @@ namespace examples {
 class Output {
 public:
     /// Throws Error when the file exists and `force` is not given.
-    Output(QString const& fileName, bool force);
+    Output(const QString& fileName, bool force);
     ~Output();
-    Output(Output const&) = delete;
-    Output& operator=(Output const&) = delete;
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
 
     /// Where to write.
-    QString const& path() const { return _path; }
+    const QString& path() const { return _path; }
 
     /// Gives the file, which must be closed, its own name. Throws Error when that fails.
     void finish();

@@ -19,12 +19,12 @@ bool isDeep(QImage::Format format) {
            format == QImage::Format_RGBA64 || format == QImage::Format_RGBA64_Premultiplied;
 }
 
-[[noreturn]] void refuse(QImageReader const& reader) {
+[[noreturn]] void refuse(const QImageReader& reader) {
     throw Error(QStringLiteral("%1 cannot be read as a picture: %2")
                     .arg(reader.fileName(), reader.errorString()));
 }
 
-QByteArray packedRows(QImage const& image, int bytesPerPixel) {
+QByteArray packedRows(const QImage& image, int bytesPerPixel) {
     const qsizetype rowBytes = qsizetype(image.width()) * bytesPerPixel;
     QByteArray packed;
     packed.reserve(rowBytes * image.height());
@@ -34,7 +34,7 @@ QByteArray packedRows(QImage const& image, int bytesPerPixel) {
 }
 
 // Maps [low, high] to [0, 255] and what lies outside to its ends.
-QImage stretched(std::vector<std::uint16_t> const& samples, int width, int height) {
+QImage stretched(const std::vector<std::uint16_t>& samples, int width, int height) {
     std::vector<std::uint16_t> sorted(samples);
     const auto at = [&](double fraction) {
         const auto rank =
@@ -55,20 +55,20 @@ QImage stretched(std::vector<std::uint16_t> const& samples, int width, int heigh
 
 }  // namespace
 
-QStringList picturesOf(QString const& folder) {
+QStringList picturesOf(const QString& folder) {
     QStringList files;
-    QFileInfoList const entries = QDir(folder).entryInfoList(QDir::Files, QDir::Name);
-    for (QFileInfo const& entry : entries)
+    const QFileInfoList entries = QDir(folder).entryInfoList(QDir::Files, QDir::Name);
+    for (const QFileInfo& entry : entries)
         if (!QImageReader::imageFormat(entry.filePath()).isEmpty()) files.append(entry.filePath());
     if (files.isEmpty())
         throw Error(QStringLiteral("%1 holds no picture that can be read").arg(folder));
     return files;
 }
 
-PictureSeries surveyPictures(QStringList const& files) {
+PictureSeries surveyPictures(const QStringList& files) {
     PictureSeries series;
     series.files = files;
-    for (QString const& file : files) {
+    for (const QString& file : files) {
         QImageReader reader(file);
         QSize size = reader.size();
         QImage::Format format = reader.imageFormat();
@@ -94,7 +94,7 @@ PictureSeries surveyPictures(QStringList const& files) {
     return series;
 }
 
-QByteArray loadSamples(QString const& file, PictureSeries const& series, int bits) {
+QByteArray loadSamples(const QString& file, const PictureSeries& series, int bits) {
     QImageReader reader(file);
     const QImage image = reader.read();
     if (image.isNull() || image.size() != QSize(series.width, series.height)) refuse(reader);
@@ -102,23 +102,23 @@ QByteArray loadSamples(QString const& file, PictureSeries const& series, int bit
                       : packedRows(image.convertToFormat(QImage::Format_Grayscale8), 1);
 }
 
-QImage greyPicture(void const* samples, int width, int height, int bits, Contrast contrast) {
+QImage greyPicture(const void* samples, int width, int height, int bits, Contrast contrast) {
     const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     if (contrast == Contrast::Stretched) {
         std::vector<std::uint16_t> wide(count);
         if (bits == 16)
             std::memcpy(wide.data(), samples, 2 * count);
         else
-            std::copy_n(static_cast<uchar const*>(samples), count, wide.begin());
+            std::copy_n(static_cast<const uchar*>(samples), count, wide.begin());
         return stretched(wide, width, height);
     }
     // The samples belong to somebody else, so the picture has to take a copy.
-    return QImage(static_cast<uchar const*>(samples), width, height, qsizetype(width) * (bits / 8),
+    return QImage(static_cast<const uchar*>(samples), width, height, qsizetype(width) * (bits / 8),
                   bits == 16 ? QImage::Format_Grayscale16 : QImage::Format_Grayscale8)
         .copy();
 }
 
-void savePng(QImage const& image, QString const& file) {
+void savePng(const QImage& image, const QString& file) {
     QImageWriter writer(file, "png");
     if (!writer.write(image))
         throw Error(QStringLiteral("%1 cannot be written: %2").arg(file, writer.errorString()));

@@ -21,16 +21,16 @@ struct PictureSeries {
 };
 
 /// The pictures of a folder that Qt can read, sorted by name. Throws Error when there are none.
-QStringList picturesOf(QString const& folder);
+QStringList picturesOf(const QString& folder);
 
 /// Looks at the headers of the pictures. Throws Error, naming the file, for one that cannot be read
 /// or has another size than the first.
-PictureSeries surveyPictures(QStringList const& files);
+PictureSeries surveyPictures(const QStringList& files);
 
 /// The grey samples of one picture of a series, rows from the top without padding, one or two bytes
 /// each. Going from 8 to 16 bits keeps white white: every value is multiplied by 257. Throws Error
 /// when the picture cannot be read.
-QByteArray loadSamples(QString const& file, PictureSeries const& series, int bits);
+QByteArray loadSamples(const QString& file, const PictureSeries& series, int bits);
 
 /// What a picture shows of its samples.
 enum class Contrast {
@@ -40,9 +40,9 @@ enum class Contrast {
 
 /// Samples of 8 or 16 bits as a grey picture that owns its pixels.
 /// @param samples width * height samples, rows from the top without padding
-QImage greyPicture(void const* samples, int width, int height, int bits, Contrast contrast);
+QImage greyPicture(const void* samples, int width, int height, int bits, Contrast contrast);
 
 /// Writes a PNG file, over an old one. Throws Error when that fails.
-void savePng(QImage const& image, QString const& file);
+void savePng(const QImage& image, const QString& file);
 
 }  // namespace examples

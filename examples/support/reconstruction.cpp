@@ -9,7 +9,7 @@ namespace {
 // The fibres in squares as wide as the search radius: those near a pixel are in nine of them.
 class FibreGrid {
 public:
-    FibreGrid(boost::iterator_range<float const*> fibres, int width, int height, float radius)
+    FibreGrid(boost::iterator_range<const float*> fibres, int width, int height, float radius)
         : _radius(radius),
           _columns(static_cast<int>(static_cast<float>(width) / radius) + 1),
           _rows(static_cast<int>(static_cast<float>(height) / radius) + 1),
@@ -47,7 +47,7 @@ private:
 };
 
 // The distance of neighbours in a hexagonal bundle that fills the box around its fibres' centres.
-float pitchOf(boost::iterator_range<float const*> fibres) {
+float pitchOf(boost::iterator_range<const float*> fibres) {
     float low[2] = {fibres.begin()[0], fibres.begin()[1]};
     float high[2] = {low[0], low[1]};
     for (std::size_t i = 0; i < fibres.size(); ++i) {
@@ -62,7 +62,7 @@ float pitchOf(boost::iterator_range<float const*> fibres) {
 
 }  // namespace
 
-bool Reconstruction::prepare(boost::iterator_range<float const*> fibers, int width, int height,
+bool Reconstruction::prepare(boost::iterator_range<const float*> fibers, int width, int height,
                              float, float, float, float, float, float) {
     _shares.clear();
     _sharesEnd.clear();
@@ -95,7 +95,7 @@ bool Reconstruction::prepare(boost::iterator_range<float const*> fibers, int wid
     return true;
 }
 
-bool Reconstruction::reconstruct(boost::iterator_range<std::uint16_t const*> input,
+bool Reconstruction::reconstruct(boost::iterator_range<const std::uint16_t*> input,
                                  boost::iterator_range<std::uint16_t*> output) {
     if (input.size() != _fibres || output.size() != _sharesEnd.size()) {
         std::fill(output.begin(), output.end(), std::uint16_t{0});

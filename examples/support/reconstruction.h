@@ -15,12 +15,12 @@ class Reconstruction : public mz::IReconstructionService {
 public:
     /// Finds the fibres around each pixel and their weights, once for a movie.
     /// @return false for a movie without fibres or without a size; its pictures are black
-    bool prepare(boost::iterator_range<float const*> fibers, int width, int height, float fovX,
+    bool prepare(boost::iterator_range<const float*> fibers, int width, int height, float fovX,
                  float fovY, float minX, float maxX, float minY, float maxY) override;
 
     /// @return false, and a black picture, when the numbers of samples or pixels are not those that
     /// were prepared for
-    bool reconstruct(boost::iterator_range<std::uint16_t const*> input,
+    bool reconstruct(boost::iterator_range<const std::uint16_t*> input,
                      boost::iterator_range<std::uint16_t*> output) override;
 
     mz::IReconstructionService* clone() const override { return new Reconstruction(*this); }

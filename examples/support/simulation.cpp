@@ -188,10 +188,10 @@ std::vector<float> Simulation::_fibreSignals(int frame) const {
     return signal;
 }
 
-std::vector<std::uint16_t> const& Simulation::image(int frame) {
+const std::vector<std::uint16_t>& Simulation::image(int frame) {
     std::fill(_light.begin(), _light.end(), 0.0f);
     const std::vector<float> signals = _fibreSignals(frame);
-    float const* spot = _spots.data();
+    const float* spot = _spots.data();
     for (std::size_t i = 0; i < signals.size(); ++i) {
         const int x = static_cast<int>(_bundle.fibres[2 * i]);
         const int y = static_cast<int>(_bundle.fibres[2 * i + 1]);

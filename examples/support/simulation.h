@@ -18,7 +18,7 @@ public:
 
     Simulation();
 
-    Bundle const& bundle() const { return _bundle; }
+    const Bundle& bundle() const { return _bundle; }
 
     /// The laser's power during a frame, a fraction of the full power: raised in steps, as an
     /// operator does while looking for a good picture.
@@ -26,7 +26,7 @@ public:
 
     /// The image of a frame: 12-bit samples, rows from the top. The same for the same number,
     /// whatever was asked for before. The vector lives until the next call.
-    std::vector<std::uint16_t> const& image(int frame);
+    const std::vector<std::uint16_t>& image(int frame);
 
 private:
     void _paintScene();

@@ -18,9 +18,9 @@ public:
                    "Simulated acquisition: %1 fibres over a moving scene, 12-bit samples")
             .arg(bundle().count());
     }
-    Bundle const& bundle() const override { return _simulation.bundle(); }
+    const Bundle& bundle() const override { return _simulation.bundle(); }
     QByteArray image(int frame) override {
-        auto const& image = _simulation.image(frame);
+        const auto& image = _simulation.image(frame);
         return QByteArray(reinterpret_cast<const char*>(image.data()),
                           static_cast<qsizetype>(2 * image.size()));
     }
@@ -34,7 +34,7 @@ private:
 
 class PictureSource : public FrameSource {
 public:
-    explicit PictureSource(QString const& folder)
+    explicit PictureSource(const QString& folder)
         : _folder(folder),
           _series(surveyPictures(picturesOf(folder))),
           _bits(_series.bits),
@@ -50,7 +50,7 @@ public:
             .arg(_series.bits)
             .arg(_folder);
     }
-    Bundle const& bundle() const override { return _bundle; }
+    const Bundle& bundle() const override { return _bundle; }
     QByteArray image(int frame) override {
         return loadSamples(_series.files[frame], _series, _bits);
     }
@@ -84,7 +84,7 @@ std::unique_ptr<FrameSource> simulatedSource(int frames) {
     return std::make_unique<SimulatedSource>(frames);
 }
 
-std::unique_ptr<FrameSource> pictureSource(QString const& folder) {
+std::unique_ptr<FrameSource> pictureSource(const QString& folder) {
     return std::make_unique<PictureSource>(folder);
 }
 

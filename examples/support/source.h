@@ -26,7 +26,7 @@ public:
     virtual int bits() const = 0;
     virtual QString description() const = 0;
     /// The fibres through which the frames are, or might have been, seen.
-    virtual Bundle const& bundle() const = 0;
+    virtual const Bundle& bundle() const = 0;
     /// width() * height() samples, rows from the top.
     virtual QByteArray image(int frame) = 0;
     /// Fraction of full power, negative for none.
@@ -48,6 +48,6 @@ private:
 std::unique_ptr<FrameSource> simulatedSource(int frames);
 
 /// The pictures of a folder, sorted by name. Throws Error as picturesOf and surveyPictures do.
-std::unique_ptr<FrameSource> pictureSource(QString const& folder);
+std::unique_ptr<FrameSource> pictureSource(const QString& folder);
 
 }  // namespace examples

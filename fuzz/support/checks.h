@@ -24,7 +24,7 @@ bool succeeds(Action&& action) {
     try {
         action();
         return true;
-    } catch (IOFileException const&) {
+    } catch (const IOFileException&) {
         return false;
     }
 }
@@ -35,7 +35,7 @@ template <class Action>
 bool succeedsOnFrames(Action&& action) {
     try {
         return succeeds(action);
-    } catch (std::ios_base::failure const&) {
+    } catch (const std::ios_base::failure&) {
         return false;
     }
 }

@@ -18,14 +18,14 @@ namespace mz::fuzz {
 /// not removed.
 class MemoryFile {
 public:
-    explicit MemoryFile(QByteArray const& bytes = {}) : _fd(memfd_create("movie", MFD_CLOEXEC)) {
+    explicit MemoryFile(const QByteArray& bytes = {}) : _fd(memfd_create("movie", MFD_CLOEXEC)) {
         if (_fd == -1 || ::write(_fd, bytes.constData(), static_cast<size_t>(bytes.size())) !=
                              static_cast<ssize_t>(bytes.size())) {
             std::abort();
         }
     }
-    MemoryFile(MemoryFile const&) = delete;
-    MemoryFile& operator=(MemoryFile const&) = delete;
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
     ~MemoryFile() { ::close(_fd); }
 
     QString path() const { return QStringLiteral("/proc/self/fd/%1").arg(_fd); }
@@ -43,15 +43,15 @@ private:
 class MemoryName {
 public:
     MemoryName() : _path(_folder().filePath(QStringLiteral("movie"))) {}
-    MemoryName(MemoryName const&) = delete;
-    MemoryName& operator=(MemoryName const&) = delete;
+    MemoryName(const MemoryName&) = delete;
+    MemoryName& operator=(const MemoryName&) = delete;
     ~MemoryName() { QFile::remove(_path); }
 
-    QString const& path() const { return _path; }
+    const QString& path() const { return _path; }
     bool exists() const { return QFile::exists(_path); }
 
 private:
-    static QTemporaryDir const& _folder() {
+    static const QTemporaryDir& _folder() {
         static const QTemporaryDir folder(QStringLiteral("/dev/shm/dataio-fuzz-XXXXXX"));
         if (!folder.isValid()) std::abort();
         return folder;

@@ -16,7 +16,7 @@ constexpr qsizetype recordSize = 12;
 
 }  // namespace
 
-Movie parseMovie(QByteArray const& bytes) {
+Movie parseMovie(const QByteArray& bytes) {
     Movie movie;
     qsizetype at = 0;
     while (at + 2 * headerSize <= bytes.size() && bytes.mid(at, 6) == "\n<CSTA") {
@@ -30,14 +30,14 @@ Movie parseMovie(QByteArray const& bytes) {
     return movie;
 }
 
-QByteArray movieBytes(Movie const& movie) {
+QByteArray movieBytes(const Movie& movie) {
     QByteArray bytes;
-    for (auto const& [type, payload] : movie.chunks)
+    for (const auto& [type, payload] : movie.chunks)
         bytes += test::chunk(type, payload);
     return bytes + movie.rest;
 }
 
-Info parseInfo(QByteArray const& payload) {
+Info parseInfo(const QByteArray& payload) {
     Info info;
     if (payload.size() < 4) return info;
     const auto records = static_cast<qsizetype>(qFromLittleEndian<uint32_t>(payload.constData()));
@@ -48,7 +48,7 @@ Info parseInfo(QByteArray const& payload) {
     return info;
 }
 
-QByteArray infoPayload(Info const& info) {
+QByteArray infoPayload(const Info& info) {
     QByteArray bytes = test::le32(static_cast<uint32_t>(info.index.size() / 3));
     for (const uint32_t number : info.index)
         bytes += test::le32(number);
@@ -57,7 +57,7 @@ QByteArray infoPayload(Info const& info) {
 
 void rebuildIndex(Movie& movie) {
     const auto last = std::find_if(movie.chunks.rbegin(), movie.chunks.rend(),
-                                   [](Chunk const& chunk) { return chunk.type == MZ_CT_INFO; });
+                                   [](const Chunk& chunk) { return chunk.type == MZ_CT_INFO; });
     if (last == movie.chunks.rend()) return;
     Info info = parseInfo(last->payload);
     info.index.clear();

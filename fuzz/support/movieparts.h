@@ -26,12 +26,12 @@ struct Movie {
     QByteArray rest;  ///< what stands behind the last whole chunk
 };
 
-Movie parseMovie(QByteArray const& bytes);
-QByteArray movieBytes(Movie const& movie);
+Movie parseMovie(const QByteArray& bytes);
+QByteArray movieBytes(const Movie& movie);
 
 /// Every whole index there is, and the text behind it.
-Info parseInfo(QByteArray const& payload);
-QByteArray infoPayload(Info const& info);
+Info parseInfo(const QByteArray& payload);
+QByteArray infoPayload(const Info& info);
 
 /// Makes the index of the last info chunk one of the chunks in front of it, in their order.
 void rebuildIndex(Movie& movie);

@@ -12,14 +12,14 @@ namespace mz::fuzz {
 
 class TouchingService : public IReconstructionService {
 public:
-    bool prepare(boost::iterator_range<float const*> fibers, int /*width*/, int /*height*/,
+    bool prepare(boost::iterator_range<const float*> fibers, int /*width*/, int /*height*/,
                  float fovX, float fovY, float minX, float maxX, float minY, float maxY) override {
         _seen =
             std::accumulate(fibers.begin(), fibers.end(), fovX + fovY + minX + maxX + minY + maxY);
         return true;
     }
 
-    bool reconstruct(boost::iterator_range<uint16_t const*> input,
+    bool reconstruct(boost::iterator_range<const uint16_t*> input,
                      boost::iterator_range<uint16_t*> output) override {
         const auto sum =
             std::accumulate(input.begin(), input.end(), uint16_t{0},

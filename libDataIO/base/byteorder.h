@@ -19,10 +19,10 @@ inline bool isOtherByteOrder(int endian) {
 
 /// Copies `count` samples with their bytes reversed. `to` may equal `from`, but not overlap it
 /// otherwise.
-inline void copySwapped16(void const* from, void* to, size_t count) {
+inline void copySwapped16(const void* from, void* to, size_t count) {
     qbswap<2>(from, static_cast<qsizetype>(count), to);
 }
-inline void copySwapped32(void const* from, void* to, size_t count) {
+inline void copySwapped32(const void* from, void* to, size_t count) {
     qbswap<4>(from, static_cast<qsizetype>(count), to);
 }
 

@@ -91,7 +91,7 @@ void PixelTypeToQstring(MZImagePixelType type, QString& name) {
     if (isPixelType(type)) name = QString::fromLatin1(pixelTypes[static_cast<size_t>(type)].name);
 }
 
-MZImagePixelType QstringToPixelType(QString const& name) {
+MZImagePixelType QstringToPixelType(const QString& name) {
     const QString upper = name.toUpper();
     for (size_t i = 0; i < pixelTypes.size(); ++i) {
         if (upper == QLatin1String(pixelTypes[i].name)) return static_cast<MZImagePixelType>(i);

@@ -13,8 +13,8 @@ namespace mz {
 class NoCancellation {
 public:
     NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_before); }
-    NoCancellation(NoCancellation const&) = delete;
-    NoCancellation& operator=(NoCancellation const&) = delete;
+    NoCancellation(const NoCancellation&) = delete;
+    NoCancellation& operator=(const NoCancellation&) = delete;
     ~NoCancellation() { pthread_setcancelstate(_before, nullptr); }
 
 private:

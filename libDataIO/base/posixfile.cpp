@@ -27,7 +27,7 @@ auto untilNotInterrupted(Call call) {
 /// Calls with the path in the local 8-bit encoding. A path with a NUL inside names no file: the
 /// system would take the part before it for another one.
 template <class Call>
-int withPath(QString const& path, Call call) {
+int withPath(const QString& path, Call call) {
     if (path.contains(QChar::Null)) {
         errno = ENOENT;
         return -1;
@@ -60,7 +60,7 @@ ReadResult untilFull(void* data, qint64 size, Read read) {
 
 }  // namespace
 
-int open(QString const& path, int flags) {
+int open(const QString& path, int flags) {
     return withPath(
         path, [&](const char* name) { return ::open(name, flags | O_CLOEXEC, S_IRUSR | S_IWUSR); });
 }
@@ -73,7 +73,7 @@ int close(int fd) {
     return result == -1 && errno == EINTR ? 0 : result;
 }
 
-int status(QString const& path, struct stat& result) {
+int status(const QString& path, struct stat& result) {
     return withPath(path, [&](const char* name) { return ::stat(name, &result); });
 }
 

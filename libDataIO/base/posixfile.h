@@ -17,11 +17,11 @@
 namespace mz::posix {
 
 /// Not inherited by child processes. A file that is created belongs to its owner alone.
-int open(QString const& path, int flags);
+int open(const QString& path, int flags);
 /// Closes a descriptor, which is gone whatever the result. No thread is cancelled in it: who closes
 /// could not know whether the number is another file's by then, and destructors close.
 int close(int fd);
-int status(QString const& path, struct stat& result);
+int status(const QString& path, struct stat& result);
 
 ssize_t read(int fd, void* data, size_t size);
 
@@ -62,8 +62,8 @@ ReadBytes bytesAt(int fd, qint64 offset, qint64 size);
 class Descriptor {
 public:
     explicit Descriptor(int fd) : _fd(fd) {}
-    Descriptor(Descriptor const&) = delete;
-    Descriptor& operator=(Descriptor const&) = delete;
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor() {
         if (_fd != -1) close(_fd);
     }

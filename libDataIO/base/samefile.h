@@ -12,7 +12,7 @@ namespace mz {
 
 /// Whether two names lead to the same existing file, be it through links of either kind. A name
 /// with a NUL inside names no file: the system would take the part before it for another one.
-inline bool isSameFile(QString const& a, QString const& b) {
+inline bool isSameFile(const QString& a, const QString& b) {
     if (a.contains(QChar::Null) || b.contains(QChar::Null)) return false;
     std::error_code missing;
     return std::filesystem::equivalent(QFile::encodeName(a).toStdString(),

@@ -16,7 +16,7 @@ public:
     using iterator_category = std::forward_iterator_tag;
     using value_type = Value;
     using difference_type = std::ptrdiff_t;
-    using pointer = Value const*;
+    using pointer = const Value*;
     using reference = Value;
 
     explicit StoredIterator(const char* stored) : _stored(stored) {}

@@ -40,10 +40,10 @@ bool beginsChunkHeader(const char* bytes, size_t count, const char* text);
 ChunkHeaderBytes encodeChunkHeader(const char* text, unsigned int type, unsigned int size);
 
 /// The reverse. @return false, the numbers untouched, when the fixed bytes are not those of `text`
-bool decodeChunkHeader(ChunkHeaderBytes const& bytes, const char* text, unsigned int& type,
+bool decodeChunkHeader(const ChunkHeaderBytes& bytes, const char* text, unsigned int& type,
                        unsigned int& size);
 
 /// Raises "CHB_WFD_WRITE" for an errno, as the operation at `location`.
-[[noreturn]] void failChunkHeaderWrite(int error, LocationInfo const& location);
+[[noreturn]] void failChunkHeaderWrite(int error, const LocationInfo& location);
 
 }  // namespace mz

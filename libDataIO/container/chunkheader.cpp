@@ -29,7 +29,7 @@ ChunkHeaderBytes encodeChunkHeader(const char* text, unsigned int type, unsigned
     return bytes;
 }
 
-bool decodeChunkHeader(ChunkHeaderBytes const& bytes, const char* text, unsigned int& type,
+bool decodeChunkHeader(const ChunkHeaderBytes& bytes, const char* text, unsigned int& type,
                        unsigned int& size) {
     if (!beginsChunkHeader(bytes.data(), bytes.size(), text)) return false;
     type = qFromBigEndian<quint32>(&bytes[chunkTypeAt]);
@@ -37,7 +37,7 @@ bool decodeChunkHeader(ChunkHeaderBytes const& bytes, const char* text, unsigned
     return true;
 }
 
-void failChunkHeaderWrite(int error, LocationInfo const& location) {
+void failChunkHeaderWrite(int error, const LocationInfo& location) {
     // Of end headers as well: they are written with the start header, in one call.
     DATAIO_FAIL_AT(IOFileException, logger, SYSCALL, "CHB_WFD_WRITE",
                    withSystemError(QStringLiteral("Could not write chunk start header: "), error),

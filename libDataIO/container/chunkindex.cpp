@@ -53,7 +53,7 @@ std::vector<ChunkRecord>& ChunkIndex::operator[](int type) {
     return _recordMap[static_cast<unsigned int>(type)];
 }
 
-std::vector<ChunkRecord> const* ChunkIndex::find(int type) const {
+const std::vector<ChunkRecord>* ChunkIndex::find(int type) const {
     const auto found = _recordMap.find(static_cast<unsigned int>(type));
     return found != _recordMap.end() ? &found->second : nullptr;
 }
@@ -64,7 +64,7 @@ void ChunkIndex::removeAll(int type) {
 
 char* ChunkIndex::save(int& len) {
     size_t count = 0;
-    for (auto const& [type, records] : _recordMap)
+    for (const auto& [type, records] : _recordMap)
         count += records.size();
     const auto size = static_cast<size_t>(storedSize(static_cast<qint64>(count)));
     std::unique_ptr<char[]> buffer(new char[size]);
@@ -72,8 +72,8 @@ char* ChunkIndex::save(int& len) {
     const auto storedCount = static_cast<int32_t>(count);
     std::memcpy(buffer.get(), &storedCount, countSize);
     char* out = buffer.get() + countSize;
-    for (auto const& [type, records] : _recordMap) {
-        for (ChunkRecord const& record : records) {
+    for (const auto& [type, records] : _recordMap) {
+        for (const ChunkRecord& record : records) {
             std::memcpy(out, &type, typeSize);
             std::memcpy(out + typeSize, &record, sizeof record);
             out += recordSize;
@@ -83,7 +83,7 @@ char* ChunkIndex::save(int& len) {
     return buffer.release();
 }
 
-int ChunkIndex::load(void const* buf, unsigned int len) {
+int ChunkIndex::load(const void* buf, unsigned int len) {
     int32_t count = -1;
     if (len >= countSize) std::memcpy(&count, buf, countSize);
     const qint64 size = storedSize(count);
@@ -105,9 +105,9 @@ int ChunkIndex::load(void const* buf, unsigned int len) {
 
 void ChunkIndex::debugDump() const {
     std::puts("Chunk index----------------------");
-    for (auto const& [type, records] : _recordMap) {
+    for (const auto& [type, records] : _recordMap) {
         int number = 0;
-        for (ChunkRecord const& record : records)
+        for (const ChunkRecord& record : records)
             std::printf("index[%d][%d] -> first: off %u - len %u \n", static_cast<int>(type),
                         number++, record.offset, record.length);
     }

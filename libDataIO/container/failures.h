@@ -10,7 +10,7 @@ namespace mz {
 /// The cursor cannot be moved to where a chunk is to be written. Never to be ignored: a chunk
 /// written at the wrong place destroys what stands there.
 /// @param logger of the class that met it
-[[noreturn]] inline void failSeekBeforeWrite(Logger* logger, LocationInfo const& location) {
+[[noreturn]] inline void failSeekBeforeWrite(Logger* logger, const LocationInfo& location) {
     DATAIO_FAIL_AT(IOFileException, logger, SOFTWARE, "FDCW_AC_SEEK",
                    QStringLiteral("Cannot seek in file before writing data."), location);
 }
@@ -21,7 +21,7 @@ inline QString chunkOutsideFile() {
 }
 
 /// Of a file that the system refuses, for the current errno.
-inline QString fileError(QString const& path) {
+inline QString fileError(const QString& path) {
     const int error = errno;
     return withSystemError(QStringLiteral("File ") + path + QStringLiteral(" : "), error);
 }

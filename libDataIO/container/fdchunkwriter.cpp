@@ -42,20 +42,20 @@ QString previousUnreadable(int error) {
     return withSystemError(QStringLiteral("Could not read previous chunk data: "), error);
 }
 
-[[noreturn]] void failPayloadWrite(int error, LocationInfo const& location) {
+[[noreturn]] void failPayloadWrite(int error, const LocationInfo& location) {
     DATAIO_FAIL_AT(IOFileException, logger, SYSCALL, "FDCW_AC_WRITE",
                    withSystemError(QStringLiteral("Could not write all data: "), error), location);
 }
 
 /// Fails as the part of the chunk in which the write stopped.
 [[noreturn]] void failWriteAfter(qint64 written, qint64 payloadSize, int error,
-                                 LocationInfo const& location) {
+                                 const LocationInfo& location) {
     if (written >= chunkHeaderSize && written < chunkHeaderSize + payloadSize)
         failPayloadWrite(error, location);
     failChunkHeaderWrite(error, location);
 }
 
-bool hasBytesAt(int fd, qint64 offset, ChunkHeaderBytes const& expected) {
+bool hasBytesAt(int fd, qint64 offset, const ChunkHeaderBytes& expected) {
     ChunkHeaderBytes found{};
     const posix::ReadResult result = posix::readAllAt(fd, offset, found.data(), chunkHeaderSize);
     if (result.error != 0)

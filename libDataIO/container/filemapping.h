@@ -14,8 +14,8 @@ namespace mz {
 class FileMapping {
 public:
     FileMapping() = default;
-    FileMapping(FileMapping const&) = delete;
-    FileMapping& operator=(FileMapping const&) = delete;
+    FileMapping(const FileMapping&) = delete;
+    FileMapping& operator=(const FileMapping&) = delete;
     ~FileMapping();
 
     /// The bytes [offset, offset + length) of the file, or null with errno set. Call only after

@@ -13,7 +13,7 @@ namespace {
 Logger* const logger = Logger::logger(QStringLiteral("dataio.filewriter"));
 
 /// Opens a file, or makes it and says so.
-int openOrCreate(QString const& path, int flags, bool& created) {
+int openOrCreate(const QString& path, int flags, bool& created) {
     created = false;
     int fd = posix::open(path, flags);
     if (fd != -1 || errno != ENOENT) return fd;
@@ -28,7 +28,7 @@ int openOrCreate(QString const& path, int flags, bool& created) {
 FileWriter::FileWriter() = default;
 FileWriter::~FileWriter() = default;
 
-void FileWriter::openFile(QString const& path, FileWriterMode mode) {
+void FileWriter::openFile(const QString& path, FileWriterMode mode) {
     _writer.reset();
     _fd = -1;
     auto writer = std::make_unique<FDChunkWriter>();

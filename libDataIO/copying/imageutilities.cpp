@@ -5,32 +5,32 @@
 
 namespace mz {
 
-void ImageUtilities::copyRsqFileAttributes(ImageWriter& writer, QString const& fileName) {
+void ImageUtilities::copyRsqFileAttributes(ImageWriter& writer, const QString& fileName) {
     writer.attributeChunk().merge(attributesOf(fileName));
 }
 
-AttributeChunk ImageUtilities::attributesOf(QString const& fileName) {
+AttributeChunk ImageUtilities::attributesOf(const QString& fileName) {
     const ImageReader reader = ImageReader::withoutService(fileName);
     AttributeChunk attributes = reader.attributeChunk();
     FrameTimer::removeFromAttChunk(attributes);
     return attributes;
 }
 
-std::vector<float> ImageUtilities::fibersOf(QString const& fileName) {
+std::vector<float> ImageUtilities::fibersOf(const QString& fileName) {
     const ImageReader reader = ImageReader::withoutService(fileName);
     std::vector<float> fibers;
     reader.getRasterFiberContinuousIndexes(fibers, ImageReader::NoFiberFiltering);
     return fibers;
 }
 
-SalvageReport ImageUtilities::salvage(QString const& fileName, AttributeChunk const& attributes,
-                                      std::vector<float> const& fibers) {
+SalvageReport ImageUtilities::salvage(const QString& fileName, const AttributeChunk& attributes,
+                                      const std::vector<float>& fibers) {
     return salvageInPlace(fileName, attributes, fibers);
 }
 
-SalvageReport ImageUtilities::salvageTo(QString const& damaged, QString const& output,
-                                        AttributeChunk const& attributes,
-                                        std::vector<float> const& fibers) {
+SalvageReport ImageUtilities::salvageTo(const QString& damaged, const QString& output,
+                                        const AttributeChunk& attributes,
+                                        const std::vector<float>& fibers) {
     return salvageIntoCopy(damaged, output, attributes, fibers);
 }
 

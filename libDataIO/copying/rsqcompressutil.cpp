@@ -24,7 +24,7 @@ constexpr int framesPerReport = 50;
 
 constexpr auto fiberFiltering = ImageReader::ImageSizeFiberFiltering;
 
-bool isWorthVectorizing(ImageReader const& movie, size_t fiberValues) {
+bool isWorthVectorizing(const ImageReader& movie, size_t fiberValues) {
     const ImageSize size = imageSize(movie.attributeChunk()).value_or(ImageSize{0, 0});
     const size_t fibers = fiberValues / 2;
     const float pixels = static_cast<float>(size.width) * static_cast<float>(size.height);
@@ -32,7 +32,7 @@ bool isWorthVectorizing(ImageReader const& movie, size_t fiberValues) {
            pixels / static_cast<float>(fibers) >= fewestPixelsPerFiber;
 }
 
-RSQCompress::Vectorization decidedVectorization(ImageReader const& movie, size_t fiberValues,
+RSQCompress::Vectorization decidedVectorization(const ImageReader& movie, size_t fiberValues,
                                                 RSQCompress::Vectorization wanted) {
     MZImagePixelType type = MZ_UNKNOWN;
     movie.pixType(type);
@@ -56,7 +56,7 @@ struct FramePlan {
     QString dataType;  ///< of the output
 };
 
-FramePlan framePlan(ImageReader const& movie, RSQCompress::Vectorization vectorization) {
+FramePlan framePlan(const ImageReader& movie, RSQCompress::Vectorization vectorization) {
     const bool vectorizedInput = isVectorized(movie.attributeChunk());
     switch (vectorization) {
         case RSQCompress::NoVectorization:
@@ -71,14 +71,14 @@ FramePlan framePlan(ImageReader const& movie, RSQCompress::Vectorization vectori
     return {Source::StoredFrame, movie.dataType()};
 }
 
-bool isCompressed(ImageReader const& movie) {
+bool isCompressed(const ImageReader& movie) {
     QString name;
     movie.attribute(keys::compression, name);
     return compressionOfName(name) != CompressionType::None;
 }
 
 struct FrameBytes {
-    void const* data;
+    const void* data;
     unsigned int size;
 };
 
@@ -131,7 +131,7 @@ private:
     }
 
     FrameBytes _reconstructed(unsigned int number) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         if (!_movie.getFrame(data, number) || !_isReconstructedSize()) _failWithInvalidSize();
         return {data, static_cast<unsigned int>(*_imageBytes)};
     }
@@ -145,7 +145,7 @@ private:
     }
 
     FrameBytes _raw(unsigned int number) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         const boost::optional<unsigned int> size = _movie.getRawFrame(data, number);
         if (!size) _failWithInvalidSize();
         return {data, *size};
@@ -173,7 +173,7 @@ struct FrameRange {
     double size() const { return static_cast<double>(last) - first + 1; }
 };
 
-FrameRange checkedRange(ImageReader const& movie, int first, int last) {
+FrameRange checkedRange(const ImageReader& movie, int first, int last) {
     const auto frames = static_cast<int64_t>(movie.nbFrames());
     const int64_t from = std::max(first, 0);
     const int64_t to = last < 0 ? frames - 1 : last;
@@ -186,7 +186,7 @@ FrameRange checkedRange(ImageReader const& movie, int first, int last) {
 }
 
 /// Emptying the output would destroy the recording that is to be copied.
-void checkDistinct(QString const& inputFilename, QString const& outputFilename) {
+void checkDistinct(const QString& inputFilename, const QString& outputFilename) {
     if (isSameFile(inputFilename, outputFilename)) {
         DATAIO_FAIL(IOFileException, logger, SOFTWARE, "RC_CF_SAME",
                     QStringLiteral("Input and output are the same file."));
@@ -202,7 +202,7 @@ void checkPixels(ImageReader& movie, FrameRange range) {
         const auto number = static_cast<unsigned int>(i);
         const std::optional<ChunkRecord> record = movie.frameRecord(number);
         if (!record || record->length <= *most) continue;
-        void const* data = nullptr;
+        const void* data = nullptr;
         if (movie.getRawFrame(data, number).value_or(0) > *most) {
             DATAIO_FAIL(IOFileException, logger, SOFTWARE, "RC_CF_PIXELS", widePixelsMessage());
         }
@@ -216,7 +216,7 @@ void report(ProgressReporter& reporter, double increment) {
 }
 
 /// An event reads: number of its frame, BEL, text.
-void copyPlugEvents(ImageReader const& movie, ImageWriter& output, FrameRange range) {
+void copyPlugEvents(const ImageReader& movie, ImageWriter& output, FrameRange range) {
     const QChar separator(7);
     int kept = 0;
     QString event;
@@ -235,7 +235,7 @@ void copyPlugEvents(ImageReader const& movie, ImageWriter& output, FrameRange ra
 ProgressReporter::ProgressReporter(boost::function<void(double)> func, double total)
     : _func(std::move(func)), _total(total) {}
 
-void RSQCompress::compressFileImpl(QString const& inputFilename, QString const& outputFilename,
+void RSQCompress::compressFileImpl(const QString& inputFilename, const QString& outputFilename,
                                    CompressionType::e comp, Vectorization vec, int firstFrame,
                                    int lastFrame, ProgressReporter* reporter,
                                    boost::shared_ptr<IReconstructionService> reconstructionService,

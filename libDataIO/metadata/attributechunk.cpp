@@ -17,20 +17,20 @@ namespace {
 constexpr char separator = '=';
 constexpr char lineEnd = '\n';
 
-qsizetype lineSize(QString const& key, Attribute const& attribute) {
+qsizetype lineSize(const QString& key, const Attribute& attribute) {
     return key.size() + qsizetype{sizeof separator} + attribute._val.size() +
            qsizetype{sizeof lineEnd};
 }
 
 /// Qt gives infinity for a number beyond the range of float; a value that cannot be used is 0 in
 /// this format.
-float toFloat(QString const& text, bool& ok) {
+float toFloat(const QString& text, bool& ok) {
     const float value = text.toFloat(&ok);
     return ok ? value : 0.0f;
 }
 
 template <class Number>
-bool getFloat(AttributeChunk::AttributeMap const& map, QString const& key, Number& out) {
+bool getFloat(const AttributeChunk::AttributeMap& map, const QString& key, Number& out) {
     const auto found = map.find(key);
     if (found == map.end()) return false;
     bool ok = false;
@@ -85,13 +85,13 @@ void parseLines(Text text, AttributeChunk::AttributeMap& map) {
     }
 }
 
-char* writeLatin1(QString const& text, char* out) {
+char* writeLatin1(const QString& text, char* out) {
     for (const QChar c : text)
         *out++ = c.unicode() < 256 ? static_cast<char>(c.unicode()) : '?';
     return out;
 }
 
-bool isLeftBehind(QString const& key, AttributeChunk::MergeFlags flags) {
+bool isLeftBehind(const QString& key, AttributeChunk::MergeFlags flags) {
     if (key == keys::endian || key == keys::compression) return true;
     if (flags.testFlag(AttributeChunk::RemoveFrameTimer) && key.startsWith(keys::frameTimer))
         return true;
@@ -102,14 +102,14 @@ bool isLeftBehind(QString const& key, AttributeChunk::MergeFlags flags) {
 
 AttributeChunk::~AttributeChunk() = default;
 
-bool AttributeChunk::get(QString const& key, QString& out) const {
+bool AttributeChunk::get(const QString& key, QString& out) const {
     const auto found = _attrMap.find(key);
     if (found == _attrMap.end()) return false;
     out = found->second._val;
     return true;
 }
 
-bool AttributeChunk::get(QString const& key, int& out) const {
+bool AttributeChunk::get(const QString& key, int& out) const {
     const auto found = _attrMap.find(key);
     if (found == _attrMap.end()) return false;
     bool ok = false;
@@ -117,42 +117,42 @@ bool AttributeChunk::get(QString const& key, int& out) const {
     return ok;
 }
 
-bool AttributeChunk::get(QString const& key, float& out) const {
+bool AttributeChunk::get(const QString& key, float& out) const {
     return getFloat(_attrMap, key, out);
 }
 
-bool AttributeChunk::get(QString const& key, double& out) const {
+bool AttributeChunk::get(const QString& key, double& out) const {
     return getFloat(_attrMap, key, out);
 }
 
-bool AttributeChunk::get(QString const& key, char& out) const {
+bool AttributeChunk::get(const QString& key, char& out) const {
     const auto found = _attrMap.find(key);
     if (found == _attrMap.end() || found->second._val.size() != 1) return false;
     out = found->second._val.front().toLatin1();
     return true;
 }
 
-void AttributeChunk::set(QString const& key, int value) {
+void AttributeChunk::set(const QString& key, int value) {
     set(key, QStringLiteral("%1").arg(qint64{value}));
 }
 
-void AttributeChunk::set(QString const& key, char value) {
+void AttributeChunk::set(const QString& key, char value) {
     set(key, QString(QLatin1Char(value)));
 }
 
-void AttributeChunk::set(QString const& key, float value) {
+void AttributeChunk::set(const QString& key, float value) {
     set(key, QStringLiteral("%1").arg(double{value}, 0, 'e'));
 }
 
-void AttributeChunk::set(QString const& key, double value) {
+void AttributeChunk::set(const QString& key, double value) {
     set(key, static_cast<float>(value));
 }
 
-void AttributeChunk::set(QString const& key, QString const& value) {
+void AttributeChunk::set(const QString& key, const QString& value) {
     _attrMap[key]._val = value;
 }
 
-unsigned int AttributeChunk::erase(QString const& key) {
+unsigned int AttributeChunk::erase(const QString& key) {
     return static_cast<unsigned int>(_attrMap.erase(key));
 }
 
@@ -160,7 +160,7 @@ void AttributeChunk::clear() {
     _attrMap.clear();
 }
 
-void AttributeChunk::parse(QString const& text) {
+void AttributeChunk::parse(const QString& text) {
     parseLines(QStringView(text), _attrMap);
 }
 
@@ -169,7 +169,7 @@ void AttributeChunk::parseLatin1(const char* text, qsizetype length) {
 }
 
 void AttributeChunk::dump(QString& out) const {
-    for (auto const& [key, attribute] : _attrMap)
+    for (const auto& [key, attribute] : _attrMap)
         out += key + QLatin1Char(separator) + attribute._val + QLatin1Char(lineEnd);
 }
 
@@ -177,7 +177,7 @@ void AttributeChunk::dumpLatin1(QByteArray& out) const {
     const qsizetype start = out.size();
     out.resize(start + dumpedSize());
     char* at = out.data() + start;
-    for (auto const& [key, attribute] : _attrMap) {
+    for (const auto& [key, attribute] : _attrMap) {
         at = writeLatin1(key, at);
         *at++ = separator;
         at = writeLatin1(attribute._val, at);
@@ -187,7 +187,7 @@ void AttributeChunk::dumpLatin1(QByteArray& out) const {
 
 qsizetype AttributeChunk::dumpedSize() const {
     qsizetype size = 0;
-    for (auto const& [key, attribute] : _attrMap)
+    for (const auto& [key, attribute] : _attrMap)
         size += lineSize(key, attribute);
     return size;
 }
@@ -195,24 +195,24 @@ qsizetype AttributeChunk::dumpedSize() const {
 void AttributeChunk::dumpDebug() const {
     std::puts("Attribute Chunk Dump:");
     std::printf("Number of items: %d\n", static_cast<int>(_attrMap.size()));
-    for (auto const& [key, attribute] : _attrMap)
+    for (const auto& [key, attribute] : _attrMap)
         std::printf("%s -> %s\n", key.toLocal8Bit().constData(),
                     attribute._val.toLocal8Bit().constData());
     std::fflush(stdout);
 }
 
-void AttributeChunk::merge(AttributeChunk const& other) {
-    for (auto const& [key, attribute] : other._attrMap)
+void AttributeChunk::merge(const AttributeChunk& other) {
+    for (const auto& [key, attribute] : other._attrMap)
         _attrMap[key] = attribute;
 }
 
-void AttributeChunk::safeMerge(AttributeChunk const& other, MergeFlags flags) {
-    for (auto const& [key, attribute] : other._attrMap) {
+void AttributeChunk::safeMerge(const AttributeChunk& other, MergeFlags flags) {
+    for (const auto& [key, attribute] : other._attrMap) {
         if (!isLeftBehind(key, flags)) _attrMap.emplace(key, attribute);
     }
 }
 
-QString AttributeChunk::formatComment(QString const& comment) {
+QString AttributeChunk::formatComment(const QString& comment) {
     const QChar bel(7);
     return QString(comment).replace(bel, QLatin1Char(' ')).replace(QLatin1Char(lineEnd), bel);
 }

@@ -12,7 +12,7 @@ constexpr float widestField = 700.0F;
 
 }  // namespace
 
-std::optional<ImageSize> imageSize(AttributeChunk const& attributes) {
+std::optional<ImageSize> imageSize(const AttributeChunk& attributes) {
     ImageSize size{};
     if (!attributes.get(keys::width, size.width) || !attributes.get(keys::height, size.height))
         return std::nullopt;
@@ -23,14 +23,14 @@ std::optional<int64_t> PixelLayout::frameBytes() const {
     return mz::frameBytes(size.width, size.height, wholeBytes(bits));
 }
 
-std::optional<PixelLayout> pixelLayout(AttributeChunk const& attributes) {
+std::optional<PixelLayout> pixelLayout(const AttributeChunk& attributes) {
     const std::optional<ImageSize> size = imageSize(attributes);
     int bits = 0;
     if (!size || !attributes.get(keys::pixelBits, bits)) return std::nullopt;
     return PixelLayout{*size, bits};
 }
 
-std::optional<int> pixelBitsOf(AttributeChunk const& attributes) {
+std::optional<int> pixelBitsOf(const AttributeChunk& attributes) {
     int value = 0;
     if (attributes.get(keys::pixelType, value))
         return GetPixBits(static_cast<MZImagePixelType>(value));
@@ -38,59 +38,59 @@ std::optional<int> pixelBitsOf(AttributeChunk const& attributes) {
     return std::nullopt;
 }
 
-int pixelBytesOf(AttributeChunk const& attributes) {
+int pixelBytesOf(const AttributeChunk& attributes) {
     const std::optional<int> bits = pixelBitsOf(attributes);
     return bits ? pixelBytes(*bits) : 0;
 }
 
-MZImagePixelType pixelTypeOf(AttributeChunk const& attributes) {
+MZImagePixelType pixelTypeOf(const AttributeChunk& attributes) {
     int type = MZ_UNKNOWN;
     if (attributes.get(keys::pixelType, type)) return static_cast<MZImagePixelType>(type);
     const std::optional<int> bits = pixelBitsOf(attributes);
     return bits ? GuessPixelType(MZ_UNSIGNED_GROUP, *bits) : MZ_UNKNOWN;
 }
 
-int maskLevelOf(AttributeChunk const& attributes) {
+int maskLevelOf(const AttributeChunk& attributes) {
     constexpr int noMask = -32768;
     return intAttribute(attributes, keys::maskLevel, noMask);
 }
 
-std::optional<int64_t> compressibleBytes(AttributeChunk const& attributes) {
+std::optional<int64_t> compressibleBytes(const AttributeChunk& attributes) {
     const std::optional<ImageSize> size = imageSize(attributes);
     if (!size || !size->isPositive()) return std::nullopt;
     return frameBytes(size->width, size->height, 2);
 }
 
-QString dataType(AttributeChunk const& attributes) {
+QString dataType(const AttributeChunk& attributes) {
     QString type;
     if (attributes.get(keys::dataType, type)) return type;
     const std::optional<ImageSize> size = imageSize(attributes);
     return size && size->width > widestImage ? datatypes::raw : datatypes::image;
 }
 
-bool isVectorized(AttributeChunk const& attributes) {
+bool isVectorized(const AttributeChunk& attributes) {
     QString type;
     return attributes.get(keys::dataType, type) && type == datatypes::vectorized;
 }
 
-bool hasWideField(AttributeChunk const& attributes) {
+bool hasWideField(const AttributeChunk& attributes) {
     float x = 0;
     float y = 0;
     return attributes.get(keys::fieldOfViewX, x) && attributes.get(keys::fieldOfViewY, y) &&
            (x > widestField || y > widestField);
 }
 
-int intAttribute(AttributeChunk const& attributes, QString const& key, int fallback) {
+int intAttribute(const AttributeChunk& attributes, const QString& key, int fallback) {
     int value = 0;
     return attributes.get(key, value) ? value : fallback;
 }
 
-float floatAttribute(AttributeChunk const& attributes, QString const& key, float fallback) {
+float floatAttribute(const AttributeChunk& attributes, const QString& key, float fallback) {
     float value = 0;
     return attributes.get(key, value) ? value : fallback;
 }
 
-QString multiLineText(AttributeChunk const& attributes, QString const& key) {
+QString multiLineText(const AttributeChunk& attributes, const QString& key) {
     QString text;
     if (!attributes.get(key, text)) return {};
     return text.replace(QChar(7), QLatin1Char('\n'));

@@ -65,7 +65,7 @@ struct ImageSize {
 };
 
 /// Empty unless both sides are there. They may be 0 or negative.
-std::optional<ImageSize> imageSize(AttributeChunk const& attributes);
+std::optional<ImageSize> imageSize(const AttributeChunk& attributes);
 
 /// What tells how many bytes a frame of pixels has.
 struct PixelLayout {
@@ -77,42 +77,42 @@ struct PixelLayout {
 };
 
 /// Empty unless size and "pixbits" are there.
-std::optional<PixelLayout> pixelLayout(AttributeChunk const& attributes);
+std::optional<PixelLayout> pixelLayout(const AttributeChunk& attributes);
 
 /// Bits per pixel by "pixtype" or else by "pixbits"; empty when neither tells.
-std::optional<int> pixelBitsOf(AttributeChunk const& attributes);
+std::optional<int> pixelBitsOf(const AttributeChunk& attributes);
 
 /// Whole bytes per pixel, 0 when the bits are not known.
-int pixelBytesOf(AttributeChunk const& attributes);
+int pixelBytesOf(const AttributeChunk& attributes);
 
 /// "pixtype", as it stands there, or else the unsigned integer of "pixbits" bits; MZ_UNKNOWN when
 /// neither tells.
-MZImagePixelType pixelTypeOf(AttributeChunk const& attributes);
+MZImagePixelType pixelTypeOf(const AttributeChunk& attributes);
 
 /// The most bytes that a frame may have to be compressed: readers hand compressed frames out as
 /// 16-bit samples, as many as the image has pixels. Empty when the header tells no positive size.
-std::optional<int64_t> compressibleBytes(AttributeChunk const& attributes);
+std::optional<int64_t> compressibleBytes(const AttributeChunk& attributes);
 
 /// -32768 when it is missing.
-int maskLevelOf(AttributeChunk const& attributes);
+int maskLevelOf(const AttributeChunk& attributes);
 
 /// "data_type", or what its absence stands for: movies wider than 895 pixels are "raw", others
 /// "imp".
-QString dataType(AttributeChunk const& attributes);
+QString dataType(const AttributeChunk& attributes);
 
 /// Whether frames hold one sample a fibre.
-bool isVectorized(AttributeChunk const& attributes);
+bool isVectorized(const AttributeChunk& attributes);
 
 /// Whether the field of view is so wide that the bundle does not resolve the image any more. A
 /// movie that does not tell both sides is taken for a narrow one.
-bool hasWideField(AttributeChunk const& attributes);
+bool hasWideField(const AttributeChunk& attributes);
 
-int intAttribute(AttributeChunk const& attributes, QString const& key, int fallback);
-float floatAttribute(AttributeChunk const& attributes, QString const& key, float fallback);
+int intAttribute(const AttributeChunk& attributes, const QString& key, int fallback);
+float floatAttribute(const AttributeChunk& attributes, const QString& key, float fallback);
 
 /// A text of several lines, which AttributeChunk::formatComment has put into one; null when it is
 /// missing.
-QString multiLineText(AttributeChunk const& attributes, QString const& key);
+QString multiLineText(const AttributeChunk& attributes, const QString& key);
 
 /// Frames that have not exactly the size of an image can only be vectorized ones: sets "data_type"
 /// to "vec" or, where it says so wrongly, to "imp". Does nothing when the header does not tell the

@@ -8,7 +8,7 @@ namespace {
 /// The keys of one palette.
 class PaletteKeys {
 public:
-    explicit PaletteKeys(QString const& prefix)
+    explicit PaletteKeys(const QString& prefix)
         : _prefix(prefix.isEmpty() ? prefix : prefix + QLatin1Char('_')) {}
 
     QString cropMin() const { return _prefix + QStringLiteral("pal_cropMin"); }
@@ -27,7 +27,7 @@ private:
     QString _prefix;
 };
 
-bool readNode(AttributeChunk const& attributes, PaletteKeys const& keys, int index, PalNode& node) {
+bool readNode(const AttributeChunk& attributes, const PaletteKeys& keys, int index, PalNode& node) {
     if (!attributes.get(keys.node(index, "val"), node._val) ||
         !attributes.get(keys.node(index, "r"), node._col._r) ||
         !attributes.get(keys.node(index, "g"), node._col._g) ||
@@ -39,7 +39,7 @@ bool readNode(AttributeChunk const& attributes, PaletteKeys const& keys, int ind
 }
 
 /// Reads the nodes up to the first that is incomplete, so that a damaged count costs nothing.
-bool readNodes(AttributeChunk const& attributes, PaletteKeys const& keys, int count,
+bool readNodes(const AttributeChunk& attributes, const PaletteKeys& keys, int count,
                std::list<PalNode>& nodes) {
     PalNode node;
     int read = 0;
@@ -48,22 +48,22 @@ bool readNodes(AttributeChunk const& attributes, PaletteKeys const& keys, int co
         ++read;
     }
     // Stable: nodes at one position keep the order of their numbers.
-    nodes.sort([](PalNode const& a, PalNode const& b) { return a._val < b._val; });
+    nodes.sort([](const PalNode& a, const PalNode& b) { return a._val < b._val; });
     return read >= count;
 }
 
 }  // namespace
 
-void AttributePaletteAdaptor::paletteToAttributes(MzPalette const& palette,
+void AttributePaletteAdaptor::paletteToAttributes(const MzPalette& palette,
                                                   AttributeChunk& attributes,
-                                                  QString const& prefix) {
+                                                  const QString& prefix) {
     const PaletteKeys keys(prefix);
     attributes.set(keys.cropMin(), palette._cropMinInt);
     attributes.set(keys.cropMax(), palette._cropMaxInt);
     attributes.set(keys.nodeCount(), static_cast<int>(palette._nodes.size()));
     attributes.set(keys.name(), palette._name);
     int index = 0;
-    for (PalNode const& node : palette._nodes) {
+    for (const PalNode& node : palette._nodes) {
         attributes.set(keys.node(index, "val"), clampedToUnit(node._val));
         attributes.set(keys.node(index, "r"), node._col._r);
         attributes.set(keys.node(index, "g"), node._col._g);
@@ -72,8 +72,8 @@ void AttributePaletteAdaptor::paletteToAttributes(MzPalette const& palette,
     }
 }
 
-bool AttributePaletteAdaptor::attributesToPalette(AttributeChunk const& attributes,
-                                                  MzPalette& palette, QString const& prefix) {
+bool AttributePaletteAdaptor::attributesToPalette(const AttributeChunk& attributes,
+                                                  MzPalette& palette, const QString& prefix) {
     const PaletteKeys keys(prefix);
     palette = MzPalette();
     int count = 0;

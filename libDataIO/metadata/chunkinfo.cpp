@@ -21,7 +21,7 @@ char* ChunkInfo::save(int& len) {
     return payload.release();
 }
 
-int ChunkInfo::load(void const* buf, unsigned int len) {
+int ChunkInfo::load(const void* buf, unsigned int len) {
     const auto indexSize = static_cast<unsigned int>(ChunkIndex::load(buf, len));
     parseLatin1(static_cast<const char*>(buf) + indexSize, static_cast<qsizetype>(len - indexSize));
     return 1;

@@ -23,11 +23,11 @@ struct Record {
 static_assert(sizeof(Record) == FrameTimer::rawRecordSize);
 
 /// A record has room for the low 32 bits of each.
-Record narrowed(timeval const& time) {
+Record narrowed(const timeval& time) {
     return {static_cast<int32_t>(time.tv_sec), static_cast<int32_t>(time.tv_usec)};
 }
 
-timeval widened(Record const& record) {
+timeval widened(const Record& record) {
     timeval time{};
     time.tv_sec = record.sec;
     time.tv_usec = record.usec;
@@ -64,7 +64,7 @@ bool isRawSize(unsigned int size) {
 bool FrameTimer::dumpToRawBuffer(char* buffer, unsigned int size) {
     if (!isRawSize(size)) return false;
     std::sort(begin(), end(), TimevalLessThan());
-    for (timeval const& time : *this) {
+    for (const timeval& time : *this) {
         const Record record = narrowed(time);
         std::memcpy(buffer, &record, sizeof record);
         buffer += sizeof record;
@@ -91,7 +91,7 @@ bool FrameTimer::dumpToChunkInfo(AttributeChunk& info) {
     return true;
 }
 
-bool FrameTimer::readFromChunkInfo(AttributeChunk const& info) {
+bool FrameTimer::readFromChunkInfo(const AttributeChunk& info) {
     clear();
     int present = 0;
     if (!info.get(keys::frameTimer, present)) return false;

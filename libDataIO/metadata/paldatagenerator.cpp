@@ -1,5 +1,5 @@
-#include <libDataIO/paldatagenerator.h>
 #include <libDataIO/base/rounding.h>
+#include <libDataIO/paldatagenerator.h>
 
 #include <algorithm>
 #include <cmath>
@@ -13,7 +13,7 @@ namespace mz {
 namespace {
 
 /// Once a node, so that nothing needs it once an entry.
-PalColor clampedColor(PalColor const& color) {
+PalColor clampedColor(const PalColor& color) {
     return {clampedToUnit(color._r), clampedToUnit(color._g), clampedToUnit(color._b)};
 }
 
@@ -24,13 +24,13 @@ inline uint32_t channel(double c) {
 }
 
 /// The colour on the way from one to another, t from 0 to 1.
-inline QRgb between(PalColor const& from, PalColor const& to, double t) {
+inline QRgb between(const PalColor& from, const PalColor& to, double t) {
     const auto lerp = [t](double a, double b) { return channel(a + (b - a) * t); };
     return 0xff000000u | lerp(from._r, to._r) << 16 | lerp(from._g, to._g) << 8 |
            lerp(from._b, to._b);
 }
 
-QRgb packed(PalColor const& color) {
+QRgb packed(const PalColor& color) {
     const PalColor clamped = clampedColor(color);
     return between(clamped, clamped, 0.0);
 }
@@ -87,12 +87,12 @@ public:
     /// Leaves what writing the segments one after the other leaves: the last one wins. Ordinary
     /// ramps are written just so. Many segments on top of each other, which only a damaged or made
     /// up palette has, are taken from the last to the first and write only what is unwritten.
-    void write(std::vector<Segment> const& segments) {
+    void write(const std::vector<Segment>& segments) {
         int64_t total = 0;
-        for (Segment const& segment : segments)
+        for (const Segment& segment : segments)
             total += std::min(segment.to - segment.from + 1, size());
         if (total <= 2 * size())
-            for (Segment const& segment : segments)
+            for (const Segment& segment : segments)
                 write(segment);
         else
             writeFromTheLast(segments);
@@ -115,18 +115,18 @@ private:
     }
 
     /// Of a segment longer than the table only the end can be seen.
-    int64_t visibleFrom(Segment const& segment) const {
+    int64_t visibleFrom(const Segment& segment) const {
         return std::max(segment.from, segment.to - size() + 1);
     }
 
-    void write(Segment const& segment) {
+    void write(const Segment& segment) {
         const int64_t from = visibleFrom(segment);
         eachRun(from, segment.to, [&](size_t at, size_t count, int64_t offset) {
             segment.write(&_entries[at], count, from - segment.from + offset);
         });
     }
 
-    void writeFromTheLast(std::vector<Segment> const& segments) {
+    void writeFromTheLast(const std::vector<Segment>& segments) {
         UnwrittenEntries unwritten(_entries.size());
         for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
             const int64_t from = visibleFrom(*segment);
@@ -148,11 +148,11 @@ private:
 /// The segments between neighbours of the list that lie in rising order. `positionOf` gives the
 /// position of a node's value.
 template <class PositionOf>
-std::vector<Segment> segmentsOf(std::list<PalNode> const& nodes, PositionOf positionOf) {
+std::vector<Segment> segmentsOf(const std::list<PalNode>& nodes, PositionOf positionOf) {
     std::vector<Segment> segments;
     segments.reserve(nodes.size());
     for (auto to = std::next(nodes.begin()); to != nodes.end(); ++to) {
-        PalNode const& from = *std::prev(to);
+        const PalNode& from = *std::prev(to);
         const int64_t begin = positionOf(from._val);
         const int64_t end = positionOf(to->_val);
         if (begin < end)
@@ -168,7 +168,7 @@ struct Placement {
     int64_t firstPos;
     int64_t lastPos;
 
-    Placement(MzPalette const& palette, int min, int max)
+    Placement(const MzPalette& palette, int min, int max)
         : cropMin(palette._cropMinInt), cropMax(palette._cropMaxInt) {
         firstPos = positionOf(palette._nodes.front()._val);
         lastPos = positionOf(palette._nodes.back()._val);
@@ -183,7 +183,7 @@ struct Placement {
 };
 
 /// The ramp from the first to the last node in 65,536 steps, for transfer functions to choose from.
-std::vector<QRgb> fineRamp(std::list<PalNode> const& nodes) {
+std::vector<QRgb> fineRamp(const std::list<PalNode>& nodes) {
     std::vector<QRgb> ramp(65536, 0);
     const double first = nodes.front()._val;
     const double scale = 65535.0 / (nodes.back()._val - first);
@@ -192,7 +192,7 @@ std::vector<QRgb> fineRamp(std::list<PalNode> const& nodes) {
     return ramp;
 }
 
-void writeTransferred(WrappedTable& table, Placement const& placed, std::vector<QRgb> const& ramp,
+void writeTransferred(WrappedTable& table, const Placement& placed, const std::vector<QRgb>& ramp,
                       PalTransfer transfer) {
     const auto width = static_cast<double>(placed.lastPos - placed.firstPos);
     for (int64_t at = placed.firstPos; at < placed.lastPos; ++at) {
@@ -201,7 +201,7 @@ void writeTransferred(WrappedTable& table, Placement const& placed, std::vector<
     }
 }
 
-void generate(MzPalette const& palette, std::vector<QRgb>& entries, int flags, int specialValue,
+void generate(const MzPalette& palette, std::vector<QRgb>& entries, int flags, int specialValue,
               int min, int max) {
     if (palette._nodes.empty()) return;
     entries.resize(static_cast<size_t>(max - min) + 1);
@@ -209,8 +209,8 @@ void generate(MzPalette const& palette, std::vector<QRgb>& entries, int flags, i
     const Placement placed(palette, min, max);
 
     const bool signal = palette._saturationSignal;
-    PalColor const& low = signal ? palette._lowSignalCol : palette._nodes.front()._col;
-    PalColor const& high = signal ? palette._highSignalCol : palette._nodes.back()._col;
+    const PalColor& low = signal ? palette._lowSignalCol : palette._nodes.front()._col;
+    const PalColor& high = signal ? palette._highSignalCol : palette._nodes.back()._col;
     const QRgb lowColor = packed(low);
     const QRgb highColor = packed(high);
 
@@ -232,7 +232,7 @@ void generate(MzPalette const& palette, std::vector<QRgb>& entries, int flags, i
 }  // namespace
 
 template <class Lerp>
-void PalDataGenerator<Lerp>::operator()(MzPalette const& palette, std::vector<QRgb>& table,
+void PalDataGenerator<Lerp>::operator()(const MzPalette& palette, std::vector<QRgb>& table,
                                         int flags,
                                         typename Lerp::Info::SpecialValue specialValue) const {
     generate(palette, table, flags, specialValue, Lerp::Info::minLookupIdx,

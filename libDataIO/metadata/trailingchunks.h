@@ -29,7 +29,7 @@ constexpr bool areTrailingChunksComplete() {
     constexpr unsigned int beyondAnyType = 256;
     for (unsigned int type = 0; type < beyondAnyType; ++type) {
         int places = 0;
-        for (TrailingChunk const& chunk : trailingChunks)
+        for (const TrailingChunk& chunk : trailingChunks)
             places += chunk.type == type ? 1 : 0;
         if (places != (roleOfChunk(type) == ChunkRole::Trailing ? 1 : 0)) return false;
     }

@@ -17,11 +17,11 @@ namespace mz {
 /// lack powers.
 class FrameLists {
 public:
-    std::vector<ChunkRecord> const& records() const { return _records; }
+    const std::vector<ChunkRecord>& records() const { return _records; }
     FrameTimer& times() { return _times; }
-    FrameTimer const& times() const { return _times; }
+    const FrameTimer& times() const { return _times; }
     std::vector<float>& powers() { return _powers; }
-    std::vector<float> const& powers() const { return _powers; }
+    const std::vector<float>& powers() const { return _powers; }
 
     std::size_t size() const { return _records.size(); }
     bool empty() const { return _records.empty(); }

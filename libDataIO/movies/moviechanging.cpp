@@ -13,7 +13,7 @@ namespace mz {
 
 namespace {
 
-void checkByteOrder(AttributeChunk const& attributes) {
+void checkByteOrder(const AttributeChunk& attributes) {
     int endian = 0;
     if (!attributes.get(keys::endian, endian) || endian != nativeEndian) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, FILESYSTEM, "FDCW_MODIFY1",
@@ -50,13 +50,13 @@ void checkByteOrder(AttributeChunk const& attributes) {
 
 /// Whatever fails on the way, the file is closed then, and removed if opening it has made it.
 template <class Action>
-void closingOnFailure(FileWriter& writer, QString const& fileName, Action action) {
+void closingOnFailure(FileWriter& writer, const QString& fileName, Action action) {
     try {
         action();
     } catch (...) {
         try {
             writer.closeFile();
-        } catch (IOFileException const&) {
+        } catch (const IOFileException&) {
             // Logged; the failure that led here is the one to report.
         }
         if (writer.created()) QFile::remove(fileName);
@@ -66,7 +66,7 @@ void closingOnFailure(FileWriter& writer, QString const& fileName, Action action
 
 }  // namespace
 
-void MovieRecording::modify(QString const& fileName) {
+void MovieRecording::modify(const QString& fileName) {
     _contents.clear();
     _contents.hasAutotime = false;
     _fileEnd = 0;
@@ -85,7 +85,7 @@ void MovieRecording::modify(QString const& fileName) {
 }
 
 /// Opens a finished movie, loads its info chunk and leaves the cursor in front of it.
-void MovieRecording::_openAtInfo(QString const& fileName) {
+void MovieRecording::_openAtInfo(const QString& fileName) {
     _writer.openFile(fileName, FW_APPEND);
     if (!_writer.seekEnd()) failSeek();
     if (!_writer.prevChunk(MZ_CT_INFO)) failAtUnexpectedPlace(MZ_CT_INFO);
@@ -114,7 +114,7 @@ void MovieRecording::_takeOffTrailingChunks() {
     info.removeAll(MZ_CT_FRAME);
 }
 
-void MovieRecording::modifyAttribute(QString const& fileName, AttributeChunk const& attributes) {
+void MovieRecording::modifyAttribute(const QString& fileName, const AttributeChunk& attributes) {
     const AttributeChunk given = attributes;  // it may be this writer's own
     _contents.hasAutotime = false;
     _contents.info.clear();
@@ -148,14 +148,14 @@ void MovieRecording::_replaceInfo() {
 
 /// Makes the end of the file what it was before. Opens the file anew, since closing may be what
 /// failed.
-void MovieRecording::_restoreInfo(QString const& fileName, qint64 start,
-                                  QByteArray const& payload) {
+void MovieRecording::_restoreInfo(const QString& fileName, qint64 start,
+                                  const QByteArray& payload) {
     try {
         _writer.openFile(fileName, FW_APPEND);
         if (!_writer.seek(start)) return;
         _writer.addChunk(MZ_CT_INFO, payload.constData(), static_cast<size_t>(payload.size()));
         _writer.truncate();
-    } catch (IOFileException const&) {
+    } catch (const IOFileException&) {
         // Logged; the failure that led here is the one to report.
     }
 }

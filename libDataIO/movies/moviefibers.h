@@ -16,6 +16,6 @@ namespace mz {
 std::vector<float> fiberPositions(OpenMovie& movie, ImageReader::FiberFilteringMode mode);
 
 /// Empty unless all four edges are known.
-std::optional<BundleBox> bundleBox(AttributeChunk const& attributes);
+std::optional<BundleBox> bundleBox(const AttributeChunk& attributes);
 
 }  // namespace mz

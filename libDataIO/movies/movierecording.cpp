@@ -36,7 +36,7 @@ timeval now() {
 int64_t tailSize(int64_t frames) {
     constexpr auto chunks = static_cast<int64_t>(trailingChunks.size());
     int64_t size = chunks * chunkFramingSize + ChunkIndex::storedSize(frames + chunks - 1);
-    for (TrailingChunk const& chunk : trailingChunks)
+    for (const TrailingChunk& chunk : trailingChunks)
         size += frames * static_cast<int64_t>(chunk.bytesPerFrame);
     return size;
 }
@@ -47,7 +47,7 @@ void failSeek() {
     failSeekBeforeWrite(imageWriterLogger, DATAIO_HERE);
 }
 
-void MovieRecording::create(QString const& fileName, bool autotime) {
+void MovieRecording::create(const QString& fileName, bool autotime) {
     _contents.clear();
     _contents.hasAutotime = autotime;
     _contents.info.set(keys::endian, nativeEndian);
@@ -77,7 +77,7 @@ void MovieRecording::_seekEnd() {
     _writer.truncate();
 }
 
-int MovieRecording::_addChunk(MZImageChunkType type, void const* data, size_t size) {
+int MovieRecording::_addChunk(MZImageChunkType type, const void* data, size_t size) {
     const int offset = _writer.addChunk(type, data, size);
     _fileEnd = std::max(_fileEnd, _writer.tell());
     return offset;
@@ -85,7 +85,7 @@ int MovieRecording::_addChunk(MZImageChunkType type, void const* data, size_t si
 
 // --- frames ---
 
-void MovieRecording::addFrame(void const* data, unsigned int size, std::optional<timeval> time,
+void MovieRecording::addFrame(const void* data, unsigned int size, std::optional<timeval> time,
                               float power) {
     _contents.frames.makeRoomForOne();
     size_t payloadSize = size;
@@ -105,7 +105,7 @@ void MovieRecording::addFrame(void const* data, unsigned int size, std::optional
     _frameSize = size;
 }
 
-void MovieRecording::addFrameAtEnd(void const* data, unsigned int size, std::optional<timeval> time,
+void MovieRecording::addFrameAtEnd(const void* data, unsigned int size, std::optional<timeval> time,
                                    float power) {
     const qint64 cursor = _writer.tell();
     try {
@@ -136,7 +136,7 @@ bool MovieRecording::_fits(int64_t payloadSize) const {
     return endOfFrames + needed + attributes().dumpedSize() <= maxFileSize;
 }
 
-void MovieRecording::replaceFrame(void const* data, unsigned int index, std::optional<timeval> time,
+void MovieRecording::replaceFrame(const void* data, unsigned int index, std::optional<timeval> time,
                                   float power) {
     if (_compression != CompressionType::None) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_RF_COMPRESS",
@@ -185,7 +185,7 @@ void MovieRecording::close() {
     _seekEnd();
     const qint64 endOfFrames = _writer.tell();
     try {
-        for (TrailingChunk const& chunk : trailingChunks)
+        for (const TrailingChunk& chunk : trailingChunks)
             _appendTrailingChunk(chunk.type);
     } catch (...) {
         _dropTrailingChunks(endOfFrames);
@@ -207,14 +207,14 @@ void MovieRecording::_appendTrailingChunk(MZImageChunkType type) {
 
 /// Takes back what a failed close() has appended, so that the next one writes each chunk once.
 void MovieRecording::_dropTrailingChunks(qint64 endOfFrames) {
-    for (TrailingChunk const& chunk : trailingChunks)
+    for (const TrailingChunk& chunk : trailingChunks)
         _contents.info.removeAll(static_cast<int>(chunk.type));
     _fileEnd = endOfFrames;
     try {
         if (_writer.seekEnd() && _writer.tell() > endOfFrames && _writer.seek(endOfFrames)) {
             _writer.truncate();
         }
-    } catch (IOFileException const&) {
+    } catch (const IOFileException&) {
         // Logged; the failure that led here is the one to report.
     }
 }

@@ -19,29 +19,29 @@ namespace mz {
 /// The failures of each operation are those that ImageWriter documents.
 class MovieRecording {
 public:
-    void create(QString const& fileName, bool autotime);
+    void create(const QString& fileName, bool autotime);
     /// Reopens a finished movie without what stands behind its frames.
-    void modify(QString const& fileName);
+    void modify(const QString& fileName);
     /// Replaces all attributes of a finished movie.
-    void modifyAttribute(QString const& fileName, AttributeChunk const& attributes);
+    void modifyAttribute(const QString& fileName, const AttributeChunk& attributes);
     /// Appends what readers need and closes the file; does nothing without one.
     void close();
     bool isOpen() const { return _writer.openned(); }
 
     AttributeChunk& attributes() { return _contents.info; }
-    AttributeChunk const& attributes() const { return _contents.info; }
-    void setFibers(std::vector<float> const& positions) { _contents.fibers = positions; }
+    const AttributeChunk& attributes() const { return _contents.info; }
+    void setFibers(const std::vector<float>& positions) { _contents.fibers = positions; }
     void setCompression(CompressionType::e compression);
     void setCompressionEffort(CompressionEffort::e effort) { _effort = effort; }
 
     /// Whether each frame is stamped with the current time.
     bool hasAutotime() const { return _contents.hasAutotime; }
     /// Adds a frame at the cursor.
-    void addFrame(void const* data, unsigned int size, std::optional<timeval> time, float power);
+    void addFrame(const void* data, unsigned int size, std::optional<timeval> time, float power);
     /// Adds a frame behind all others, wherever the cursor stands; it stays there when that fails.
-    void addFrameAtEnd(void const* data, unsigned int size, std::optional<timeval> time,
+    void addFrameAtEnd(const void* data, unsigned int size, std::optional<timeval> time,
                        float power);
-    void replaceFrame(void const* data, unsigned int index, std::optional<timeval> time,
+    void replaceFrame(const void* data, unsigned int index, std::optional<timeval> time,
                       float power);
 
     FrameLists& frames() { return _contents.frames; }
@@ -50,17 +50,17 @@ public:
 
 private:
     void _seekEnd();
-    int _addChunk(MZImageChunkType type, void const* data, std::size_t size);
+    int _addChunk(MZImageChunkType type, const void* data, std::size_t size);
     void _checkCompressible(unsigned int size) const;
     bool _fits(int64_t payloadSize) const;
 
     void _appendTrailingChunk(MZImageChunkType type);
     void _dropTrailingChunks(qint64 endOfFrames);
 
-    void _openAtInfo(QString const& fileName);
+    void _openAtInfo(const QString& fileName);
     void _takeOffTrailingChunks();
     void _replaceInfo();
-    void _restoreInfo(QString const& fileName, qint64 start, QByteArray const& payload);
+    void _restoreInfo(const QString& fileName, qint64 start, const QByteArray& payload);
 
     MovieContents _contents;
     FileWriter _writer;

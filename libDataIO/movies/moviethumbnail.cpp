@@ -11,14 +11,14 @@ namespace {
 constexpr int placeholderDimension = 1;
 constexpr int imageDimension = 2;
 
-bool isWholeFrame(FrameView frame, ThumbnailGrid const& grid, int bytesPerPixel) {
+bool isWholeFrame(FrameView frame, const ThumbnailGrid& grid, int bytesPerPixel) {
     const auto needed = frameBytes(grid.frameWidth, grid.frameHeight, bytesPerPixel);
     return needed && static_cast<uint64_t>(*needed) <= frame.size;
 }
 
 /// The movie's palette with its ramp squeezed onto the samples that the frame has.
-MzPalette contrastPalette(const char* frame, AttributeChunk const& header,
-                          ThumbnailGrid const& grid, QString const& fileName) {
+MzPalette contrastPalette(const char* frame, const AttributeChunk& header,
+                          const ThumbnailGrid& grid, const QString& fileName) {
     MzPalette colors;
     const bool isWhole = AttributePaletteAdaptor::attributesToPalette(header, colors, QString());
     if (!isWhole || colors._nodes.empty()) colors.initDefault();
@@ -55,8 +55,8 @@ MzPalette contrastPalette(const char* frame, AttributeChunk const& header,
     return colors;
 }
 
-bool renderThumbnailOf16Bits(FrameView frame, AttributeChunk const& header,
-                             ThumbnailGrid const& grid, QString const& fileName, QImage& image) {
+bool renderThumbnailOf16Bits(FrameView frame, const AttributeChunk& header,
+                             const ThumbnailGrid& grid, const QString& fileName, QImage& image) {
     const int dimension = intAttribute(header, keys::dimension, imageDimension);
     if (dimension == placeholderDimension) {
         image = placeholderThumbnail();
@@ -70,8 +70,8 @@ bool renderThumbnailOf16Bits(FrameView frame, AttributeChunk const& header,
 
 }  // namespace
 
-bool renderThumbnail(FrameView frame, AttributeChunk const& header, ThumbnailGrid const& grid,
-                     QString const& fileName, QImage& image) {
+bool renderThumbnail(FrameView frame, const AttributeChunk& header, const ThumbnailGrid& grid,
+                     const QString& fileName, QImage& image) {
     switch (pixelTypeOf(header)) {
         case MZ_UCHAR:
         case MZ_CHAR:

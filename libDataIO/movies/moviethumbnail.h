@@ -14,7 +14,7 @@ namespace mz {
 /// @param fileName named in the warnings about samples outside the palette's crop range
 /// @return false, with `image` as it was, when the frame is too short or no thumbnail is made of
 ///         such pixels
-bool renderThumbnail(FrameView frame, AttributeChunk const& header, ThumbnailGrid const& grid,
-                     QString const& fileName, QImage& image);
+bool renderThumbnail(FrameView frame, const AttributeChunk& header, const ThumbnailGrid& grid,
+                     const QString& fileName, QImage& image);
 
 }  // namespace mz

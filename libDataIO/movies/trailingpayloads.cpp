@@ -11,12 +11,12 @@ namespace mz {
 namespace {
 
 template <class Value>
-QByteArray bytesOf(std::vector<Value> const& values) {
+QByteArray bytesOf(const std::vector<Value>& values) {
     return {reinterpret_cast<const char*>(values.data()),
             static_cast<qsizetype>(values.size() * sizeof(Value))};
 }
 
-std::optional<QByteArray> fiberPayload(MovieContents const& contents) {
+std::optional<QByteArray> fiberPayload(const MovieContents& contents) {
     if (contents.fibers.empty()) return std::nullopt;
     const std::optional<ImageSize> size = imageSize(contents.info);
     if (!size || !size->isPositive()) {
@@ -35,7 +35,7 @@ std::optional<QByteArray> timerPayload(MovieContents& contents) {
     return records;
 }
 
-std::optional<QByteArray> powerPayload(MovieContents const& contents) {
+std::optional<QByteArray> powerPayload(const MovieContents& contents) {
     if (contents.frames.powers().empty()) return std::nullopt;
     return bytesOf(encodeLaserPowers(contents.frames.powers()));
 }
@@ -47,7 +47,7 @@ QByteArray infoPayload(MovieContents& contents) {
     return {payload.get(), size};
 }
 
-void loadFibers(void const* payload, unsigned int size, MovieContents& contents) {
+void loadFibers(const void* payload, unsigned int size, MovieContents& contents) {
     const std::optional<ImageSize> image = imageSize(contents.info);
     if (!image || !image->isPositive()) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_ARFCI_INFO2",
@@ -84,7 +84,7 @@ std::optional<QByteArray> trailingPayload(MZImageChunkType type, MovieContents& 
     return std::nullopt;
 }
 
-void loadTrailingPayload(MZImageChunkType type, void const* payload, unsigned int size,
+void loadTrailingPayload(MZImageChunkType type, const void* payload, unsigned int size,
                          MovieContents& contents) {
     switch (type) {
         case MZ_CT_FIBERCENTER:

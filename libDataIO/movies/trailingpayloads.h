@@ -31,7 +31,7 @@ std::optional<QByteArray> trailingPayload(MZImageChunkType type, MovieContents& 
 
 /// The reverse, for all but the info chunk, which is loaded first.
 /// @throws IOFileException "IW_ARFCI_INFO2" for fibres of a movie without a positive size
-void loadTrailingPayload(MZImageChunkType type, void const* payload, unsigned int size,
+void loadTrailingPayload(MZImageChunkType type, const void* payload, unsigned int size,
                          MovieContents& contents);
 
 }  // namespace mz

@@ -63,7 +63,7 @@ constexpr bool areCompressionsComplete() {
 static_assert(areCompressionsComplete(), "a row for each type, in the order of their numbers");
 
 /// The row of a type, that of None for values outside the enumeration.
-constexpr CompressionTraits const& compressionOf(CompressionType::e type) {
+constexpr const CompressionTraits& compressionOf(CompressionType::e type) {
     return compressions[static_cast<std::size_t>(isCompression(type) ? type
                                                                      : CompressionType::None)];
 }
@@ -73,6 +73,6 @@ constexpr CompressionTraits const& compressionOf(CompressionType::e type) {
 QString compressionName(CompressionType::e type);
 
 /// The type of such a text, None for every other one. Case matters.
-CompressionType::e compressionOfName(QString const& name);
+CompressionType::e compressionOfName(const QString& name);
 
 }  // namespace mz

@@ -12,7 +12,7 @@ namespace {
 
 /// Whether a gzip header has fields that a frame's header has not. The two libraries do not read
 /// all of them alike.
-bool hasOptionalFields(DeflateFormat format, void const* payload, size_t size) {
+bool hasOptionalFields(DeflateFormat format, const void* payload, size_t size) {
     constexpr size_t flagsAt = 3;
     return format == DeflateFormat::GZip && size > flagsAt &&
            static_cast<const unsigned char*>(payload)[flagsAt] != 0;
@@ -24,14 +24,14 @@ struct FastInflater::Working {
     libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
     Working() = default;
     ~Working() { libdeflate_free_decompressor(decompressor); }
-    Working(Working const&) = delete;
-    Working& operator=(Working const&) = delete;
+    Working(const Working&) = delete;
+    Working& operator=(const Working&) = delete;
 };
 
 FastInflater::FastInflater() = default;
 FastInflater::~FastInflater() = default;
 
-bool FastInflater::decode(DeflateFormat format, void const* payload, size_t size, void* out,
+bool FastInflater::decode(DeflateFormat format, const void* payload, size_t size, void* out,
                           size_t outSize) {
     if (hasOptionalFields(format, payload, size)) return false;
     if (!_working) _working = std::make_unique<Working>();
@@ -49,14 +49,14 @@ struct FastDeflater::Working {
     libdeflate_compressor* compressor = libdeflate_alloc_compressor(1);
     Working() = default;
     ~Working() { libdeflate_free_compressor(compressor); }
-    Working(Working const&) = delete;
-    Working& operator=(Working const&) = delete;
+    Working(const Working&) = delete;
+    Working& operator=(const Working&) = delete;
 };
 
 FastDeflater::FastDeflater() = default;
 FastDeflater::~FastDeflater() = default;
 
-size_t FastDeflater::encode(DeflateFormat format, void const* data, size_t size, void* out,
+size_t FastDeflater::encode(DeflateFormat format, const void* data, size_t size, void* out,
                             size_t outSize) {
     if (!_working) _working = std::make_unique<Working>();
     if (_working->compressor == nullptr) return 0;
@@ -76,14 +76,14 @@ const bool isFastDeflateBuiltIn = false;
 struct FastInflater::Working {};
 FastInflater::FastInflater() = default;
 FastInflater::~FastInflater() = default;
-bool FastInflater::decode(DeflateFormat, void const*, size_t, void*, size_t) {
+bool FastInflater::decode(DeflateFormat, const void*, size_t, void*, size_t) {
     return false;
 }
 
 struct FastDeflater::Working {};
 FastDeflater::FastDeflater() = default;
 FastDeflater::~FastDeflater() = default;
-size_t FastDeflater::encode(DeflateFormat, void const*, size_t, void*, size_t) {
+size_t FastDeflater::encode(DeflateFormat, const void*, size_t, void*, size_t) {
     return 0;
 }
 

@@ -21,12 +21,12 @@ class FastInflater {
 public:
     FastInflater();
     ~FastInflater();
-    FastInflater(FastInflater const&) = delete;
-    FastInflater& operator=(FastInflater const&) = delete;
+    FastInflater(const FastInflater&) = delete;
+    FastInflater& operator=(const FastInflater&) = delete;
 
     /// True when `payload` is one sound stream of that format, without a byte behind it, that fills
     /// `out` exactly. Otherwise false, and `out` holds anything.
-    bool decode(DeflateFormat format, void const* payload, size_t size, void* out, size_t outSize);
+    bool decode(DeflateFormat format, const void* payload, size_t size, void* out, size_t outSize);
 
 private:
     struct Working;
@@ -39,11 +39,11 @@ class FastDeflater {
 public:
     FastDeflater();
     ~FastDeflater();
-    FastDeflater(FastDeflater const&) = delete;
-    FastDeflater& operator=(FastDeflater const&) = delete;
+    FastDeflater(const FastDeflater&) = delete;
+    FastDeflater& operator=(const FastDeflater&) = delete;
 
     /// The length of the stream now in `out`, or 0 when it does not fit; `out` then holds anything.
-    size_t encode(DeflateFormat format, void const* data, size_t size, void* out, size_t outSize);
+    size_t encode(DeflateFormat format, const void* data, size_t size, void* out, size_t outSize);
 
 private:
     struct Working;

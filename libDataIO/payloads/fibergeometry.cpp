@@ -16,7 +16,7 @@ struct Position {
     float x, y;
 };
 
-std::vector<uint32_t> words(void const* payload, size_t count) {
+std::vector<uint32_t> words(const void* payload, size_t count) {
     std::vector<uint32_t> out(count);
     if (count > 0) std::memcpy(out.data(), payload, count * sizeof(uint32_t));
     return out;
@@ -41,7 +41,7 @@ bool isInImage(Position p, ImageSize image) {
 /// The ellipse inscribed in the bundle box; everything where there is none.
 class Bundle {
 public:
-    explicit Bundle(std::optional<BundleBox> const& box) {
+    explicit Bundle(const std::optional<BundleBox>& box) {
         if (!box) return;
         _isKnown = true;
         _a2 = 0.25F * (box->maxX - box->minX) * (box->maxX - box->minX);
@@ -66,7 +66,7 @@ private:
     float _a2 = 0, _b2 = 0, _cx = 0, _cy = 0;
 };
 
-bool lessIndex(Position const& a, Position const& b) {
+bool lessIndex(const Position& a, const Position& b) {
     const int rowOfA = iRound(a.y);
     const int rowOfB = iRound(b.y);
     return rowOfA < rowOfB || (rowOfA == rowOfB && a.x < b.x);
@@ -74,7 +74,7 @@ bool lessIndex(Position const& a, Position const& b) {
 
 }  // namespace
 
-std::vector<float> decodeFiberFractions(void const* payload, size_t size, bool otherByteOrder) {
+std::vector<float> decodeFiberFractions(const void* payload, size_t size, bool otherByteOrder) {
     std::vector<uint32_t> raw = words(payload, size / sizeof(uint32_t));
     if (otherByteOrder) copySwapped32(raw.data(), raw.data(), raw.size());
     std::vector<float> fractions(raw.size());
@@ -83,7 +83,7 @@ std::vector<float> decodeFiberFractions(void const* payload, size_t size, bool o
     return fractions;
 }
 
-std::vector<uint32_t> encodeFiberCenters(std::vector<float> const& positions, ImageSize image) {
+std::vector<uint32_t> encodeFiberCenters(const std::vector<float>& positions, ImageSize image) {
     std::vector<uint32_t> out(positions.size());
     for (size_t i = 0; i < positions.size(); ++i) {
         out[i] = encoded(positions[i], i % 2 == 0 ? image.width : image.height);
@@ -91,7 +91,7 @@ std::vector<uint32_t> encodeFiberCenters(std::vector<float> const& positions, Im
     return out;
 }
 
-std::vector<float> decodeFiberCenters(void const* payload, size_t size, ImageSize image) {
+std::vector<float> decodeFiberCenters(const void* payload, size_t size, ImageSize image) {
     const std::vector<uint32_t> raw = words(payload, size / (2 * sizeof(uint32_t)) * 2);
     std::vector<float> out(raw.size());
     for (size_t i = 0; i < raw.size(); ++i) {
@@ -100,8 +100,8 @@ std::vector<float> decodeFiberCenters(void const* payload, size_t size, ImageSiz
     return out;
 }
 
-std::vector<float> rasterPositions(std::vector<float> const& fractions, ImageSize image,
-                                   FiberFilter filter, std::optional<BundleBox> const& box) {
+std::vector<float> rasterPositions(const std::vector<float>& fractions, ImageSize image,
+                                   FiberFilter filter, const std::optional<BundleBox>& box) {
     const auto width = static_cast<float>(image.width);
     const auto height = static_cast<float>(image.height);
     const Bundle bundle(box);
@@ -132,14 +132,14 @@ void sortPositions(std::vector<float>& positions) {
     }
 }
 
-std::vector<unsigned int> roundedPositions(std::vector<float> const& positions) {
+std::vector<unsigned int> roundedPositions(const std::vector<float>& positions) {
     std::vector<unsigned int> out(positions.size());
     std::transform(positions.begin(), positions.end(), out.begin(),
                    [](float coordinate) { return static_cast<unsigned int>(iRound(coordinate)); });
     return out;
 }
 
-std::vector<unsigned int> pixelOffsets(std::vector<unsigned int> const& positions, int width) {
+std::vector<unsigned int> pixelOffsets(const std::vector<unsigned int>& positions, int width) {
     std::vector<unsigned int> out(positions.size() / 2);
     for (size_t i = 0; i < out.size(); ++i) {
         out[i] = positions[2 * i + 1] * static_cast<unsigned int>(width) + positions[2 * i];
@@ -147,7 +147,7 @@ std::vector<unsigned int> pixelOffsets(std::vector<unsigned int> const& position
     return out;
 }
 
-bool sampleAtOffsets(void const* image, int64_t pixels, std::vector<unsigned int> const& offsets,
+bool sampleAtOffsets(const void* image, int64_t pixels, const std::vector<unsigned int>& offsets,
                      std::vector<uint16_t>& samples) {
     const auto* bytes = static_cast<const char*>(image);
     samples.resize(offsets.size());
@@ -158,7 +158,7 @@ bool sampleAtOffsets(void const* image, int64_t pixels, std::vector<unsigned int
     return true;
 }
 
-std::vector<float> worldPositions(std::vector<float> const& positions, ImageSize image) {
+std::vector<float> worldPositions(const std::vector<float>& positions, ImageSize image) {
     const float scale = 1.0F / static_cast<float>(std::max(image.width, image.height));
     const auto height = static_cast<float>(image.height);
     std::vector<float> out(positions.size());

@@ -29,37 +29,37 @@ enum class FiberFilter {
 // --- the payload: two unsigned 32-bit fractions (of width and height) a fibre ---
 
 /// Each whole 32-bit word as a fraction from 0 to 1; up to 3 bytes left over are ignored.
-std::vector<float> decodeFiberFractions(void const* payload, size_t size, bool otherByteOrder);
+std::vector<float> decodeFiberFractions(const void* payload, size_t size, bool otherByteOrder);
 
 /// The words of a list of positions, each clamped into the image first. Width and height are
 /// positive.
-std::vector<uint32_t> encodeFiberCenters(std::vector<float> const& positions, ImageSize image);
+std::vector<uint32_t> encodeFiberCenters(const std::vector<float>& positions, ImageSize image);
 
 /// The positions of whole pairs of words in native order, at most the image's last column and row.
-std::vector<float> decodeFiberCenters(void const* payload, size_t size, ImageSize image);
+std::vector<float> decodeFiberCenters(const void* payload, size_t size, ImageSize image);
 
 // --- lists ---
 
 /// Positions of all whole pairs of fractions, filtered, in recording order.
-std::vector<float> rasterPositions(std::vector<float> const& fractions, ImageSize image,
-                                   FiberFilter filter, std::optional<BundleBox> const& box);
+std::vector<float> rasterPositions(const std::vector<float>& fractions, ImageSize image,
+                                   FiberFilter filter, const std::optional<BundleBox>& box);
 
 /// Row by row from the top, left to right within a row; a row is a rounded y. Not stable.
 void sortPositions(std::vector<float>& positions);
 
 /// Each coordinate rounded to the nearest pixel, halves up.
-std::vector<unsigned int> roundedPositions(std::vector<float> const& positions);
+std::vector<unsigned int> roundedPositions(const std::vector<float>& positions);
 
 /// Pixel offset y × width + x of each rounded position, in unsigned arithmetic.
-std::vector<unsigned int> pixelOffsets(std::vector<unsigned int> const& positions, int width);
+std::vector<unsigned int> pixelOffsets(const std::vector<unsigned int>& positions, int width);
 
 /// The 16-bit samples of an image of `pixels` pixels at those offsets, which makes a vectorized
 /// frame of it. `image` may lie at any address.
 /// @return false when an offset lies outside the image; `samples` then holds anything
-bool sampleAtOffsets(void const* image, int64_t pixels, std::vector<unsigned int> const& offsets,
+bool sampleAtOffsets(const void* image, int64_t pixels, const std::vector<unsigned int>& offsets,
                      std::vector<uint16_t>& samples);
 
 /// Pixel centres scaled by the longer side of the image, y pointing up.
-std::vector<float> worldPositions(std::vector<float> const& positions, ImageSize image);
+std::vector<float> worldPositions(const std::vector<float>& positions, ImageSize image);
 
 }  // namespace mz

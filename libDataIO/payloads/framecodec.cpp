@@ -97,7 +97,7 @@ private:
 };
 
 /// @return the length of the stream
-size_t encodeThroughChain(CompressionType::e type, int level, void const* data, size_t size,
+size_t encodeThroughChain(CompressionType::e type, int level, const void* data, size_t size,
                           std::vector<char>& buffer) {
     size_t length = 0;
     io::filtering_ostreambuf chain;
@@ -109,15 +109,15 @@ size_t encodeThroughChain(CompressionType::e type, int level, void const* data, 
 }
 
 template <class Sink>
-void decodeThroughChain(CompressionType::e type, void const* payload, size_t size,
-                        Sink const& sink) {
+void decodeThroughChain(CompressionType::e type, const void* payload, size_t size,
+                        const Sink& sink) {
     io::filtering_istreambuf chain;
     filtersOf(type).pushDecompressor(chain);
     chain.push(io::array_source(static_cast<const char*>(payload), size));
     io::copy(chain, sink, copyBuffer);
 }
 
-void decodeThroughChain(CompressionType::e type, void const* payload, size_t size,
+void decodeThroughChain(CompressionType::e type, const void* payload, size_t size,
                         std::vector<uint16_t>& samples) {
     // Into a range, not an array_sink: a copy into the latter stops without a word when it is full
     // and may never come to the checksum at the end of the stream.
@@ -153,7 +153,7 @@ void FrameEncoder::_reserveFor(size_t size) {
     if (_buffer.size() < needed) _buffer.resize(needed);
 }
 
-size_t FrameEncoder::encode(CompressionType::e type, CompressionEffort::e effort, void const* data,
+size_t FrameEncoder::encode(CompressionType::e type, CompressionEffort::e effort, const void* data,
                             size_t size) {
     _reserveFor(size);
     if (effort == CompressionEffort::Fast) {
@@ -163,7 +163,7 @@ size_t FrameEncoder::encode(CompressionType::e type, CompressionEffort::e effort
     return encodeThroughChain(type, io::zlib::default_compression, data, size, _buffer);
 }
 
-size_t FrameEncoder::_encodeFast(CompressionTraits const& compression, void const* data,
+size_t FrameEncoder::_encodeFast(const CompressionTraits& compression, const void* data,
                                  size_t size) {
     if (!compression.deflate) return 0;
     if (isFastDeflateBuiltIn) {
@@ -171,7 +171,7 @@ size_t FrameEncoder::_encodeFast(CompressionTraits const& compression, void cons
     }
     try {
         return encodeThroughChain(compression.type, io::zlib::best_speed, data, size, _buffer);
-    } catch (std::ios_base::failure const&) {
+    } catch (const std::ios_base::failure&) {
         return 0;  // did not fit
     }
 }
@@ -180,32 +180,32 @@ uint64_t plausibleDecodedSize(CompressionType::e type, uint64_t size) {
     return size * compressionOf(type).plausibleRatio;
 }
 
-std::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
+std::optional<uint64_t> decodedSize(CompressionType::e type, const void* payload, size_t size,
                                     uint64_t limit) {
     uint64_t count = 0;
     try {
         decodeThroughChain(type, payload, size, CountingSink(count, limit));
-    } catch (std::exception const&) {
+    } catch (const std::exception&) {
         return std::nullopt;
     }
     return count;
 }
 
-void FrameDecoder::decode(CompressionType::e type, void const* payload, size_t size,
+void FrameDecoder::decode(CompressionType::e type, const void* payload, size_t size,
                           std::vector<uint16_t>& samples) {
     const std::optional<DeflateFormat> deflate = compressionOf(type).deflate;
     if (deflate && _decodeFast(*deflate, payload, size, samples)) return;
     decodeThroughChain(type, payload, size, samples);
 }
 
-bool FrameDecoder::_decodeFast(DeflateFormat format, void const* payload, size_t size,
+bool FrameDecoder::_decodeFast(DeflateFormat format, const void* payload, size_t size,
                                std::vector<uint16_t>& samples) {
     if (!isFastDeflateBuiltIn) return false;
     // The fast way scribbles over its output even when it gives up, and a short stream must leave
     // the earlier samples standing: so it gets a buffer of its own.
     try {
         _spare.resize(samples.size());
-    } catch (std::bad_alloc const&) {
+    } catch (const std::bad_alloc&) {
         return false;  // the chain decodes into the samples themselves
     }
     if (!_fast.decode(format, payload, size, _spare.data(), _spare.size() * sizeof(uint16_t))) {

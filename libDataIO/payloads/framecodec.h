@@ -21,14 +21,14 @@ public:
     /// @throws std::ios_base::failure "write area exhausted" when the stream is longer than the
     ///        buffer, which holds one and a half times the largest frame so far; what the
     ///        compression library throws; std::logic_error when `type` is no compression
-    size_t encode(CompressionType::e type, CompressionEffort::e effort, void const* data,
+    size_t encode(CompressionType::e type, CompressionEffort::e effort, const void* data,
                   size_t size);
 
-    char const* stream() const { return _buffer.data(); }
+    const char* stream() const { return _buffer.data(); }
 
 private:
     void _reserveFor(size_t size);
-    size_t _encodeFast(CompressionTraits const& compression, void const* data, size_t size);
+    size_t _encodeFast(const CompressionTraits& compression, const void* data, size_t size);
 
     std::vector<char> _buffer;  // only ever grows
     FastDeflater _fast;
@@ -39,7 +39,7 @@ uint64_t plausibleDecodedSize(CompressionType::e type, uint64_t size);
 
 /// How many bytes a stream of `type`, not None, decodes to; empty when it is damaged or when they
 /// are more than `limit`.
-std::optional<uint64_t> decodedSize(CompressionType::e type, void const* payload, size_t size,
+std::optional<uint64_t> decodedSize(CompressionType::e type, const void* payload, size_t size,
                                     uint64_t limit);
 
 /// Turns streams into 16-bit samples. Keeps its working memory from frame to frame.
@@ -51,11 +51,11 @@ public:
     /// @throws the exception of the compression library for a damaged stream,
     ///        std::ios_base::failure for one that is longer than the samples, std::logic_error when
     ///        `type` is no compression
-    void decode(CompressionType::e type, void const* payload, size_t size,
+    void decode(CompressionType::e type, const void* payload, size_t size,
                 std::vector<uint16_t>& samples);
 
 private:
-    bool _decodeFast(DeflateFormat format, void const* payload, size_t size,
+    bool _decodeFast(DeflateFormat format, const void* payload, size_t size,
                      std::vector<uint16_t>& samples);
 
     std::vector<uint16_t> _spare;

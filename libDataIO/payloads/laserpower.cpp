@@ -21,7 +21,7 @@ unsigned char encoded(float power) {
 
 }  // namespace
 
-std::vector<float> decodeLaserPowers(void const* payload, size_t size) {
+std::vector<float> decodeLaserPowers(const void* payload, size_t size) {
     const auto* bytes = static_cast<const unsigned char*>(payload);
     std::array<float, 256> powerOf{};
     for (size_t byte = 0; byte < powerOf.size(); ++byte)
@@ -32,7 +32,7 @@ std::vector<float> decodeLaserPowers(void const* payload, size_t size) {
     return powers;
 }
 
-std::vector<unsigned char> encodeLaserPowers(std::vector<float> const& powers) {
+std::vector<unsigned char> encodeLaserPowers(const std::vector<float>& powers) {
     std::vector<unsigned char> bytes(powers.size());
     for (size_t i = 0; i < powers.size(); ++i)
         bytes[i] = encoded(powers[i]);

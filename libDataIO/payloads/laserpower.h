@@ -12,10 +12,10 @@ namespace mz {
 constexpr float noLaserPower = -1.0F;
 
 /// One power a byte; noLaserPower for 255.
-std::vector<float> decodeLaserPowers(void const* payload, size_t size);
+std::vector<float> decodeLaserPowers(const void* payload, size_t size);
 
 /// One byte a power: 255 for negative powers and NaN, else the low 8 bits of round(power × 254).
 /// Powers above 1 are not clamped, so 1.004 becomes 255 and 1.01 wraps to 1.
-std::vector<unsigned char> encodeLaserPowers(std::vector<float> const& powers);
+std::vector<unsigned char> encodeLaserPowers(const std::vector<float>& powers);
 
 }  // namespace mz

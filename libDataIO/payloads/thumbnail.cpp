@@ -49,7 +49,7 @@ const char* rowAt(const char* frame, int row, int width) {
 
 /// Makes an image of the grid's size, each pixel `convert` of the frame's sample there.
 template <class Sample, class Pixel, class Convert>
-bool sampleFrame(const char* frame, ThumbnailGrid const& grid, float stepX, float stepY,
+bool sampleFrame(const char* frame, const ThumbnailGrid& grid, float stepX, float stepY,
                  QImage::Format format, Convert convert, QImage& image) {
     QImage sampled(grid.width, grid.height, format);
     if (sampled.isNull()) return false;
@@ -103,7 +103,7 @@ ContrastWindow contrastWindow(const char* frame, int width, int height) {
     return {min, std::max(max, min + 32)};
 }
 
-ContrastFaults squeezeRamp(MzPalette& palette, ContrastWindow const& window) {
+ContrastFaults squeezeRamp(MzPalette& palette, const ContrastWindow& window) {
     ContrastFaults faults;
     const int64_t cropMin = palette._cropMinInt;
     const int64_t cropWidth = palette._cropMaxInt - cropMin;
@@ -125,16 +125,16 @@ ContrastFaults squeezeRamp(MzPalette& palette, ContrastWindow const& window) {
     return faults;
 }
 
-bool renderThumbnail8(const char* frame, ThumbnailGrid const& grid, QImage& image) try {
+bool renderThumbnail8(const char* frame, const ThumbnailGrid& grid, QImage& image) try {
     // One step for both axes: what rounding the size left over is cut off, not spread over them.
     return sampleFrame<uint8_t, uint8_t>(
         frame, grid, grid.step, grid.step, QImage::Format_Indexed8,
         [](uint8_t sample) { return sample; }, image);
-} catch (std::bad_alloc const&) {
+} catch (const std::bad_alloc&) {
     return false;
 }
 
-bool renderThumbnail16(const char* frame, ThumbnailGrid const& grid, MzPalette const& palette,
+bool renderThumbnail16(const char* frame, const ThumbnailGrid& grid, const MzPalette& palette,
                        uint16_t maskLevel, QImage& image) try {
     std::vector<QRgb> table;
     PalDataGenerator<LerpQRGB<IdxSigned16>>()(palette, table, MakeSpecificValueBlack, maskLevel);
@@ -143,7 +143,7 @@ bool renderThumbnail16(const char* frame, ThumbnailGrid const& grid, MzPalette c
     return sampleFrame<uint16_t, QRgb>(
         frame, grid, grid.stepX, grid.stepY, QImage::Format_RGB32,
         [&table](uint16_t sample) { return table[sample]; }, image);
-} catch (std::bad_alloc const&) {
+} catch (const std::bad_alloc&) {
     return false;
 }
 

@@ -49,17 +49,17 @@ struct ContrastFaults {
 
 /// Squeezes the palette's ramp onto the window; an end that lies outside the crop range is put at
 /// the end of the crop range. A palette with an empty crop range is left as it is.
-ContrastFaults squeezeRamp(MzPalette& palette, ContrastWindow const& window);
+ContrastFaults squeezeRamp(MzPalette& palette, const ContrastWindow& window);
 
 /// Thumbnail of a frame of 8-bit samples. `image` becomes an 8-bit indexed image that owns its
 /// pixels, the samples themselves; it has no colour table, so that whoever shows it chooses one.
 /// False, and `image` left as it was, when there is no memory for the image.
-bool renderThumbnail8(const char* frame, ThumbnailGrid const& grid, QImage& image);
+bool renderThumbnail8(const char* frame, const ThumbnailGrid& grid, QImage& image);
 
 /// Thumbnail of a frame of 16-bit samples (see contrastWindow) through the palette, as a 32-bit RGB
 /// image. Samples of the bit pattern `maskLevel` are black. False, and `image` left as it was, when
 /// there is no memory for the image.
-bool renderThumbnail16(const char* frame, ThumbnailGrid const& grid, MzPalette const& palette,
+bool renderThumbnail16(const char* frame, const ThumbnailGrid& grid, const MzPalette& palette,
                        uint16_t maskLevel, QImage& image);
 
 /// A drawn picture of 160 x 120 pixels for movies whose frames are no images.

@@ -12,22 +12,22 @@ namespace mz {
 
 namespace {
 
-bool isInfo(ChunkSpan const& chunk) {
+bool isInfo(const ChunkSpan& chunk) {
     return chunk.type == MZ_CT_INFO;
 }
 
-std::optional<ChunkInfo> loadedInfo(QByteArray const& payload) {
+std::optional<ChunkInfo> loadedInfo(const QByteArray& payload) {
     ChunkInfo info;
     try {
         info.load(payload.constData(), static_cast<unsigned int>(payload.size()));
-    } catch (IOFileException const&) {
+    } catch (const IOFileException&) {
         return std::nullopt;  // not all of its index is there
     }
     return info;
 }
 
-bool hasTraceOfAChunk(ChunkScan const& scan) {
-    const auto beginsChunk = [](ChunkGap const& gap) { return gap.beginsChunk; };
+bool hasTraceOfAChunk(const ChunkScan& scan) {
+    const auto beginsChunk = [](const ChunkGap& gap) { return gap.beginsChunk; };
     return !scan.chunks.empty() || std::any_of(scan.gaps.begin(), scan.gaps.end(), beginsChunk);
 }
 
@@ -38,7 +38,7 @@ std::optional<ChunkSpan> MovieRemains::wholeInfo() const {
     return scan.chunks.back();
 }
 
-DamagedMovie::DamagedMovie(QString const& fileName) : _fileName(fileName) {
+DamagedMovie::DamagedMovie(const QString& fileName) : _fileName(fileName) {
     _reader.openFile(fileName);
     const posix::Descriptor file(posix::open(fileName, O_RDONLY));
     if (file.get() == -1) failSalvageRead(errno);
@@ -64,9 +64,9 @@ void DamagedMovie::_loadOwnInfo(int fd) {
 
 /// The info chunk of which the file's last bytes are a part, with the size that it announces.
 std::optional<ChunkSpan> DamagedMovie::_brokenInfo(int fd) {
-    ChunkScan const& scan = _remains.scan;
+    const ChunkScan& scan = _remains.scan;
     if (scan.gaps.empty()) return std::nullopt;
-    ChunkGap const& gap = scan.gaps.back();
+    const ChunkGap& gap = scan.gaps.back();
     if (gap.end() != scan.fileSize || gap.length < chunkHeaderSize) return std::nullopt;
     const QByteArray bytes = _bytesAt(fd, gap.offset, chunkHeaderSize);
     ChunkHeaderBytes header{};
@@ -81,7 +81,7 @@ std::optional<ChunkSpan> DamagedMovie::_brokenInfo(int fd) {
 
 /// What there is of the payload of an info chunk, in whole lines: "width=51" may have been
 /// "width=512".
-QByteArray DamagedMovie::_infoPayload(int fd, ChunkSpan const& chunk) {
+QByteArray DamagedMovie::_infoPayload(int fd, const ChunkSpan& chunk) {
     const qint64 begin = chunk.offset + chunkHeaderSize;
     QByteArray payload =
         _bytesAt(fd, begin, std::min<qint64>(chunk.size, _remains.scan.fileSize - begin));
@@ -96,7 +96,7 @@ QByteArray DamagedMovie::_bytesAt(int fd, qint64 offset, qint64 size) {
     return read.bytes;
 }
 
-const char* DamagedMovie::payload(ChunkSpan const& chunk) {
+const char* DamagedMovie::payload(const ChunkSpan& chunk) {
     if (!_reader.seek(chunk.offset) || !_reader.nextChunk(chunk.type) ||
         _reader.chunkSize() != chunk.size) {
         failSalvageBusy(_fileName);

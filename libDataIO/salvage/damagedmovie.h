@@ -33,18 +33,18 @@ public:
     /// Reads the framing of the whole file.
     /// @throws IOFileException "FR_OF_…" when there is no such file, "IU_S_READ" (SYSCALL) when it
     ///         cannot be read at all, "IU_S_FORMAT" when it holds bytes but no trace of a chunk
-    explicit DamagedMovie(QString const& fileName);
+    explicit DamagedMovie(const QString& fileName);
 
-    MovieRemains const& remains() const { return _remains; }
+    const MovieRemains& remains() const { return _remains; }
 
     /// `chunk.size` bytes, valid until the next payload.
     /// @throws IOFileException "IU_S_BUSY" when the chunk is no longer there, "MM_…"
-    const char* payload(ChunkSpan const& chunk);
+    const char* payload(const ChunkSpan& chunk);
 
 private:
     void _loadOwnInfo(int fd);
     std::optional<ChunkSpan> _brokenInfo(int fd);
-    QByteArray _infoPayload(int fd, ChunkSpan const& chunk);
+    QByteArray _infoPayload(int fd, const ChunkSpan& chunk);
     QByteArray _bytesAt(int fd, qint64 offset, qint64 size);
 
     QString _fileName;

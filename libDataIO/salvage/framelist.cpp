@@ -5,7 +5,7 @@
 
 namespace mz {
 
-void FrameList::remove(std::vector<size_t> const& numbers) {
+void FrameList::remove(const std::vector<size_t>& numbers) {
     std::vector<ChunkSpan> leftFrames;
     std::vector<size_t> leftPlaces;
     for (size_t i = 0; i < frames.size(); ++i) {
@@ -18,14 +18,14 @@ void FrameList::remove(std::vector<size_t> const& numbers) {
     isComplete = isComplete && numbers.empty();
 }
 
-std::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
-                                       std::vector<ChunkRecord> const& index) {
+std::optional<FrameList> framesOfIndex(const std::vector<ChunkSpan>& frames,
+                                       const std::vector<ChunkRecord>& index) {
     FrameList list;
     std::vector<bool> isListed(frames.size(), false);
     for (size_t place = 0; place < index.size(); ++place) {
         const auto frame = std::lower_bound(
             frames.begin(), frames.end(), qint64{index[place].offset},
-            [](ChunkSpan const& chunk, qint64 offset) { return chunk.offset < offset; });
+            [](const ChunkSpan& chunk, qint64 offset) { return chunk.offset < offset; });
         if (frame == frames.end() || frame->offset != qint64{index[place].offset} ||
             frame->size != index[place].length) {
             continue;
@@ -41,7 +41,7 @@ std::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
     return list;
 }
 
-FrameList framesOfFile(std::vector<ChunkSpan> const& frames, std::vector<qint64> const& holes,
+FrameList framesOfFile(const std::vector<ChunkSpan>& frames, const std::vector<qint64>& holes,
                        size_t recorded) {
     FrameList list;
     list.frames = frames;
@@ -57,12 +57,12 @@ FrameList framesOfFile(std::vector<ChunkSpan> const& frames, std::vector<qint64>
     return list;
 }
 
-size_t entriesLeft(std::vector<size_t> const& places, size_t count) {
+size_t entriesLeft(const std::vector<size_t>& places, size_t count) {
     return static_cast<size_t>(std::lower_bound(places.begin(), places.end(), count) -
                                places.begin());
 }
 
-QByteArray entriesAt(std::vector<size_t> const& places, const char* entries, size_t size,
+QByteArray entriesAt(const std::vector<size_t>& places, const char* entries, size_t size,
                      size_t entrySize) {
     const size_t count = entriesLeft(places, size / entrySize);
     QByteArray left;

@@ -22,26 +22,26 @@ struct FrameList {
     bool isComplete = true;  ///< as far as can be told, no frame is missing
 
     /// Takes frames out, by their numbers in ascending order.
-    void remove(std::vector<size_t> const& numbers);
+    void remove(const std::vector<size_t>& numbers);
 };
 
 /// The frames in the order of the index that the movie had, which may be that of a ring. Empty when
 /// it does not know one of the frames and so describes another file.
-std::optional<FrameList> framesOfIndex(std::vector<ChunkSpan> const& frames,
-                                       std::vector<ChunkRecord> const& index);
+std::optional<FrameList> framesOfIndex(const std::vector<ChunkSpan>& frames,
+                                       const std::vector<ChunkRecord>& index);
 
 /// The frames in the order of the file.
 /// @param holes offsets of the gaps in which frames may have stood
 /// @param recorded how many frames there were, 0 when nothing tells. With one hole only, the lost
 ///        ones are known to have stood there
-FrameList framesOfFile(std::vector<ChunkSpan> const& frames, std::vector<qint64> const& holes,
+FrameList framesOfFile(const std::vector<ChunkSpan>& frames, const std::vector<qint64>& holes,
                        size_t recorded);
 
 /// How many of the frames at these places have an entry in a list of `count` entries.
-size_t entriesLeft(std::vector<size_t> const& places, size_t count);
+size_t entriesLeft(const std::vector<size_t>& places, size_t count);
 
 /// Their entries, of a list of `size` bytes.
-QByteArray entriesAt(std::vector<size_t> const& places, const char* entries, size_t size,
+QByteArray entriesAt(const std::vector<size_t>& places, const char* entries, size_t size,
                      size_t entrySize);
 
 }  // namespace mz

@@ -18,7 +18,7 @@ namespace {
 /// until all can.
 /// @return the plan that was carried out in the end
 template <class CarryOut>
-SalvagePlan provenPlan(SalvagePlan plan, QString const& fileName, CarryOut carryOut) {
+SalvagePlan provenPlan(SalvagePlan plan, const QString& fileName, CarryOut carryOut) {
     for (;;) {
         carryOut(plan);
         const std::vector<UselessFrame> unreadable = unreadableFrames(fileName);
@@ -33,7 +33,7 @@ SalvagePlan provenPlan(SalvagePlan plan, QString const& fileName, CarryOut carry
 
 /// A disk that fails shows whole chunks as torn ones; a recorder that goes on makes whole ones of
 /// them.
-void checkSteady(MovieRemains const& movie, FileWriter const& writer, QString const& fileName) {
+void checkSteady(const MovieRemains& movie, const FileWriter& writer, const QString& fileName) {
     if (movie.scan.readError != 0) failSalvageRead(movie.scan.readError);
     const qint64 size = writer.fileSize();
     if (size == -1) failSalvageRead(errno);
@@ -41,7 +41,7 @@ void checkSteady(MovieRemains const& movie, FileWriter const& writer, QString co
 }
 
 /// Emptying anything else than a file, or removing it after a failure, would do harm.
-void checkOutput(QString const& damaged, QString const& output) {
+void checkOutput(const QString& damaged, const QString& output) {
     if (isSameFile(damaged, output)) {
         DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_SAME",
                     QStringLiteral("Damaged and salvaged file are the same."));
@@ -53,7 +53,7 @@ void checkOutput(QString const& damaged, QString const& output) {
     }
 }
 
-void copyFile(QString const& from, QString const& to) {
+void copyFile(const QString& from, const QString& to) {
     QFile source(from);
     QFile::remove(to);
     if (!source.copy(to)) {
@@ -62,15 +62,15 @@ void copyFile(QString const& from, QString const& to) {
     }
 }
 
-SalvagePlan planFor(DamagedMovie& movie, SalvageMode mode, AttributeChunk const& given,
-                    std::vector<float> const& fibers) {
+SalvagePlan planFor(DamagedMovie& movie, SalvageMode mode, const AttributeChunk& given,
+                    const std::vector<float>& fibers) {
     return SalvagePlan::of(movie.remains(), mode, salvagedAttributes(movie, given), fibers);
 }
 
 }  // namespace
 
-SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attributes,
-                             std::vector<float> const& fibers) {
+SalvageReport salvageInPlace(const QString& fileName, const AttributeChunk& attributes,
+                             const std::vector<float>& fibers) {
     if (const auto sound = soundReport(fileName)) return *sound;
 
     DamagedMovie movie(fileName);
@@ -83,7 +83,7 @@ SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attr
     const qint64 soundEnd = movie.remains().scan.soundEnd();
     try {
         // Behind the torn chunk at first: should the proof fail, the file is as it was.
-        plan = provenPlan(std::move(plan), fileName, [&](SalvagePlan const& planned) {
+        plan = provenPlan(std::move(plan), fileName, [&](const SalvagePlan& planned) {
             cutAt(writer, end);
             writeTail(planned, movie, writer);
         });
@@ -95,7 +95,7 @@ SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attr
     } catch (...) {
         try {
             cutAt(writer, end);
-        } catch (IOFileException const&) {
+        } catch (const IOFileException&) {
             // Logged; the failure that led here is the one to report.
         }
         throw;
@@ -104,8 +104,8 @@ SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attr
     return plan.report();
 }
 
-SalvageReport salvageIntoCopy(QString const& damaged, QString const& output,
-                              AttributeChunk const& attributes, std::vector<float> const& fibers) {
+SalvageReport salvageIntoCopy(const QString& damaged, const QString& output,
+                              const AttributeChunk& attributes, const std::vector<float>& fibers) {
     checkOutput(damaged, output);
     if (const auto sound = soundReport(damaged)) {
         copyFile(damaged, output);
@@ -117,7 +117,7 @@ SalvageReport salvageIntoCopy(QString const& damaged, QString const& output,
     FileWriter writer;
     writer.openFile(output, FW_CREATE);
     try {
-        plan = provenPlan(std::move(plan), output, [&](SalvagePlan const& planned) {
+        plan = provenPlan(std::move(plan), output, [&](const SalvagePlan& planned) {
             cutAt(writer, 0);
             writeCopy(planned, movie, writer);
         });

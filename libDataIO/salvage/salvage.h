@@ -11,9 +11,9 @@
 
 namespace mz {
 
-SalvageReport salvageInPlace(QString const& fileName, AttributeChunk const& attributes,
-                             std::vector<float> const& fibers);
-SalvageReport salvageIntoCopy(QString const& damaged, QString const& output,
-                              AttributeChunk const& attributes, std::vector<float> const& fibers);
+SalvageReport salvageInPlace(const QString& fileName, const AttributeChunk& attributes,
+                             const std::vector<float>& fibers);
+SalvageReport salvageIntoCopy(const QString& damaged, const QString& output,
+                              const AttributeChunk& attributes, const std::vector<float>& fibers);
 
 }  // namespace mz

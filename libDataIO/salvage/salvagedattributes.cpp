@@ -13,14 +13,14 @@ namespace mz {
 namespace {
 
 /// Bytes of an image, empty when the header does not tell.
-std::optional<int64_t> imageBytes(AttributeChunk const& attributes) {
+std::optional<int64_t> imageBytes(const AttributeChunk& attributes) {
     const std::optional<PixelLayout> layout = pixelLayout(attributes);
     return layout ? layout->frameBytes() : std::nullopt;
 }
 
 /// Uncompressed bytes of the last frame of which that can be told; 0 when there is none, or nothing
 /// to compare it with.
-unsigned int lastFrameSize(DamagedMovie& movie, AttributeChunk const& attributes) {
+unsigned int lastFrameSize(DamagedMovie& movie, const AttributeChunk& attributes) {
     const std::optional<int64_t> image = imageBytes(attributes);
     if (!image) return 0;
     QString name;
@@ -28,7 +28,7 @@ unsigned int lastFrameSize(DamagedMovie& movie, AttributeChunk const& attributes
     const CompressionType::e compression = compressionOfName(name);
     const auto limit =
         static_cast<uint64_t>(std::min<int64_t>(*image, std::numeric_limits<int>::max()));
-    auto const& chunks = movie.remains().scan.chunks;
+    const auto& chunks = movie.remains().scan.chunks;
     for (auto chunk = chunks.rbegin(); chunk != chunks.rend(); ++chunk) {
         if (roleOfChunk(chunk->type) != ChunkRole::Frame) continue;
         if (compression == CompressionType::None) return chunk->size;
@@ -42,9 +42,9 @@ unsigned int lastFrameSize(DamagedMovie& movie, AttributeChunk const& attributes
 
 AttributeChunk salvagedAttributes(DamagedMovie& movie, AttributeChunk given) {
     AttributeChunk attributes;
-    if (auto const& own = movie.remains().ownInfo) attributes = *own;
+    if (const auto& own = movie.remains().ownInfo) attributes = *own;
     FrameTimer::removeFromAttChunk(given);
-    for (auto const& [key, value] : given.attributes())
+    for (const auto& [key, value] : given.attributes())
         attributes.attributes().emplace(key, value);
     attributes.attributes().emplace(keys::endian, Attribute{QString::number(nativeEndian)});
     reconcileDataType(attributes, lastFrameSize(movie, attributes));

@@ -9,7 +9,7 @@ void failSalvageRead(int error) {
                 withSystemError(QStringLiteral("Could not read file: "), error));
 }
 
-void failSalvageBusy(QString const& fileName) {
+void failSalvageBusy(const QString& fileName) {
     DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_BUSY",
                 QStringLiteral("File %1 changes while it is salvaged.").arg(fileName));
 }

@@ -12,6 +12,6 @@ extern Logger* const salvageLogger;
 [[noreturn]] void failSalvageRead(int error);
 
 /// The file is not as it was when its chunks were looked for.
-[[noreturn]] void failSalvageBusy(QString const& fileName);
+[[noreturn]] void failSalvageBusy(const QString& fileName);
 
 }  // namespace mz

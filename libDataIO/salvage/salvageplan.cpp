@@ -13,7 +13,7 @@ namespace mz {
 namespace {
 
 /// The payload of a fibre-centre chunk for the positions that are given.
-QByteArray fiberPayload(std::vector<float> const& fibers, AttributeChunk const& attributes) {
+QByteArray fiberPayload(const std::vector<float>& fibers, const AttributeChunk& attributes) {
     if (fibers.empty()) return {};
     const std::optional<ImageSize> size = imageSize(attributes);
     if (!size || !size->isPositive()) {
@@ -28,8 +28,8 @@ QByteArray fiberPayload(std::vector<float> const& fibers, AttributeChunk const& 
 }
 
 /// The payload of a trailing chunk that the movie has not; empty when nothing was given for it.
-QByteArray suppliedPayload(MZImageChunkType type, std::vector<float> const& fibers,
-                           AttributeChunk const& attributes) {
+QByteArray suppliedPayload(MZImageChunkType type, const std::vector<float>& fibers,
+                           const AttributeChunk& attributes) {
     switch (type) {
         case MZ_CT_FIBERCENTER:
             return fiberPayload(fibers, attributes);
@@ -48,13 +48,13 @@ QByteArray suppliedPayload(MZImageChunkType type, std::vector<float> const& fibe
     return {};
 }
 
-unsigned int sizeOf(PlannedPayload const& payload) {
+unsigned int sizeOf(const PlannedPayload& payload) {
     struct {
-        unsigned int operator()(ChunkSpan const& original) const { return original.size; }
-        unsigned int operator()(LeftEntries const& left) const {
+        unsigned int operator()(const ChunkSpan& original) const { return original.size; }
+        unsigned int operator()(const LeftEntries& left) const {
             return static_cast<unsigned int>(left.places.size() * left.entrySize);
         }
-        unsigned int operator()(QByteArray const& bytes) const {
+        unsigned int operator()(const QByteArray& bytes) const {
             return static_cast<unsigned int>(bytes.size());
         }
     } size;
@@ -73,8 +73,8 @@ QByteArray saved(ChunkInfo& info) {
 
 }  // namespace
 
-SalvagePlan SalvagePlan::of(MovieRemains const& movie, SalvageMode mode,
-                            AttributeChunk const& attributes, std::vector<float> const& fibers) {
+SalvagePlan SalvagePlan::of(const MovieRemains& movie, SalvageMode mode,
+                            const AttributeChunk& attributes, const std::vector<float>& fibers) {
     SalvageSelection selection = selectChunks(movie, mode);
     Basis basis{
         mode, attributes, {}, movie.wholeInfoPayload, movie.scan.fileSize, movie.scan.soundEnd()};
@@ -82,13 +82,13 @@ SalvagePlan SalvagePlan::of(MovieRemains const& movie, SalvageMode mode,
         if (selection.trailing[kind]) continue;
         basis.supplied[kind] = suppliedPayload(trailingChunks[kind].type, fibers, attributes);
     }
-    SalvagePlan plan(std::make_shared<Basis const>(std::move(basis)), std::move(selection),
+    SalvagePlan plan(std::make_shared<const Basis>(std::move(basis)), std::move(selection),
                      movie.scan.fileSize);
     const std::vector<UselessFrame> tooMany = plan._framesBeyondAnyIndex();
     return tooMany.empty() ? plan : plan.without(tooMany);
 }
 
-SalvagePlan::SalvagePlan(std::shared_ptr<Basis const> basis, SalvageSelection selection,
+SalvagePlan::SalvagePlan(std::shared_ptr<const Basis> basis, SalvageSelection selection,
                          qint64 tailOffset)
     : _basis(std::move(basis)), _selection(std::move(selection)) {
     _placeKept();
@@ -97,7 +97,7 @@ SalvagePlan::SalvagePlan(std::shared_ptr<Basis const> basis, SalvageSelection se
     _planTail(_basis->mode == SalvageMode::Copy ? keptEnd : tailOffset);
 }
 
-SalvagePlan SalvagePlan::without(std::vector<UselessFrame> const& useless) const {
+SalvagePlan SalvagePlan::without(const std::vector<UselessFrame>& useless) const {
     return SalvagePlan(_basis, _selection.without(useless), _tail.front().offset);
 }
 
@@ -107,7 +107,7 @@ SalvagePlan SalvagePlan::withTailAt(qint64 offset) const {
 
 void SalvagePlan::_placeKept() {
     qint64 end = 0;
-    const auto place = [&](ChunkSpan const& chunk) {
+    const auto place = [&](const ChunkSpan& chunk) {
         _kept.push_back({chunk, _basis->mode == SalvageMode::Copy ? end : chunk.offset});
         end += chunk.length();
     };
@@ -119,7 +119,7 @@ void SalvagePlan::_placeKept() {
 void SalvagePlan::_planTail(qint64 offset) {
     ChunkInfo info;
     info.merge(_basis->attributes);
-    for (KeptChunk const& chunk : _kept)
+    for (const KeptChunk& chunk : _kept)
         list(info, chunk.original.type, chunk.offset, chunk.original.size);
 
     const auto append = [&](unsigned int type, PlannedPayload payload) {
@@ -130,7 +130,7 @@ void SalvagePlan::_planTail(qint64 offset) {
     };
     for (size_t kind = 0; kind < trailingChunks.size(); ++kind) {
         const MZImageChunkType type = trailingChunks[kind].type;
-        std::optional<ChunkSpan> const& original = _selection.trailing[kind];
+        const std::optional<ChunkSpan>& original = _selection.trailing[kind];
         if (type == MZ_CT_INFO) {
             append(type, saved(info));
         } else if (original) {
@@ -139,14 +139,14 @@ void SalvagePlan::_planTail(qint64 offset) {
                 list(info, type, original->offset, original->size);
             else
                 append(type, std::move(payload));
-        } else if (QByteArray const& supplied = _basis->supplied[kind]; !supplied.isEmpty()) {
+        } else if (const QByteArray& supplied = _basis->supplied[kind]; !supplied.isEmpty()) {
             append(type, supplied);
         }
     }
 }
 
 /// All of it, unless it is a list in which frames have entries that are lost.
-PlannedPayload SalvagePlan::_payloadOf(size_t kind, ChunkSpan const& original) const {
+PlannedPayload SalvagePlan::_payloadOf(size_t kind, const ChunkSpan& original) const {
     const size_t entrySize = trailingChunks[kind].bytesPerFrame;
     if (entrySize == 0 || original.size % entrySize != 0 || _selection.frames.isComplete)
         return original;
@@ -162,7 +162,7 @@ std::vector<UselessFrame> SalvagePlan::_framesBeyondAnyIndex() const {
     std::vector<UselessFrame> tooMany;
     if (_basis->mode != SalvageMode::Copy) return tooMany;
     qint64 room = maxFileSize - tailSize();
-    for (ChunkSpan const& other : _selection.others)
+    for (const ChunkSpan& other : _selection.others)
         room -= other.length();
     for (size_t number = 0; number < frameCount(); ++number) {
         const qint64 length = _selection.frames.frames[number].length();
@@ -179,7 +179,7 @@ qint64 SalvagePlan::tailSize() const {
 }
 
 bool SalvagePlan::ownInfoStands() const {
-    std::optional<ChunkSpan> const& own = _selection.trailing.back();
+    const std::optional<ChunkSpan>& own = _selection.trailing.back();
     return _basis->mode == SalvageMode::InPlace && own && own->end() == _basis->soundEnd &&
            std::get<QByteArray>(_tail.back().payload) == _basis->ownInfo;
 }
@@ -187,15 +187,15 @@ bool SalvagePlan::ownInfoStands() const {
 SalvageReport SalvagePlan::report() const {
     SalvageReport report;
     report.gaps = _selection.leftOut;
-    std::optional<ChunkSpan> const& own = _selection.trailing.back();
+    const std::optional<ChunkSpan>& own = _selection.trailing.back();
     if (own && !ownInfoStands())
         report.gaps.push_back({own->offset, own->length(), replacedInfo()});
     std::sort(report.gaps.begin(), report.gaps.end(),
-              [](SalvageGap const& a, SalvageGap const& b) { return a.offset < b.offset; });
+              [](const SalvageGap& a, const SalvageGap& b) { return a.offset < b.offset; });
 
     report.framesKept = static_cast<unsigned int>(frameCount());
     report.bytesKept = _basis->fileSize;
-    for (SalvageGap const& gap : report.gaps)
+    for (const SalvageGap& gap : report.gaps)
         report.bytesKept -= gap.length;
     report.bytesCut = _basis->mode == SalvageMode::Copy ? _basis->fileSize - report.bytesKept
                                                         : _basis->fileSize - _basis->soundEnd;

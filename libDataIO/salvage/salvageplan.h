@@ -44,11 +44,11 @@ public:
     /// @param fibers positions for a movie without fibres; may be empty
     /// @throws IOFileException "IU_S_SIZE" when these positions are needed, but the attributes do
     ///         not tell the size of the image in which they lie
-    static SalvagePlan of(MovieRemains const& movie, SalvageMode mode,
-                          AttributeChunk const& attributes, std::vector<float> const& fibers);
+    static SalvagePlan of(const MovieRemains& movie, SalvageMode mode,
+                          const AttributeChunk& attributes, const std::vector<float>& fibers);
 
     /// The plan for the movie less some frames, given in ascending order of their numbers.
-    SalvagePlan without(std::vector<UselessFrame> const& useless) const;
+    SalvagePlan without(const std::vector<UselessFrame>& useless) const;
     /// The plan with its tail from another offset on, for a movie that stays in place.
     SalvagePlan withTailAt(qint64 offset) const;
 
@@ -56,11 +56,11 @@ public:
 
     /// The frames in the order of the recording, then the chunks that are neither frames nor
     /// trailing ones. They stay, or are copied in this order.
-    std::vector<KeptChunk> const& kept() const { return _kept; }
+    const std::vector<KeptChunk>& kept() const { return _kept; }
 
     /// What is written behind them without gaps: the trailing chunks that do not stay where they
     /// are, the info chunk last. In place it begins at the end of the file, unless it was moved.
-    std::vector<PlannedChunk> const& tail() const { return _tail; }
+    const std::vector<PlannedChunk>& tail() const { return _tail; }
     qint64 tailSize() const;
 
     /// Whether the movie stays in place and its last chunk, but for a torn one, is an info chunk
@@ -82,14 +82,14 @@ private:
         qint64 soundEnd;
     };
 
-    SalvagePlan(std::shared_ptr<Basis const> basis, SalvageSelection selection, qint64 tailOffset);
+    SalvagePlan(std::shared_ptr<const Basis> basis, SalvageSelection selection, qint64 tailOffset);
 
     void _placeKept();
     void _planTail(qint64 offset);
-    PlannedPayload _payloadOf(size_t kind, ChunkSpan const& original) const;
+    PlannedPayload _payloadOf(size_t kind, const ChunkSpan& original) const;
     std::vector<UselessFrame> _framesBeyondAnyIndex() const;
 
-    std::shared_ptr<Basis const> _basis;
+    std::shared_ptr<const Basis> _basis;
     SalvageSelection _selection;
     std::vector<KeptChunk> _kept;
     std::vector<PlannedChunk> _tail;

@@ -17,7 +17,7 @@ QString undecodable() {
 /// Whether a failure speaks of the file's content and not of the system, which may succeed the next
 /// time. A header that the file's end cuts short is reported as a failed read as well. Should it
 /// have been one indeed, a sound movie is salvaged, which loses nothing.
-bool isDamage(IOFileException const& failure) {
+bool isDamage(const IOFileException& failure) {
     return failure.origin() == SOFTWARE || failure.code() == QLatin1String("CHB_LDF_READ");
 }
 
@@ -25,24 +25,24 @@ bool isReadable(ImageReader& reader, unsigned int number) {
     const void* data = nullptr;
     try {
         return reader.getRawFrame(data, number).has_value();
-    } catch (BaseException const& failure) {
+    } catch (const BaseException& failure) {
         if (failure.origin() != SOFTWARE) throw;  // may be read the next time
         return false;
-    } catch (std::bad_alloc const&) {
+    } catch (const std::bad_alloc&) {
         throw;
-    } catch (std::exception const&) {
+    } catch (const std::exception&) {
         return false;  // from the compression library: the stream is damaged
     }
 }
 
 }  // namespace
 
-std::optional<SalvageReport> soundReport(QString const& fileName) {
+std::optional<SalvageReport> soundReport(const QString& fileName) {
     SalvageReport report;
     try {
         const ImageReader reader = ImageReader::withoutService(fileName);
         report.framesKept = reader.nbFrames();
-    } catch (IOFileException const& failure) {
+    } catch (const IOFileException& failure) {
         if (!isDamage(failure)) throw;
         return std::nullopt;
     }
@@ -51,7 +51,7 @@ std::optional<SalvageReport> soundReport(QString const& fileName) {
     return report;
 }
 
-std::vector<UselessFrame> unreadableFrames(QString const& fileName) {
+std::vector<UselessFrame> unreadableFrames(const QString& fileName) {
     std::vector<UselessFrame> unreadable;
     ImageReader reader = ImageReader::withoutService(fileName);
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {

@@ -12,10 +12,10 @@ namespace mz {
 
 /// The report on a movie that opens as it is, empty for one that does not.
 /// @throws what ImageReader::open throws when that does not tell whether the movie is damaged
-std::optional<SalvageReport> soundReport(QString const& fileName);
+std::optional<SalvageReport> soundReport(const QString& fileName);
 
 /// The frames of a movie that opens and that cannot be read, in ascending order of their numbers.
 /// @throws IOFileException when the system fails, std::bad_alloc
-std::vector<UselessFrame> unreadableFrames(QString const& fileName);
+std::vector<UselessFrame> unreadableFrames(const QString& fileName);
 
 }  // namespace mz

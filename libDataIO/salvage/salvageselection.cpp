@@ -22,14 +22,14 @@ QString unrelatedList() {
 
 class Selector {
 public:
-    Selector(MovieRemains const& movie, SalvageMode mode) : _movie(movie), _mode(mode) {}
+    Selector(const MovieRemains& movie, SalvageMode mode) : _movie(movie), _mode(mode) {}
 
     SalvageSelection select() {
-        for (ChunkGap const& gap : _movie.scan.gaps) {
+        for (const ChunkGap& gap : _movie.scan.gaps) {
             _selection.leftOut.push_back(
                 {gap.offset, gap.length, gap.isTorn ? tornChunk() : damagedBytes()});
         }
-        for (ChunkSpan const& chunk : _movie.scan.chunks)
+        for (const ChunkSpan& chunk : _movie.scan.chunks)
             _sort(chunk);
         _orderFrames();
         _leaveOutUnrelatedLists();
@@ -37,7 +37,7 @@ public:
     }
 
 private:
-    void _sort(ChunkSpan const& chunk) {
+    void _sort(const ChunkSpan& chunk) {
         if (_mode == SalvageMode::InPlace && chunk.end() > maxFileSize) {
             _selection.leaveOut(chunk, beyondAnyIndex());
             return;
@@ -57,7 +57,7 @@ private:
 
     /// A finished movie has one chunk of each kind. Where there are two, a salvage has written the
     /// later one. An info chunk that others follow describes what the file was before them.
-    void _keepLast(ChunkSpan const& chunk) {
+    void _keepLast(const ChunkSpan& chunk) {
         if (chunk.type == MZ_CT_INFO && chunk.offset != _movie.scan.chunks.back().offset) {
             _selection.leaveOut(chunk, replacedInfo());
             return;
@@ -73,7 +73,7 @@ private:
     void _orderFrames() {
         std::optional<FrameList> indexed;
         if (_movie.ownInfo) {
-            auto const* index = _movie.ownInfo->find(MZ_CT_FRAME);
+            const auto* index = _movie.ownInfo->find(MZ_CT_FRAME);
             if (index != nullptr) indexed = framesOfIndex(_frames, *index);
         }
         _selection.frames =
@@ -87,7 +87,7 @@ private:
             if (_isParallelList(kind)) end = std::min(end, _selection.trailing[kind]->offset);
         }
         std::vector<qint64> holes;
-        for (ChunkGap const& gap : _movie.scan.gaps) {
+        for (const ChunkGap& gap : _movie.scan.gaps) {
             if (gap.offset < end) holes.push_back(gap.offset);
         }
         return holes;
@@ -118,7 +118,7 @@ private:
         return trailingChunks[kind].bytesPerFrame > 0 && _selection.trailing[kind].has_value();
     }
 
-    MovieRemains const& _movie;
+    const MovieRemains& _movie;
     SalvageMode _mode;
     SalvageSelection _selection;
     std::vector<ChunkSpan> _frames;
@@ -133,14 +133,14 @@ QString replacedInfo() {
     return QStringLiteral("info chunk, replaced by a new one");
 }
 
-void SalvageSelection::leaveOut(ChunkSpan const& chunk, QString const& why) {
+void SalvageSelection::leaveOut(const ChunkSpan& chunk, const QString& why) {
     leftOut.push_back({chunk.offset, chunk.length(), why});
 }
 
-SalvageSelection SalvageSelection::without(std::vector<UselessFrame> const& useless) const {
+SalvageSelection SalvageSelection::without(const std::vector<UselessFrame>& useless) const {
     SalvageSelection selection = *this;
     std::vector<size_t> numbers;
-    for (UselessFrame const& frame : useless) {
+    for (const UselessFrame& frame : useless) {
         selection.leaveOut(frames.frames[frame.number], frame.why);
         numbers.push_back(frame.number);
     }
@@ -148,7 +148,7 @@ SalvageSelection SalvageSelection::without(std::vector<UselessFrame> const& usel
     return selection;
 }
 
-SalvageSelection selectChunks(MovieRemains const& movie, SalvageMode mode) {
+SalvageSelection selectChunks(const MovieRemains& movie, SalvageMode mode) {
     return Selector(movie, mode).select();
 }
 

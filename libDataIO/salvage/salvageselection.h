@@ -33,13 +33,13 @@ struct SalvageSelection {
     std::vector<ChunkSpan> others;    ///< of types that nobody is known to write; kept as they are
     std::vector<SalvageGap> leftOut;  ///< all other bytes of the file, in no order
 
-    void leaveOut(ChunkSpan const& chunk, QString const& why);
+    void leaveOut(const ChunkSpan& chunk, const QString& why);
 
     /// The selection less some frames, given in ascending order of their numbers.
-    SalvageSelection without(std::vector<UselessFrame> const& useless) const;
+    SalvageSelection without(const std::vector<UselessFrame>& useless) const;
 };
 
-SalvageSelection selectChunks(MovieRemains const& movie, SalvageMode mode);
+SalvageSelection selectChunks(const MovieRemains& movie, SalvageMode mode);
 
 /// Why a chunk that is beyond `maxFileSize` is not kept.
 QString beyondAnyIndex();

@@ -16,7 +16,7 @@ void moveTo(FileWriter& writer, qint64 offset) {
     if (!writer.seek(offset)) failSeekBeforeWrite(salvageLogger, DATAIO_HERE);
 }
 
-void copyChunk(ChunkSpan const& chunk, DamagedMovie& movie, FileWriter& writer) {
+void copyChunk(const ChunkSpan& chunk, DamagedMovie& movie, FileWriter& writer) {
     writer.addChunk(chunk.type, movie.payload(chunk), chunk.size);
 }
 
@@ -25,11 +25,11 @@ public:
     PayloadWriter(unsigned int type, DamagedMovie& movie, FileWriter& writer)
         : _type(type), _movie(movie), _writer(writer) {}
 
-    void operator()(ChunkSpan const& original) const { copyChunk(original, _movie, _writer); }
-    void operator()(LeftEntries const& left) const {
+    void operator()(const ChunkSpan& original) const { copyChunk(original, _movie, _writer); }
+    void operator()(const LeftEntries& left) const {
         (*this)(entriesAt(left.places, _movie.payload(left.list), left.list.size, left.entrySize));
     }
-    void operator()(QByteArray const& bytes) const {
+    void operator()(const QByteArray& bytes) const {
         _writer.addChunk(_type, bytes.constData(), static_cast<size_t>(bytes.size()));
     }
 
@@ -42,7 +42,7 @@ private:
 /// The bytes of a file from an offset on, to be put back should what is written over them fail.
 class Overwritten {
 public:
-    Overwritten(QString const& fileName, qint64 offset, qint64 size)
+    Overwritten(const QString& fileName, qint64 offset, qint64 size)
         : _fileName(fileName), _offset(offset) {
         const posix::Descriptor file(posix::open(fileName, O_RDONLY));
         if (file.get() == -1) failSalvageRead(errno);
@@ -71,19 +71,19 @@ void cutAt(FileWriter& writer, qint64 offset) {
     writer.truncate();
 }
 
-void writeCopy(SalvagePlan const& plan, DamagedMovie& movie, FileWriter& writer) {
-    for (KeptChunk const& chunk : plan.kept())
+void writeCopy(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer) {
+    for (const KeptChunk& chunk : plan.kept())
         copyChunk(chunk.original, movie, writer);
     writeTail(plan, movie, writer);
 }
 
-void writeTail(SalvagePlan const& plan, DamagedMovie& movie, FileWriter& writer) {
-    for (PlannedChunk const& chunk : plan.tail())
+void writeTail(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer) {
+    for (const PlannedChunk& chunk : plan.tail())
         std::visit(PayloadWriter(chunk.type, movie, writer), chunk.payload);
 }
 
-void replaceTornChunk(SalvagePlan const& plan, DamagedMovie& movie, FileWriter& writer,
-                      QString const& fileName) {
+void replaceTornChunk(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer,
+                      const QString& fileName) {
     const qint64 at = plan.tail().front().offset;
     const qint64 tornSize = movie.remains().scan.fileSize - at;
     const Overwritten torn(fileName, at, std::min(plan.tailSize(), tornSize));

@@ -11,15 +11,15 @@ namespace mz {
 void cutAt(FileWriter& writer, qint64 offset);
 
 /// Writes what the plan keeps, and its tail, into an empty file.
-void writeCopy(SalvagePlan const& plan, DamagedMovie& movie, FileWriter& writer);
+void writeCopy(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer);
 
 /// Writes the tail at the writer's cursor, which is where it was planned.
-void writeTail(SalvagePlan const& plan, DamagedMovie& movie, FileWriter& writer);
+void writeTail(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer);
 
 /// Writes the tail over the torn chunk with which the file ended, and cuts what is behind it. After
 /// a failure the torn chunk is back, as far as the system lets it.
 /// @param plan with its tail in the place of the torn chunk
-void replaceTornChunk(SalvagePlan const& plan, DamagedMovie& movie, FileWriter& writer,
-                      QString const& fileName);
+void replaceTornChunk(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer,
+                      const QString& fileName);
 
 }  // namespace mz

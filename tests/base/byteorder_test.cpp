@@ -11,9 +11,9 @@ using namespace mz;
 
 namespace {
 
-using Copy = void (*)(void const*, void*, size_t);
+using Copy = void (*)(const void*, void*, size_t);
 
-QByteArray copied(Copy copy, QByteArray const& from, size_t count) {
+QByteArray copied(Copy copy, const QByteArray& from, size_t count) {
     QByteArray out(from.size(), '.');
     copy(from.constData(), out.data(), count);
     return out;

@@ -18,7 +18,7 @@ struct Row {
     int bits;
 };
 
-void PrintTo(Row const& row, std::ostream* out) {
+void PrintTo(const Row& row, std::ostream* out) {
     *out << row.name;
 }
 

@@ -74,7 +74,7 @@ TEST(Failure, LogsThenThrowsTheSameWithTheThrowingFunctionsLocation) {
     test::LogCapture log;
     try {
         failHere(logger);
-    } catch (CriticalException const& thrown) {
+    } catch (const CriticalException& thrown) {
         EXPECT_STREQ(thrown.locationInfo().fileName(), "tests/base/exceptions_test.cpp");
         // Between these two words compilers name the unnamed namespace each in its own way.
         const QByteArray method = thrown.locationInfo().methodName();
@@ -96,7 +96,7 @@ TEST(Failure, ThrowsWithoutARecordBelowErrorLevel) {
 }
 
 struct ErrnoSpoilingStream : LogStream {
-    void write(LogRecord const& /*record*/) override { errno = EDOM; }
+    void write(const LogRecord& /*record*/) override { errno = EDOM; }
 };
 
 TEST(Failure, SystemTextIsTheSameInRecordAndExceptionEvenIfAStreamSpoilsErrno) {
@@ -107,7 +107,7 @@ TEST(Failure, SystemTextIsTheSameInRecordAndExceptionEvenIfAStreamSpoilsErrno) {
     try {
         errno = ENOSPC;
         DATAIO_FAIL(IOFileException, logger, SYSCALL, "T_X", withSystemError("Could not: "));
-    } catch (IOFileException const& thrown) {
+    } catch (const IOFileException& thrown) {
         EXPECT_EQ(thrown.message(),
                   QStringLiteral("Could not: ") + QString::fromLocal8Bit(strerror(ENOSPC)));
         ASSERT_EQ(log.records().size(), 1u);

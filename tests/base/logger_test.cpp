@@ -15,12 +15,12 @@ using namespace mz;
 namespace {
 
 struct Collector : LogStream {
-    void write(LogRecord const& record) override { records.push_back(record); }
+    void write(const LogRecord& record) override { records.push_back(record); }
     std::vector<LogRecord> records;
 };
 
 struct Thrower : LogStream {
-    void write(LogRecord const& /*record*/) override { throw std::runtime_error("full"); }
+    void write(const LogRecord& /*record*/) override { throw std::runtime_error("full"); }
 };
 
 /// A logger tree of its own for each test; loggers are never destroyed.
@@ -88,7 +88,7 @@ TEST_F(LoggerTest, RecordCarriesEverything) {
     EXPECT_TRUE(at(".a")->forceLog(LogLevel::getWarning(), FILESYSTEM, QStringLiteral("C"),
                                    QStringLiteral("m"), location));
     ASSERT_EQ(stream->records.size(), 1u);
-    LogRecord const& record = stream->records[0];
+    const LogRecord& record = stream->records[0];
     EXPECT_EQ(record.level, LogLevel::Warning);
     EXPECT_EQ(record.origin, FILESYSTEM);
     EXPECT_EQ(record.loggerName, at(".a")->name());
@@ -151,7 +151,7 @@ TEST_F(LoggerTest, NullStreamIsIgnored) {
 
 struct Relogger : LogStream {
     explicit Relogger(Logger* target) : other(target) {}
-    void write(LogRecord const& /*record*/) override {
+    void write(const LogRecord& /*record*/) override {
         if (depth++ == 0) {
             other->forceLog(LogLevel::getInfo(), SOFTWARE, QString(), QStringLiteral("again"),
                             LocationInfo::locationUnavailable);
@@ -216,7 +216,7 @@ TEST(StandardErrorStream, WritesOneLineARecord) {
 
 /// As a stream that writes to a file does on its way.
 struct CancellationPoint : LogStream {
-    void write(LogRecord const& /*record*/) override { pthread_testcancel(); }
+    void write(const LogRecord& /*record*/) override { pthread_testcancel(); }
 };
 
 TEST_F(LoggerTest, AThreadMayBeCancelledWhileItLogs) {

@@ -19,7 +19,7 @@ TEST(SameFile, IsKnownByWhateverName) {
     const QString soft = file.sibling("soft \u00e9");
     ASSERT_EQ(::link(QFile::encodeName(file.path()), QFile::encodeName(hard)), 0);
     ASSERT_EQ(::symlink("hard", QFile::encodeName(soft)), 0);
-    for (QString const& name : {file.path(), hard, soft, file.sibling("./movie")}) {
+    for (const QString& name : {file.path(), hard, soft, file.sibling("./movie")}) {
         EXPECT_TRUE(isSameFile(file.path(), name)) << name.toStdString();
         EXPECT_TRUE(isSameFile(name, file.path())) << name.toStdString();
     }

@@ -28,16 +28,16 @@ void require(bool condition, const char* what) {
 
 struct CountingStream : mz::LogStream {
     int records = 0;
-    void write(mz::LogRecord const&) override { ++records; }
+    void write(const mz::LogRecord&) override { ++records; }
 };
 
 // Shows every pixel as bright as the first fibre.
 struct FirstFibre : mz::IReconstructionService {
-    bool prepare(boost::iterator_range<float const*> fibers, int, int, float, float, float, float,
+    bool prepare(boost::iterator_range<const float*> fibers, int, int, float, float, float, float,
                  float, float) override {
         return !fibers.empty();
     }
-    bool reconstruct(boost::iterator_range<std::uint16_t const*> input,
+    bool reconstruct(boost::iterator_range<const std::uint16_t*> input,
                      boost::iterator_range<std::uint16_t*> output) override {
         std::fill(output.begin(), output.end(), input.front());
         return true;
@@ -45,7 +45,7 @@ struct FirstFibre : mz::IReconstructionService {
     mz::IReconstructionService* clone() const override { return new FirstFibre(*this); }
 };
 
-void recordAndReadImages(QString const& name) {
+void recordAndReadImages(const QString& name) {
     std::vector<std::uint16_t> frame(60 * 40);
     std::iota(frame.begin(), frame.end(), std::uint16_t{1});
     mz::ImageWriter writer;
@@ -60,13 +60,13 @@ void recordAndReadImages(QString const& name) {
 
     mz::ImageReader reader(name);
     require(reader.nbFrames() == 2, "the movie has not two frames");
-    void const* data = nullptr;
+    const void* data = nullptr;
     require(reader.getFrame(data, 1), "the second frame is missing");
-    require(std::equal(frame.begin(), frame.end(), static_cast<std::uint16_t const*>(data)),
+    require(std::equal(frame.begin(), frame.end(), static_cast<const std::uint16_t*>(data)),
             "the frame came back different");
 }
 
-void recordAndReconstructFibres(QString const& name) {
+void recordAndReconstructFibres(const QString& name) {
     const std::vector<std::uint16_t> samples{700, 800};
     mz::ImageWriter writer;
     writer.create(name, true);
@@ -78,12 +78,12 @@ void recordAndReconstructFibres(QString const& name) {
     writer.close();
 
     mz::ImageReader reader(name, boost::make_shared<FirstFibre>());
-    void const* data = nullptr;
+    const void* data = nullptr;
     require(reader.getFrame(data, 0), "the vectorized frame is missing");
-    require(static_cast<std::uint16_t const*>(data)[31] == 700, "the service was not asked");
+    require(static_cast<const std::uint16_t*>(data)[31] == 700, "the service was not asked");
 }
 
-void catchFailure(QString const& name) {
+void catchFailure(const QString& name) {
     auto stream = boost::make_shared<CountingStream>();
     mz::Logger* logger = mz::Logger::logger(QStringLiteral("dataio"));
     logger->inheritLogStreams(false);
@@ -91,7 +91,7 @@ void catchFailure(QString const& name) {
     bool caught = false;
     try {
         mz::ImageReader reader(name);
-    } catch (mz::IOFileException const& failure) {
+    } catch (const mz::IOFileException& failure) {
         caught = !failure.code().isEmpty() && !failure.message().isEmpty();
     }
     require(caught, "the exception did not cross the library's border");

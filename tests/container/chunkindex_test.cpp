@@ -23,7 +23,7 @@ namespace {
 static_assert(std::is_aggregate_v<ChunkRecord>);
 static_assert(std::has_virtual_destructor_v<ChunkIndex>);
 
-void expectTooSmall(ChunkIndex& index, QByteArray const& bytes) {
+void expectTooSmall(ChunkIndex& index, const QByteArray& bytes) {
     const QByteArray before = saved(index);
     expectFailure<IOFileException>(indexTooSmall(), [&] { load(index, bytes); });
     EXPECT_EQ(saved(index), before) << "the index was changed";
@@ -168,7 +168,7 @@ TEST(ChunkIndex, AFailureNamesTheOperationThatFailed) {
     try {
         ChunkIndex().load(nullptr, 0);
         FAIL() << "nothing thrown";
-    } catch (IOFileException const& thrown) {
+    } catch (const IOFileException& thrown) {
         EXPECT_STREQ(thrown.locationInfo().fileName(), "libDataIO/container/chunkindex.cpp");
         // Some compilers put a space in front of the star.
         EXPECT_EQ(QByteArray(thrown.locationInfo().methodName()).replace(" *", "*").toStdString(),

@@ -14,7 +14,7 @@ using namespace mz::test;
 
 namespace {
 
-ChunkScan scanFile(ScratchFile const& file) {
+ChunkScan scanFile(const ScratchFile& file) {
     const int fd = file.open(O_RDONLY);
     ChunkScan scan = scanChunks(fd);
     ::close(fd);
@@ -23,13 +23,13 @@ ChunkScan scanFile(ScratchFile const& file) {
     return scan;
 }
 
-ChunkScan scanOf(QByteArray const& bytes) {
+ChunkScan scanOf(const QByteArray& bytes) {
     return scanFile(ScratchFile(bytes));
 }
 
-std::vector<qint64> offsets(ChunkScan const& scan) {
+std::vector<qint64> offsets(const ChunkScan& scan) {
     std::vector<qint64> out;
-    for (ChunkSpan const& chunk : scan.chunks)
+    for (const ChunkSpan& chunk : scan.chunks)
         out.push_back(chunk.offset);
     return out;
 }

@@ -25,7 +25,7 @@ static_assert(std::is_abstract_v<ChunkWriter>);
 static_assert(std::has_virtual_destructor_v<ChunkWriter>);
 static_assert(!std::is_copy_constructible_v<FDChunkWriter>);
 
-QByteArray payload(ChunkWriter const& writer) {
+QByteArray payload(const ChunkWriter& writer) {
     return QByteArray(static_cast<const char*>(writer.data()), writer.chunkSize());
 }
 
@@ -36,7 +36,7 @@ Failure outside(const char* code) {
 
 class Writer : public testing::Test {
 protected:
-    void openOver(QByteArray const& bytes) {
+    void openOver(const QByteArray& bytes) {
         file.put(0, bytes);
         writer.fileDes(file.open());
     }
@@ -141,7 +141,7 @@ TEST_F(Writer, TheSizeFollowsThePayloadUpAndDown) {
     openOver(chunk(2, QByteArray(100, 'a')) + chunk(2, "b") + chunk(2, QByteArray(50, 'c')) +
              chunk(2, QByteArray(20000, 'd')) + chunk(2, {}));
     ASSERT_TRUE(writer.seekEnd());
-    for (QByteArray const& expected : {QByteArray(), QByteArray(20000, 'd'), QByteArray(50, 'c'),
+    for (const QByteArray& expected : {QByteArray(), QByteArray(20000, 'd'), QByteArray(50, 'c'),
                                        QByteArray("b"), QByteArray(100, 'a')}) {
         ASSERT_TRUE(writer.prevChunk(2));
         EXPECT_EQ(payload(writer), expected);
@@ -320,7 +320,7 @@ TEST_F(Writer, NoChunkEndsBeyondTheLastOffsetOfTheFormat) {
 }
 
 TEST_F(Writer, DumpShowsSizeOffsetAndDescriptorWithoutALastNewline) {
-    const auto dumped = [](FDChunkWriter const& shown) {
+    const auto dumped = [](const FDChunkWriter& shown) {
         testing::internal::CaptureStdout();
         shown.dumpDebug();
         return testing::internal::GetCapturedStdout();

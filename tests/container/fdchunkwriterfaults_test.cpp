@@ -29,14 +29,14 @@ const Failure cannotSeek{"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_SEEK",
 
 class FailingWriter : public testing::Test {
 protected:
-    void openOver(QByteArray const& bytes) {
+    void openOver(const QByteArray& bytes) {
         file.put(0, bytes);
         writer = std::make_unique<FDChunkWriter>();
         writer->fileDes(file.open());
         ASSERT_TRUE(writer->seekEnd());
     }
     /// Writes a chunk of 100 bytes into a file with room for `room` bytes more.
-    void addWithRoomFor(qint64 room, Failure const& expected) {
+    void addWithRoomFor(qint64 room, const Failure& expected) {
         const FileSizeLimit limit(static_cast<rlim_t>(file.size() + room));
         expectFailure<IOFileException>(expected, [&] { add(*writer, 2, hundred); });
     }

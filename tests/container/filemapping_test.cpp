@@ -32,7 +32,7 @@ Failure mapFailure(const char* code, int error) {
 
 class Mapping : public testing::Test {
 protected:
-    void openOver(QByteArray const& bytes) {
+    void openOver(const QByteArray& bytes) {
         file.put(0, bytes);
         reader.fileDes(file.open(O_RDONLY));
     }
@@ -45,13 +45,13 @@ protected:
 };
 
 /// How many mappings of a file the process has.
-int mappingsOf(QString const& path) {
+int mappingsOf(const QString& path) {
     const QByteArray maps = readFile(QStringLiteral("/proc/self/maps"));
     return static_cast<int>(maps.count(path.toUtf8()));
 }
 
 /// Looks at every page of the current payload and checks that it is all zeros.
-void look(MMapChunkReader const& reader) {
+void look(const MMapChunkReader& reader) {
     const char* data = static_cast<const char*>(reader.data());
     unsigned int sum = 0;
     for (unsigned int i = 0; i < reader.size(); i += 4096)
@@ -92,7 +92,7 @@ TEST_F(Mapping, PagesThatWereLookedAtAreGivenBack) {
 }
 
 /// Where the pages of a mapping that is gone were, there may be memory of others.
-void expectNoPagesAreGivenBackIn(MMapChunkReader& reader, ScratchFile const& next) {
+void expectNoPagesAreGivenBackIn(MMapChunkReader& reader, const ScratchFile& next) {
     const FailingCalls advised(Call::Advise, EINVAL);
     reader.fileDes(next.open(O_RDONLY));
     ASSERT_TRUE(reader.nextChunk(2));
@@ -127,7 +127,7 @@ TEST_F(Mapping, NoOffsetIsTooLargeToLookFor) {
     ASSERT_TRUE(reader.seek(std::numeric_limits<qint64>::max()));
     try {
         EXPECT_FALSE(reader.nextChunk(2));
-    } catch (IOFileException const& refused) {
+    } catch (const IOFileException& refused) {
         EXPECT_EQ(refused.code(), "CHB_LFD_SEEK") << "file systems differ in what they can seek";
     }
     ASSERT_TRUE(reader.rewind());

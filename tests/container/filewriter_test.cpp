@@ -44,12 +44,12 @@ void expectWithoutFile(FileWriter& writer) {
                                    [&] { writer.truncate(); });
 }
 
-Failure openFailure(const char* code, QString const& path, int error) {
+Failure openFailure(const char* code, const QString& path, int error) {
     return {"dataio.filewriter", SYSCALL, code,
             QStringLiteral("File ") + path + systemError(" : ", error)};
 }
 
-std::string dumped(FileWriter const& writer) {
+std::string dumped(const FileWriter& writer) {
     testing::internal::CaptureStdout();
     writer.dumpDebug();
     return testing::internal::GetCapturedStdout();
@@ -162,7 +162,7 @@ TEST(FileWriter, FailedOpensLeaveNoFile) {
     const QString nowhere = file.sibling("missing/movie");
     const QString withNul = file.path() + QChar(0) + QStringLiteral("more");
     FileWriter writer;
-    const auto fails = [&](QString const& path, int error) {
+    const auto fails = [&](const QString& path, int error) {
         writer.openFile(file.path(), FW_APPEND);
         expectFailure<IOFileException>(openFailure("FW_OF_OPEN", path, error),
                                        [&] { writer.openFile(path, FW_CREATE); });

@@ -22,14 +22,14 @@ namespace {
 
 constexpr qint64 farAway = 0xc0000000;  // 3 GiB
 
-void expectNoData(ChunkReader const& reader) {
+void expectNoData(const ChunkReader& reader) {
     EXPECT_EQ(reader.size(), 0u);
     expectFailure<IOFileException>({"dataio.mmapchunkreader", FILESYSTEM, "MM_D_NODATA",
                                     QStringLiteral("No data availlable.")},
                                    [&] { reader.data(); });
 }
 
-QByteArray payload(ChunkReader const& reader) {
+QByteArray payload(const ChunkReader& reader) {
     return QByteArray(static_cast<const char*>(reader.data()), reader.size());
 }
 
@@ -40,7 +40,7 @@ Failure outside(const char* code) {
 
 class MappedReader : public testing::Test {
 protected:
-    void openOver(QByteArray const& bytes) {
+    void openOver(const QByteArray& bytes) {
         file.put(0, bytes);
         reader.fileDes(file.open(O_RDONLY));
     }

@@ -71,7 +71,7 @@ TEST(CopiedAttributes, ReplaceTheWritersOwnOfTheSameName) {
     writer.attribute(QStringLiteral("frame_timer_n0_sec"), 77);
     writer.attribute(QStringLiteral("zoom"), 3);
     ImageUtilities::copyRsqFileAttributes(writer, other.path());
-    AttributeChunk const& attributes = writer.attributeChunk();
+    const AttributeChunk& attributes = writer.attributeChunk();
     EXPECT_EQ(valueOf(attributes, "comment"), "taken over");
     EXPECT_EQ(valueOf(attributes, "compression_type"), "gz");
     EXPECT_EQ(valueOf(attributes, "endian"), "1");

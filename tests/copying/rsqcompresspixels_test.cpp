@@ -42,7 +42,7 @@ protected:
 TEST_F(WidePixels, AreRefusedByEveryCompressionBeforeThereIsAnOutput) {
     for (const MZImagePixelType type : {MZ_FLOAT, MZ_DOUBLE, MZ_INT, MZ_RGB, MZ_RGBA}) {
         put(framesOf({moviePixels * GetPixBits(type) / 8}, type));
-        for (CompressionTraits const& to : compressions) {
+        for (const CompressionTraits& to : compressions) {
             if (to.type == CompressionType::None) {
                 expectCopied(1, to.type);
             } else {
@@ -72,7 +72,7 @@ TEST_F(WidePixels, MatterInTheFramesThatAreCopied) {
 }
 
 TEST_F(WidePixels, AreWhateverTheHeaderDoesNotTellTheSizeOf) {
-    for (auto const& [width, height] : {std::pair(0, 8), std::pair(16, 0), std::pair(-16, -8)}) {
+    for (const auto& [width, height] : {std::pair(0, 8), std::pair(16, 0), std::pair(-16, -8)}) {
         MovieBytes movie;
         put(movie.size(width, height).frame(QByteArray(4 * moviePixels, 'x')));
         expectCopied(1);

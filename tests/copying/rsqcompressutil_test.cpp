@@ -18,13 +18,13 @@ using namespace mz::test;
 namespace {
 
 TEST_F(Compression, TurnsEveryCompressionIntoEveryOther) {
-    for (CompressionTraits const& from : compressions) {
+    for (const CompressionTraits& from : compressions) {
         MovieBytes movie = withHeader();
         movie.attribute("compression_type", attributeOf(from.type));
         for (int i = 0; i < 3; ++i)
             movie.frame(test::compressed(from.type, numberedFrame(i, moviePixels)));
         put(movie);
-        for (CompressionTraits const& to : compressions) {
+        for (const CompressionTraits& to : compressions) {
             const Movie made = compressed(RSQCompress::SameAsInput, to.type);
             EXPECT_EQ(made.attribute("compression_type"), attributeOf(to.type));
             ASSERT_EQ(made.frames.size(), 3u);
@@ -137,7 +137,7 @@ TEST_F(Compression, CopiesTheFramesOfTheRange) {
     struct Case {
         int first, last, from, to;
     };
-    for (Case const& c :
+    for (const Case& c :
          {Case{-1, -1, 0, 4}, Case{0, 4, 0, 4}, Case{-9, -9, 0, 4}, Case{2, -1, 2, 4},
           Case{-1, 2, 0, 2}, Case{3, 3, 3, 3}, Case{4, 4, 4, 4}}) {
         const Movie made =
@@ -156,7 +156,7 @@ TEST_F(Compression, RefusesARangeOutsideTheMovieBeforeThereIsAnOutput) {
             [&] { compressed(RSQCompress::SameAsInput, CompressionType::None, first, last); });
     };
     put(images(5));
-    for (auto const& [first, last] :
+    for (const auto& [first, last] :
          {std::pair(5, -1), std::pair(0, 5), std::pair(3, 2), std::pair(huge, -1),
           std::pair(0, huge), std::pair(huge, huge), std::pair(5, 5)}) {
         expectRefused(first, last);
@@ -167,7 +167,7 @@ TEST_F(Compression, RefusesARangeOutsideTheMovieBeforeThereIsAnOutput) {
     EXPECT_EQ(readFile(out()), "older");
 
     put(images(0));
-    for (auto const& [first, last] :
+    for (const auto& [first, last] :
          {std::pair(0, 0), std::pair(1, -1), std::pair(-1, 0), std::pair(1, 0)})
         expectRefused(first, last);
 }
@@ -301,7 +301,7 @@ TEST_F(Compression, RefusesToWriteOverItsInput) {
     const QString hard = in() + "-hard";
     ASSERT_TRUE(QFile::link(in(), symbolic));
     ASSERT_EQ(::link(in().toLocal8Bit().constData(), hard.toLocal8Bit().constData()), 0);
-    for (QString const& name : {in(), symbolic, hard}) {
+    for (const QString& name : {in(), symbolic, hard}) {
         expectFailure<IOFileException>(
             compressFailure("RC_CF_SAME", "Input and output are the same file."),
             [&] { RSQCompress::compressFile(_inputFilename = in(), _outputFilename = name); });
@@ -347,7 +347,7 @@ TEST_F(Compression, SaysThatTheOutputCannotBeWritten) {
 
 TEST_F(Compression, PassesCompressedPixelsOfNoKnownSizeOnWhole) {
     const QByteArray frame = numberedFrame(1, moviePixels);
-    for (auto const& [key, value] :
+    for (const auto& [key, value] :
          {std::pair("pixtype", 0), std::pair("pixtype", 99), std::pair("pixbits", 0)}) {
         MovieBytes movie;
         movie.size(movieWidth, movieHeight)

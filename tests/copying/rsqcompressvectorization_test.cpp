@@ -28,13 +28,13 @@ struct Decision {
     MZImagePixelType type = MZ_USHORT;
 };
 
-std::ostream& operator<<(std::ostream& out, Decision const& decision) {
+std::ostream& operator<<(std::ostream& out, const Decision& decision) {
     return out << decision.name;
 }
 
 std::function<void(MovieBytes&)> with(std::vector<std::pair<const char*, QByteArray>> attributes) {
     return [attributes](MovieBytes& movie) {
-        for (auto const& [key, value] : attributes)
+        for (const auto& [key, value] : attributes)
             movie.attribute(key, value);
     };
 }
@@ -46,7 +46,7 @@ constexpr auto same = RSQCompress::SameAsInput;
 class VectorizationDecision : public Compression, public testing::WithParamInterface<Decision> {};
 
 TEST_P(VectorizationDecision, IsTakenByWhatTheMovieIs) {
-    Decision const& d = GetParam();
+    const Decision& d = GetParam();
     MovieBytes movie;
     movie.size(d.width, d.height).attribute("pixtype", d.type).endian(Order::Little);
     d.prepare(movie);

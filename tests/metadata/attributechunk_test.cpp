@@ -16,7 +16,7 @@ using namespace mz::test;
 
 namespace {
 
-std::string text(AttributeChunk const& chunk, const char* key) {
+std::string text(const AttributeChunk& chunk, const char* key) {
     QString value = QStringLiteral("(absent)");
     chunk.get(QString::fromLatin1(key), value);
     return value.toStdString();
@@ -104,7 +104,7 @@ struct Line {
 class AttributeLine : public testing::TestWithParam<Line> {};
 
 TEST_P(AttributeLine, IsReadAs) {
-    auto const& [line, expectedKey, value] = GetParam();
+    const auto& [line, expectedKey, value] = GetParam();
     const AttributeChunk chunk = parsed(QString::fromLatin1(line));
     ASSERT_EQ(chunk.attributes().size(), expectedKey ? 1u : 0u);
     if (expectedKey) {
@@ -272,7 +272,7 @@ TEST(AttributeValue, CharacterIsOneLatin1Character) {
     chunk.set(key, QStringLiteral("A"));
     EXPECT_TRUE(chunk.get(key, out));
     EXPECT_EQ(out, 'A');
-    for (QString const& notOne : {QStringLiteral("AB"), QString()}) {
+    for (const QString& notOne : {QStringLiteral("AB"), QString()}) {
         chunk.set(key, notOne);
         EXPECT_FALSE(chunk.get(key, out));
         EXPECT_EQ(out, 'A');

@@ -17,7 +17,7 @@ constexpr int most = std::numeric_limits<int>::max();
 
 AttributeChunk with(std::initializer_list<std::pair<const char*, const char*>> entries) {
     AttributeChunk attributes;
-    for (auto const& [key, value] : entries)
+    for (const auto& [key, value] : entries)
         attributes.set(QString::fromLatin1(key), QString::fromLatin1(value));
     return attributes;
 }
@@ -55,7 +55,7 @@ TEST(PixelLayoutAttributes, GiveTheBytesOfAFrame) {
 TEST(CompressibleBytes, AreTwoAPixel) {
     EXPECT_EQ(compressibleBytes(withLayout(3, 4, 32)), 24);
     EXPECT_EQ(compressibleBytes(withLayout(most, most, 8)), int64_t{most} * most * 2);
-    for (auto const& [width, height] : {std::pair(0, 4), std::pair(4, 0), std::pair(-1, -1)})
+    for (const auto& [width, height] : {std::pair(0, 4), std::pair(4, 0), std::pair(-1, -1)})
         EXPECT_EQ(compressibleBytes(withLayout(width, height, 16)), std::nullopt);
     EXPECT_EQ(compressibleBytes(with({{"width", "3"}})), std::nullopt);
 }

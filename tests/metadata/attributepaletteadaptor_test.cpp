@@ -16,26 +16,26 @@ using namespace mz::test;
 
 namespace {
 
-std::string written(MzPalette const& palette, QString const& prefix = QString()) {
+std::string written(const MzPalette& palette, const QString& prefix = QString()) {
     AttributeChunk chunk;
     AttributePaletteAdaptor::paletteToAttributes(palette, chunk, prefix);
     return dumped(chunk);
 }
 
-std::string node(int index, std::string const& val, std::string const& r = "0",
-                 std::string const& g = "0", std::string const& b = "0") {
+std::string node(int index, const std::string& val, const std::string& r = "0",
+                 const std::string& g = "0", const std::string& b = "0") {
     const std::string start = "pal_n" + std::to_string(index) + "_";
     return start + "val=" + val + "\n" + start + "r=" + r + "\n" + start + "g=" + g + "\n" + start +
            "b=" + b + "\n";
 }
 
-bool read(std::string const& text, MzPalette& palette, QString const& prefix = QString()) {
+bool read(const std::string& text, MzPalette& palette, const QString& prefix = QString()) {
     return AttributePaletteAdaptor::attributesToPalette(parsed(text), palette, prefix);
 }
 
-std::vector<float> values(MzPalette const& palette) {
+std::vector<float> values(const MzPalette& palette) {
     std::vector<float> result;
-    for (PalNode const& node : palette._nodes)
+    for (const PalNode& node : palette._nodes)
         result.push_back(node._val);
     return result;
 }
@@ -89,7 +89,7 @@ TEST(AttributesToPalette, BringsBackWhatAFileKeeps) {
     stored._highSignalCol = PalColor(0, 1, 0);
     stored._lowSignalCol = PalColor(0, 1, 1);
 
-    for (QString const& prefix : {QString(), QStringLiteral("other")}) {
+    for (const QString& prefix : {QString(), QStringLiteral("other")}) {
         AttributeChunk chunk;
         AttributePaletteAdaptor::paletteToAttributes(stored, chunk, prefix);
         MzPalette back;
@@ -100,7 +100,7 @@ TEST(AttributesToPalette, BringsBackWhatAFileKeeps) {
 }
 
 TEST(AttributesToPalette, WithoutACountFailsWithANewPalette) {
-    for (std::string const& count :
+    for (const std::string& count :
          {std::string(), std::string("pal_nbcols=two\npal_nbnodes=x\n")}) {
         MzPalette palette;
         palette.initDefault();
@@ -135,7 +135,7 @@ TEST(AttributesToPalette, OfNoNodesIsAPalette) {
 TEST(AttributesToPalette, StopsAtAnIncompleteNode) {
     const std::string head = "pal_nbcols=3\npal_name=n\npal_cropMin=1\npal_cropMax=2\n";
     const std::string third = node(2, "0.1");
-    for (std::string const& damaged :
+    for (const std::string& damaged :
          {third.substr(0, third.find("pal_n2_b")), third.substr(third.find("pal_n2_r")),
           node(2, "0.1", "red"), node(2, "1e40")}) {
         MzPalette palette;
@@ -154,7 +154,7 @@ TEST(AttributesToPalette, SortsNodesAndKeepsTheOrderOfEqualOnes) {
                      palette));
     EXPECT_EQ(values(palette), (std::vector<float>{0.2f, 0.2f, 0.5f, 0.8f, 0.8f}));
     std::vector<float> reds;
-    for (PalNode const& node : palette._nodes)
+    for (const PalNode& node : palette._nodes)
         reds.push_back(node._col._r);
     EXPECT_EQ(reds, (std::vector<float>{0.2f, 0.4f, 0.3f, 0.1f, 0.5f}));
 }

@@ -69,7 +69,7 @@ TEST(ChunkInfoLoad, AddsToWhatIsThere) {
 
 TEST(ChunkInfoLoad, OfAPayloadThatIsTooSmallForItsIndexChangesNothing) {
     const QString message = QStringLiteral("Cannot read header index, chunk too small.");
-    for (QByteArray const& payload : {oneRecord.chopped(1), QByteArray("\1\0\0", 3), QByteArray(),
+    for (const QByteArray& payload : {oneRecord.chopped(1), QByteArray("\1\0\0", 3), QByteArray(),
                                       le32(0x80000000u) + "a=2\n", le32(0x7fffffff) + "a=2\n"}) {
         ChunkInfo info;
         load(info, oneRecord + "a=1\n");

@@ -31,16 +31,16 @@ timeval at(int64_t sec, int64_t usec) {
 
 using Times = std::vector<std::pair<int64_t, int64_t>>;
 
-FrameTimer timer(Times const& times) {
+FrameTimer timer(const Times& times) {
     FrameTimer result;
-    for (auto const& [sec, usec] : times)
+    for (const auto& [sec, usec] : times)
         result.push_back(at(sec, usec));
     return result;
 }
 
-Times times(FrameTimer const& timer) {
+Times times(const FrameTimer& timer) {
     Times result;
-    for (timeval const& time : timer)
+    for (const timeval& time : timer)
         result.emplace_back(time.tv_sec, time.tv_usec);
     return result;
 }
@@ -156,7 +156,7 @@ const char* const threeEntries =
     "frame_timer_n2_sec=5\nframe_timer_n2_usec=6\n";
 
 TEST(FrameTimerAttributes, WithoutTheFirstKeyAreNotThere) {
-    for (std::string const& first : {std::string(), std::string("frame_timer=yes\n")}) {
+    for (const std::string& first : {std::string(), std::string("frame_timer=yes\n")}) {
         const AttributeChunk before = parsed((first + threeEntries).c_str());
         FrameTimer read = timer({{1, 1}});
         EXPECT_FALSE(read.readFromChunkInfo(before));

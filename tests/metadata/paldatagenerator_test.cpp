@@ -27,14 +27,14 @@ static_assert(IndexTypeInfo<IdxSigned16>::minLookupIdx == -32768 &&
               IndexTypeInfo<IdxSigned16>::maxVectorIdx == 65535);
 
 template <PalIndexType type>
-void generate(MzPalette const& palette, std::vector<QRgb>& table, int flags = Default,
+void generate(const MzPalette& palette, std::vector<QRgb>& table, int flags = Default,
               int special = 0) {
     using Special = typename IndexTypeInfo<type>::SpecialValue;
     PalDataGenerator<LerpQRGB<type>>()(palette, table, flags, static_cast<Special>(special));
 }
 
 template <PalIndexType type>
-std::vector<QRgb> generated(MzPalette const& palette, int flags = Default, int special = 0) {
+std::vector<QRgb> generated(const MzPalette& palette, int flags = Default, int special = 0) {
     std::vector<QRgb> table;
     generate<type>(palette, table, flags, special);
     return table;
@@ -46,7 +46,7 @@ QRgb greyLevel(int level) {
 
 /// Compares every entry, those that are not written with what was there.
 template <PalIndexType type>
-void expectAsNaive(MzPalette const& palette) {
+void expectAsNaive(const MzPalette& palette) {
     using Info = IndexTypeInfo<type>;
     constexpr QRgb before = 0x12345678;
     std::vector<QRgb> table(Info::maxVectorIdx + 1, before);
@@ -80,7 +80,7 @@ public:
             palette._nodes.emplace_back(val, color());
         }
         if (_random() % 4)
-            palette._nodes.sort([](auto const& a, auto const& b) { return a._val < b._val; });
+            palette._nodes.sort([](const auto& a, const auto& b) { return a._val < b._val; });
         return palette;
     }
 
@@ -118,7 +118,7 @@ TEST(PalDataGenerator, GivesTheNaiveTableForUnsigned16) {
 }
 
 TEST(PalDataGenerator, MapsTheDefaultPaletteOntoGreyLevels) {
-    for (MzPalette const& palette : {grey(0, 255), grey(-32768, 32767)}) {
+    for (const MzPalette& palette : {grey(0, 255), grey(-32768, 32767)}) {
         const std::vector<QRgb> table = generated<IdxUnsigned8>(palette);
         ASSERT_EQ(table.size(), 256u);
         for (int i = 0; i < 256; ++i)
@@ -214,12 +214,12 @@ TEST(PalDataGenerator, WritesNothingForNodesInFallingOrder) {
     MzPalette palette = grey(0, 200);
     palette._nodes.reverse();
     // The low fill runs up to 200, then the high fill from 0 on.
-    for (QRgb const& color : generated<IdxUnsigned8>(palette))
+    for (const QRgb& color : generated<IdxUnsigned8>(palette))
         EXPECT_EQ(color, greyLevel(0));
 }
 
 TEST(PalDataGenerator, BlackensTheSmallestValue) {
-    const auto blackened = [](auto const& table, auto const& before, size_t index) {
+    const auto blackened = [](const auto& table, const auto& before, size_t index) {
         for (size_t i = 0; i < table.size(); ++i)
             if (table[i] != (i == index ? 0xff000000u : before[i])) return false;
         return before[index] != 0xff000000u;

@@ -22,12 +22,12 @@ using Words = std::vector<uint32_t>;
 constexpr ImageSize image{100, 50};
 constexpr uint32_t all = 0xffffffff;
 
-Floats fractions(QByteArray const& payload, bool otherByteOrder = false) {
+Floats fractions(const QByteArray& payload, bool otherByteOrder = false) {
     return decodeFiberFractions(payload.constData(), static_cast<size_t>(payload.size()),
                                 otherByteOrder);
 }
 
-Floats centers(QByteArray const& payload, ImageSize size = image) {
+Floats centers(const QByteArray& payload, ImageSize size = image) {
     return decodeFiberCenters(payload.constData(), static_cast<size_t>(payload.size()), size);
 }
 

@@ -43,20 +43,20 @@ Outcome outcomeOf(size_t count, Decode decode) {
     Outcome out{"", Samples(count, untouched)};
     try {
         decode(out.samples);
-    } catch (io::zlib_error const&) {
+    } catch (const io::zlib_error&) {
         out.thrown = "zlib_error";
-    } catch (io::gzip_error const&) {
+    } catch (const io::gzip_error&) {
         out.thrown = "gzip_error";
-    } catch (io::bzip2_error const&) {
+    } catch (const io::bzip2_error&) {
         out.thrown = "bzip2_error";
-    } catch (std::ios_base::failure const&) {
+    } catch (const std::ios_base::failure&) {
         out.thrown = "failure";
     }
     if (!out.thrown.empty()) out.samples.clear();
     return out;
 }
 
-Outcome decoded(CompressionType::e type, QByteArray const& stream, size_t count) {
+Outcome decoded(CompressionType::e type, const QByteArray& stream, size_t count) {
     return outcomeOf(count, [&](Samples& samples) {
         FrameDecoder().decode(type, stream.constData(), static_cast<size_t>(stream.size()),
                               samples);
@@ -64,7 +64,7 @@ Outcome decoded(CompressionType::e type, QByteArray const& stream, size_t count)
 }
 
 /// The filter chain that defines what a stream is worth.
-Outcome decodedByTheChain(CompressionType::e type, QByteArray const& stream, size_t count) {
+Outcome decodedByTheChain(CompressionType::e type, const QByteArray& stream, size_t count) {
     return outcomeOf(count, [&](Samples& samples) {
         io::filtering_istreambuf chain;
         switch (type) {
@@ -95,7 +95,7 @@ QByteArray noise(qsizetype size, unsigned int seed = 1) {
     return out;
 }
 
-Samples samplesOf(QByteArray const& bytes, size_t count) {
+Samples samplesOf(const QByteArray& bytes, size_t count) {
     Samples out(count, untouched);
     std::memcpy(out.data(), bytes.constData(), static_cast<size_t>(bytes.size()));
     return out;
@@ -106,10 +106,10 @@ protected:
     static constexpr size_t count = 4000;
     static constexpr qsizetype size = 8000;
 
-    QByteArray stream(QByteArray const& plain) const { return compressed(GetParam(), plain); }
+    QByteArray stream(const QByteArray& plain) const { return compressed(GetParam(), plain); }
 
     /// Decodes into 4000 samples; the chain must say the same.
-    Outcome decode(QByteArray const& stream) const {
+    Outcome decode(const QByteArray& stream) const {
         Outcome out = decoded(GetParam(), stream, count);
         const Outcome given = decodedByTheChain(GetParam(), stream, count);
         EXPECT_EQ(out.thrown, given.thrown);
@@ -117,7 +117,7 @@ protected:
         return out;
     }
 
-    void expectSamples(QByteArray const& bytes, QByteArray const& stream) const {
+    void expectSamples(const QByteArray& bytes, const QByteArray& stream) const {
         const Outcome out = decode(stream);
         EXPECT_EQ(out.thrown, "");
         EXPECT_EQ(out.samples, samplesOf(bytes, count));
@@ -132,12 +132,12 @@ protected:
 }  // namespace
 
 INSTANTIATE_TEST_SUITE_P(Types, Codec, testing::ValuesIn(streamTypes()),
-                         [](auto const& type) { return attributeOf(type.param); });
+                         [](const auto& type) { return attributeOf(type.param); });
 
 // --- names -----------------------------------------------------------------------------------
 
 TEST(CompressionNames, AreThoseOfTheFile) {
-    for (CompressionTraits const& row : compressions) {
+    for (const CompressionTraits& row : compressions) {
         EXPECT_EQ(compressionName(row.type), QString::fromLatin1(attributeOf(row.type)));
         EXPECT_EQ(compressionOfName(QString::fromLatin1(attributeOf(row.type))), row.type);
     }
@@ -170,7 +170,7 @@ TEST_P(Codec, AShortStreamLeavesTheRest) {
 TEST_P(Codec, ADecoderKeepsTheSamplesBehindAShortStream) {
     FrameDecoder decoder;
     Samples samples(count, untouched);
-    const auto decodeNext = [&](QByteArray const& next) {
+    const auto decodeNext = [&](const QByteArray& next) {
         const QByteArray payload = stream(next);
         decoder.decode(GetParam(), payload.constData(), static_cast<size_t>(payload.size()),
                        samples);
@@ -267,7 +267,7 @@ TEST(GzipFrames, HeaderFieldsAreSeenAsTheChainSeesThem) {
     const QByteArray sound = compressed(CompressionType::GZip, plain);
     const QByteArray extra("\3\0abc", 5);
     for (int flags = 0; flags < 256; ++flags) {
-        for (QByteArray const& extraField : {extra, QByteArray(2, '\0')}) {
+        for (const QByteArray& extraField : {extra, QByteArray(2, '\0')}) {
             QByteArray header = sound.left(10);
             header[3] = static_cast<char>(flags);
             if (flags & 4) header += extraField;
@@ -309,7 +309,7 @@ TEST_P(Codec, BlackFramesArePlausible) {
 }
 
 TEST_P(Codec, CountsWhatAStreamIsWorth) {
-    const auto sizeOf = [&](QByteArray const& payload, uint64_t limit) {
+    const auto sizeOf = [&](const QByteArray& payload, uint64_t limit) {
         return decodedSize(GetParam(), payload.constData(), static_cast<size_t>(payload.size()),
                            limit);
     };
@@ -339,7 +339,7 @@ std::vector<Effort> allEfforts() {
 
 class Encoder : public testing::TestWithParam<Effort> {
 protected:
-    QByteArray encoded(QByteArray const& plain) {
+    QByteArray encoded(const QByteArray& plain) {
         const size_t length = encoder.encode(GetParam().type, GetParam().effort, plain.constData(),
                                              static_cast<size_t>(plain.size()));
         return {encoder.stream(), static_cast<qsizetype>(length)};
@@ -350,7 +350,7 @@ protected:
 
 }  // namespace
 
-INSTANTIATE_TEST_SUITE_P(Types, Encoder, testing::ValuesIn(allEfforts()), [](auto const& effort) {
+INSTANTIATE_TEST_SUITE_P(Types, Encoder, testing::ValuesIn(allEfforts()), [](const auto& effort) {
     return std::string(attributeOf(effort.param.type)) +
            (effort.param.effort == CompressionEffort::Fast ? "_fast" : "");
 });

@@ -14,7 +14,7 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using Powers = std::vector<float>;
 
-Powers decoded(Bytes const& bytes) {
+Powers decoded(const Bytes& bytes) {
     return decodeLaserPowers(bytes.data(), bytes.size());
 }
 

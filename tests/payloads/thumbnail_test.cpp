@@ -36,12 +36,12 @@ ThumbnailGrid grid(int width, int height, int maxWidth, int maxHeight) {
 /// A frame of samples that start at an odd address, as frames in a file may.
 class Frame16 {
 public:
-    Frame16(int width, int height, std::vector<int> const& samples)
+    Frame16(int width, int height, const std::vector<int>& samples)
         : _width(width), _height(height), _bytes("x") {
         for (const int sample : samples)
             _bytes += le16(static_cast<uint16_t>(sample));
     }
-    Frame16(int width, int height, QByteArray const& bytes)
+    Frame16(int width, int height, const QByteArray& bytes)
         : _width(width), _height(height), _bytes("x" + bytes) {}
 
     const char* data() const { return _bytes.constData() + 1; }
@@ -108,7 +108,7 @@ TEST(ThumbnailGrid, TakesTheLargestNumbers) {
 }
 
 /// The window in one line after the other: rows, columns and comparisons as they are described.
-ContrastWindow naiveWindow(Frame16 const& frame) {
+ContrastWindow naiveWindow(const Frame16& frame) {
     int min = 16383;
     int max = -16383;
     for (int row = frame.height() / 10; row < 9 * frame.height() / 10; row += 4) {
@@ -168,7 +168,7 @@ TEST(ContrastWindow, PassesOverTheLowestSamples) {
 }
 
 TEST(ContrastWindow, LiesAtItsStartWhereThereIsNothingToLookAt) {
-    for (auto const& [width, height] : {std::pair(1, 1), std::pair(4, 100), std::pair(100, 1)}) {
+    for (const auto& [width, height] : {std::pair(1, 1), std::pair(4, 100), std::pair(100, 1)}) {
         const ContrastWindow window = constantFrame(width, height, 5).window();
         EXPECT_EQ(window.min, 16383) << width;
         EXPECT_EQ(window.max, 16415) << width;
@@ -189,7 +189,7 @@ TEST(SqueezeRamp, CutsEndsOutsideTheCropRange) {
         bool minOutside, maxOutside;
         float first, last;
     };
-    for (Case const& c :
+    for (const Case& c :
          {Case{{-1, 500}, true, false, 0, 0.5f}, Case{{500, 1001}, false, true, 0.5f, 1},
           Case{{-10, 2000}, true, true, 0, 1}, Case{{1001, 2000}, true, true, 0, 1},
           Case{{-20, -10}, true, true, 0, 1}, Case{{0, 1000}, false, false, 0, 1}}) {
@@ -204,7 +204,7 @@ TEST(SqueezeRamp, CutsEndsOutsideTheCropRange) {
 }
 
 TEST(SqueezeRamp, LeavesAPaletteWithAnEmptyCropRange) {
-    for (auto const& [cropMin, cropMax] :
+    for (const auto& [cropMin, cropMax] :
          {std::pair(7, 7), std::pair(8, 7), std::pair(largest, -largest - 1)}) {
         MzPalette palette = grey(cropMin, cropMax);
         const MzPalette before = palette;
@@ -226,7 +226,7 @@ int naiveIndex(int i, float step) {
 }
 
 /// Compares every pixel with the look-up of the sample that it comes from.
-void expectAsNaive16(Frame16 const& frame, int maxWidth, int maxHeight, MzPalette const& palette,
+void expectAsNaive16(const Frame16& frame, int maxWidth, int maxHeight, const MzPalette& palette,
                      uint16_t mask) {
     const ThumbnailGrid sampling = grid(frame.width(), frame.height(), maxWidth, maxHeight);
     QImage image;
@@ -245,7 +245,7 @@ void expectAsNaive16(Frame16 const& frame, int maxWidth, int maxHeight, MzPalett
 
 TEST(Thumbnail16, ShowsTheSampleUnderEachPixelThroughThePalette) {
     const Frame16 frame = randomFrame(97, 61, 3);
-    for (auto const& [width, height] : {std::pair(97, 61), std::pair(40, 40), std::pair(10, 50),
+    for (const auto& [width, height] : {std::pair(97, 61), std::pair(40, 40), std::pair(10, 50),
                                         std::pair(200, 300), std::pair(33, 7)})
         expectAsNaive16(frame, width, height, grey(-20000, 30000), 0x8000);
 }
@@ -275,7 +275,7 @@ TEST(Thumbnail8, HoldsTheSamplesThemselves) {
     QByteArray frame;
     for (int i = 0; i < 37 * 23; ++i)
         frame.append(static_cast<char>(i * 7 % 256));
-    for (auto const& [width, height] : {std::pair(37, 23), std::pair(10, 10), std::pair(90, 60)}) {
+    for (const auto& [width, height] : {std::pair(37, 23), std::pair(10, 10), std::pair(90, 60)}) {
         const ThumbnailGrid sampling = grid(37, 23, width, height);
         QImage image;
         ASSERT_TRUE(renderThumbnail8(frame.constData(), sampling, image));

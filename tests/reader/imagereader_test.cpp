@@ -9,7 +9,7 @@ using namespace mz::test;
 
 namespace {
 
-Failure missingInfo(QString const& fileName) {
+Failure missingInfo(const QString& fileName) {
     return readerFailure("IR_MISSINFO", "File " + fileName + ": missing info, bad file format.");
 }
 
@@ -18,7 +18,7 @@ Failure missingInfo(QString const& fileName) {
 // --- opening ---------------------------------------------------------------------------------
 
 TEST_F(MovieReader, IsEmptyBeforeItIsOpened) {
-    void const* data = nullptr;
+    const void* data = nullptr;
     EXPECT_TRUE(reader.getFilename().isNull());
     EXPECT_EQ(reader.nbFrames(), 0u);
     EXPECT_EQ(reader.currFrameIdx(), 0u);
@@ -60,7 +60,7 @@ TEST_F(MovieReader, TheLastInfoChunkCounts) {
 
 TEST_F(MovieReader, OpeningForgetsTheMovieBefore) {
     open(twoFrames().times({1, 2, 3, 4}).laserPowers(QByteArray("\x01\x02")));
-    void const* data = nullptr;
+    const void* data = nullptr;
     ASSERT_TRUE(reader.getFrame(data, 1));
     open(MovieBytes().attribute("comment", "new"));
     EXPECT_EQ(reader.nbFrames(), 0u);
@@ -95,7 +95,7 @@ TEST_F(MovieReader, FailuresToOpenTheFilePassUnchanged) {
 
 TEST_F(MovieReader, AFileThatDoesNotEndInAnInfoChunkIsNone) {
     const QByteArray frame = chunk(MovieBytes::Frame, "ab");
-    for (QByteArray const& bytes : {QByteArray(), frame, twoFrames().bytes() + frame}) {
+    for (const QByteArray& bytes : {QByteArray(), frame, twoFrames().bytes() + frame}) {
         writeFile(file.path(), bytes);
         expectFailure<IOFileException>(missingInfo(file.path()), [&] { reader.open(file.path()); });
     }
@@ -232,7 +232,7 @@ TEST_F(MovieReader, AClosedReaderFindsNoFramesAndNoFibers) {
     open(twoFrames().fibers({0, 0}));
     reader.close();
     int untouched = 0;
-    void const* data = &untouched;
+    const void* data = &untouched;
     EXPECT_FALSE(reader.getFrame(data, 0));
     EXPECT_FALSE(reader.getRawFrame(data, 1));
     EXPECT_FALSE(reader.nextFrame(data));

@@ -23,7 +23,7 @@ protected:
         out.size(4, 2).attribute("compression_type", attributeOf(GetParam()));
         return out;
     }
-    QByteArray stream(QByteArray const& plain) const { return compressed(GetParam(), plain); }
+    QByteArray stream(const QByteArray& plain) const { return compressed(GetParam(), plain); }
 };
 
 /// The stream library's own exceptions are no BaseException.
@@ -33,9 +33,9 @@ void expectStreamFailure(Action&& action) {
     try {
         action();
         ADD_FAILURE() << "nothing thrown";
-    } catch (BaseException const& thrown) {
+    } catch (const BaseException& thrown) {
         ADD_FAILURE() << thrown.what();
-    } catch (std::ios_base::failure const&) {
+    } catch (const std::ios_base::failure&) {
         EXPECT_TRUE(log.records().empty());
     }
 }
@@ -43,7 +43,7 @@ void expectStreamFailure(Action&& action) {
 }  // namespace
 
 INSTANTIATE_TEST_SUITE_P(Types, CompressedMovie, testing::ValuesIn(streamTypes()),
-                         [](auto const& type) { return attributeOf(type.param); });
+                         [](const auto& type) { return attributeOf(type.param); });
 
 TEST_P(CompressedMovie, GivesSamples) {
     open(movie().frame(stream(risingFrame(1, 8))).frame(stream(risingFrame(500, 8))));
@@ -76,7 +76,7 @@ TEST_P(CompressedMovie, AStreamThatIsTooLongFails) {
              .frame(stream(risingFrame(1, 10)))
              .frame(stream(risingFrame(1, 8) + 'x'))
              .frame(stream(risingFrame(7, 8))));
-    void const* data = nullptr;
+    const void* data = nullptr;
     expectStreamFailure([&] { reader.getFrame(data, 0); });
     expectStreamFailure([&] { reader.getFrame(data, 1); });
     EXPECT_EQ(reader.currFrameIdx(), 1u);
@@ -183,11 +183,11 @@ INSTANTIATE_TEST_SUITE_P(Types, LargeFrames,
                          testing::Values(LimitCase{CompressionType::ZLib, 16000},
                                          LimitCase{CompressionType::GZip, 16000},
                                          LimitCase{CompressionType::BZip2, 352}),
-                         [](auto const& type) { return attributeOf(type.param.type); });
+                         [](const auto& type) { return attributeOf(type.param.type); });
 
 TEST_P(LargeFrames, NegativeAndOverflowingSizesAreRefused) {
     constexpr int most = 2147483647;
-    for (auto const& [width, height] :
+    for (const auto& [width, height] :
          std::initializer_list<std::pair<int, int>>{{-1, 2}, {2, -1}, {-3, -3}, {most, most}}) {
         openWith(width, height, 100);
         expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"), [&] { rawFrame(0); });
@@ -231,7 +231,7 @@ TEST_F(MovieReader, MemoryForOneFrameIsEnough) {
              .attribute("compression_type", "z")
              .frame(compressed(CompressionType::ZLib, plain)));
     const AddressSpaceLimit limit(100 << 20);
-    void const* data = nullptr;
+    const void* data = nullptr;
     ASSERT_EQ(reader.getRawFrame(data, 0), static_cast<unsigned int>(plain.size()));
     EXPECT_EQ(std::memcmp(data, plain.constData(), static_cast<size_t>(plain.size())), 0);
 }

@@ -46,7 +46,7 @@ MovieBytes& withBox(MovieBytes& movie, int minX, int minY, int maxX, int maxY) {
 
 /// Calls all four queries that want the size, one after the other.
 template <class Expectation>
-void forEachQuery(ImageReader const& reader, Mode mode, Expectation expect) {
+void forEachQuery(const ImageReader& reader, Mode mode, Expectation expect) {
     Floats floats = {1};
     Indexes indexes = {1};
     expect([&] {
@@ -79,7 +79,7 @@ protected:
         return out;
     }
 
-    void expectPositions(Mode mode, Floats const& expected) {
+    void expectPositions(Mode mode, const Floats& expected) {
         const Floats found = positions(mode);
         ASSERT_EQ(found.size(), expected.size());
         for (size_t i = 0; i < found.size(); ++i)
@@ -130,7 +130,7 @@ TEST_F(Fibers, AnOddNumberOfWordsIsToldOnceACall) {
         LogCapture log;
         EXPECT_EQ(reader.nbFibers(ImageReader::NoFiberFiltering), 1);
         ASSERT_EQ(log.records().size(), 1u);
-        LogRecord const& record = log.records().front();
+        const LogRecord& record = log.records().front();
         EXPECT_EQ(record.level, LogLevel::Info);
         EXPECT_EQ(record.loggerName, QStringLiteral("dataio.imagereader"));
         EXPECT_EQ(record.message,
@@ -163,7 +163,7 @@ TEST_F(Fibers, TheOddWordIsToldBeforeTheModeIsLookedAt) {
 }
 
 TEST_F(Fibers, ARefusedQueryLeavesTheListsAlone) {
-    const auto expectUntouched = [&](Failure const& failure, Mode mode) {
+    const auto expectUntouched = [&](const Failure& failure, Mode mode) {
         Floats floats = {1};
         Indexes indexes = {1};
         expectFailure<IOFileException>(

@@ -20,7 +20,7 @@ MovieBytes frames(std::initializer_list<const char*> payloads) {
 }
 
 /// Whether the address lies in this process's view of that very file.
-bool isMappedFrom(QString const& path, void const* address) {
+bool isMappedFrom(const QString& path, const void* address) {
     std::ifstream maps("/proc/self/maps");
     for (std::string line; std::getline(maps, line);) {
         uintptr_t begin = 0;
@@ -84,7 +84,7 @@ TEST_F(MovieReader, AFrameBeyondTheLastIsNoneAndChangesNothing) {
     open(frames({"one", "two"}));
     ASSERT_TRUE(rawFrame(1));
     int untouched = 0;
-    void const* data = &untouched;
+    const void* data = &untouched;
     for (const unsigned int beyond : {2u, 3u, 0xffffffffu}) {
         EXPECT_FALSE(reader.getFrame(data, beyond));
         EXPECT_FALSE(reader.getRawFrame(data, beyond));
@@ -95,7 +95,7 @@ TEST_F(MovieReader, AFrameBeyondTheLastIsNoneAndChangesNothing) {
 
 TEST_F(MovieReader, NextFrameWalksToTheEndAndCountsOn) {
     open(frames({"one", "two"}));
-    void const* data = nullptr;
+    const void* data = nullptr;
     EXPECT_TRUE(reader.nextFrame(data));
     EXPECT_TRUE(reader.nextFrame(data));
     EXPECT_EQ(reader.currFrameIdx(), 2u);
@@ -112,7 +112,7 @@ TEST_F(MovieReader, NextFrameWalksToTheEndAndCountsOn) {
 TEST_F(MovieReader, NextFrameRepeatsTheFrameThatWasAskedFor) {
     open(frames({"0", "1", "2", "3"}));
     ASSERT_TRUE(frame(3, 1));
-    void const* data = nullptr;
+    const void* data = nullptr;
     ASSERT_TRUE(reader.nextFrame(data));
     EXPECT_EQ(*static_cast<const char*>(data), '3');
     EXPECT_EQ(reader.currFrameIdx(), 4u);
@@ -123,7 +123,7 @@ TEST_F(MovieReader, NextFrameRepeatsTheFrameThatWasAskedFor) {
 TEST_F(MovieReader, AnUncompressedFrameIsLookedAtInTheFile) {
     open(frames({"one", "two"}));
     for (const unsigned int idx : {0u, 1u}) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         ASSERT_TRUE(reader.getFrame(data, idx));
         EXPECT_TRUE(isMappedFrom(file.path(), data));
     }
@@ -132,7 +132,7 @@ TEST_F(MovieReader, AnUncompressedFrameIsLookedAtInTheFile) {
 TEST_F(MovieReader, FramesOfManyPagesAreLookedAtInTheFile) {
     const QByteArray pixels(300000, 'p');
     open(MovieBytes().frame("odd").frame(pixels).frame(pixels));
-    void const* data = nullptr;
+    const void* data = nullptr;
     ASSERT_EQ(reader.getRawFrame(data, 2), 300000u);
     EXPECT_TRUE(isMappedFrom(file.path(), data));
     EXPECT_TRUE(isMappedFrom(file.path(), static_cast<const char*>(data) + 299999));
@@ -141,7 +141,7 @@ TEST_F(MovieReader, FramesOfManyPagesAreLookedAtInTheFile) {
 
 TEST_F(MovieReader, ASwappedFrameIsACopy) {
     open(MovieBytes().endian(Order::Big).attribute("pixbits", 16).frame("abcd").frame("efgh"));
-    void const* data = nullptr;
+    const void* data = nullptr;
     ASSERT_EQ(reader.getRawFrame(data, 0), 4u);
     EXPECT_FALSE(isMappedFrom(file.path(), data));
     EXPECT_EQ(rawFrame(1), QByteArray("fehg"));
@@ -155,7 +155,7 @@ TEST_F(MovieReader, FibersAndHeaderLeaveASwappedFrameReadable) {
              .attribute("pixbits", 16)
              .frame("abcd")
              .laserPowers(QByteArray("\x01")));
-    void const* data = nullptr;
+    const void* data = nullptr;
     ASSERT_TRUE(reader.getFrame(data, 0));
     reader.reloadHeader();
     EXPECT_EQ(QByteArray(static_cast<const char*>(data), 4), QByteArray("badc"));
@@ -171,7 +171,7 @@ struct SwapCase {
     QByteArray read;
 };
 
-void PrintTo(SwapCase const& swap, std::ostream* out) {
+void PrintTo(const SwapCase& swap, std::ostream* out) {
     *out << testing::PrintToString(swap.attributes) << " " << swap.stored;
 }
 
@@ -222,7 +222,7 @@ INSTANTIATE_TEST_SUITE_P(Rest, Samples,
 
 TEST_F(MovieReader, SamplesThatAreNotSwappedAreNotCopied) {
     open(MovieBytes().endian(Order::Big).attribute("pixbits", 8).frame("abcd"));
-    void const* data = nullptr;
+    const void* data = nullptr;
     ASSERT_TRUE(reader.getFrame(data, 0));
     EXPECT_TRUE(isMappedFrom(file.path(), data));
 }
@@ -237,7 +237,7 @@ TEST_F(MovieReader, ARecordThatLeadsToNoFrameGivesNone) {
     open(movie);
     ASSERT_EQ(reader.nbFrames(), 3u);
     int untouched = 0;
-    void const* data = &untouched;
+    const void* data = &untouched;
     EXPECT_FALSE(reader.getFrame(data, 1));
     EXPECT_FALSE(reader.getRawFrame(data, 2));
     EXPECT_EQ(data, &untouched);
@@ -247,7 +247,7 @@ TEST_F(MovieReader, ARecordThatLeadsToNoFrameGivesNone) {
 
 TEST_F(MovieReader, NextFramePassesOverAFrameThatIsNotThere) {
     open(MovieBytes().record(2, 1000, 3).frame("one"));
-    void const* data = nullptr;
+    const void* data = nullptr;
     EXPECT_FALSE(reader.nextFrame(data));
     ASSERT_TRUE(reader.nextFrame(data));
     EXPECT_EQ(std::string(static_cast<const char*>(data), 3), "one");
@@ -269,7 +269,7 @@ TEST_F(MovieReader, AFrameThatLeavesTheFileFails) {
 TEST_F(MovieReader, NextFrameStaysAtAFrameThatFails) {
     open(MovieBytes().raw(startHeader(2, 0xffffffff)).record(2, 0, 3));
     const LogCapture quiet;
-    void const* data = nullptr;
+    const void* data = nullptr;
     EXPECT_THROW(reader.nextFrame(data), IOFileException);
     EXPECT_EQ(reader.currFrameIdx(), 0u);
 }

@@ -50,7 +50,7 @@ struct PixelCase {
     MZImagePixelType type;
 };
 
-void PrintTo(PixelCase const& pixel, std::ostream* out) {
+void PrintTo(const PixelCase& pixel, std::ostream* out) {
     *out << testing::PrintToString(pixel.attributes);
 }
 
@@ -59,7 +59,7 @@ class PixelsOfTheHeader : public MovieReader, public testing::WithParamInterface
 }  // namespace
 
 TEST_P(PixelsOfTheHeader, AreRead) {
-    PixelCase const& expected = GetParam();
+    const PixelCase& expected = GetParam();
     open(MovieBytes().text(expected.attributes));
     int bits = 0;
     EXPECT_EQ(reader.pixBits(bits), expected.hasBits);
@@ -226,7 +226,7 @@ TEST_F(MovieReader, ChangedAttributesStayInMemory) {
     int width = 0;
     EXPECT_TRUE(reader.width(width));
     EXPECT_EQ(width, 9);
-    ImageReader const& constant = reader;
+    const ImageReader& constant = reader;
     EXPECT_EQ(constant.attributeChunk().attributes().count(QStringLiteral("plug_k")), 1u);
     reader.reloadHeader();
     EXPECT_TRUE(reader.width(width));

@@ -29,7 +29,7 @@ class Service : public IReconstructionService {
 public:
     explicit Service(Calls& calls) : _calls(calls) {}
 
-    bool prepare(boost::iterator_range<float const*> fibers, int width, int height, float fovX,
+    bool prepare(boost::iterator_range<const float*> fibers, int width, int height, float fovX,
                  float fovY, float minX, float maxX, float minY, float maxY) override {
         ++_calls.prepared;
         _calls.fibers.assign(fibers.begin(), fibers.end());
@@ -38,7 +38,7 @@ public:
         return false;  // nobody looks at it
     }
 
-    bool reconstruct(boost::iterator_range<uint16_t const*> input,
+    bool reconstruct(boost::iterator_range<const uint16_t*> input,
                      boost::iterator_range<uint16_t*> output) override {
         ++_calls.reconstructed;
         _calls.input.assign(input.begin(), input.end());
@@ -71,13 +71,13 @@ protected:
     Reconstruction() : withService(boost::make_shared<Service>(calls)) {}
     ~Reconstruction() override { ImageReader::setReconstructionServiceFactory({}); }
 
-    void open(MovieBytes const& movie) {
+    void open(const MovieBytes& movie) {
         put(movie);
         withService.open(file.path());
     }
 
     Samples image(unsigned int idx) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         EXPECT_TRUE(withService.getFrame(data, idx));
         const auto* samples = static_cast<const uint16_t*>(data);
         return {samples, samples + 8};
@@ -126,7 +126,7 @@ TEST_F(Reconstruction, EachOpenPreparesAgain) {
 
 TEST_F(Reconstruction, OtherMoviesNeedNone) {
     open(MovieBytes().size(4, 2).attribute("data_type", "imp").fibers({0, 0}).frame("ab"));
-    void const* data = nullptr;
+    const void* data = nullptr;
     EXPECT_TRUE(withService.getFrame(data, 0));
     EXPECT_EQ(calls.prepared + calls.reconstructed, 0);
 }
@@ -134,7 +134,7 @@ TEST_F(Reconstruction, OtherMoviesNeedNone) {
 TEST_F(Reconstruction, AMovieAfterAVectorizedOneNeedsNone) {
     open(vectorized().frame(bytes16({7, 8, 9})));
     open(MovieBytes().frame("ab"));
-    void const* data = nullptr;
+    const void* data = nullptr;
     EXPECT_TRUE(withService.getFrame(data, 0));
     EXPECT_EQ(calls.reconstructed, 0);
 }
@@ -153,7 +153,7 @@ TEST_F(Reconstruction, TurnsSamplesIntoAnImage) {
 
 TEST_F(Reconstruction, NextFrameReconstructsToo) {
     open(vectorized().frame(bytes16({7, 8, 9})));
-    void const* data = nullptr;
+    const void* data = nullptr;
     EXPECT_TRUE(withService.nextFrame(data));
     EXPECT_EQ(calls.reconstructed, 1);
     EXPECT_FALSE(withService.nextFrame(data));
@@ -162,7 +162,7 @@ TEST_F(Reconstruction, NextFrameReconstructsToo) {
 
 TEST_F(Reconstruction, RawFramesAreNotReconstructed) {
     open(vectorized().frame(bytes16({7, 8, 9})));
-    void const* data = nullptr;
+    const void* data = nullptr;
     ASSERT_EQ(withService.getRawFrame(data, 0), 6u);
     EXPECT_EQ(QByteArray(static_cast<const char*>(data), 6), bytes16({7, 8, 9}));
     EXPECT_EQ(calls.reconstructed, 0);
@@ -199,9 +199,9 @@ TEST_F(Reconstruction, SamplesBeyondTheFibersAreLeftOut) {
 }
 
 TEST_F(Reconstruction, AFrameShorterThanItsFibersIsRefused) {
-    for (QByteArray const& payload : {bytes16({7, 8}), bytes16({7, 8}) + 'x', QByteArray()}) {
+    for (const QByteArray& payload : {bytes16({7, 8}), bytes16({7, 8}) + 'x', QByteArray()}) {
         open(vectorized().frame(payload));
-        void const* data = nullptr;
+        const void* data = nullptr;
         expectFailure<IOFileException>(invalidFrameSize("IR_GF_SIZE"),
                                        [&] { withService.getFrame(data, 0); });
         EXPECT_EQ(calls.reconstructed, 0);
@@ -236,7 +236,7 @@ TEST_F(Reconstruction, WithoutAServiceOnlyRawFramesAreGiven) {
     put(vectorized().frame(bytes16({7, 8, 9})));
     reader.open(file.path());
     EXPECT_EQ(rawFrame(0), bytes16({7, 8, 9}));
-    void const* data = nullptr;
+    const void* data = nullptr;
     const Failure unsupported = readerFailure(
         "IR_UNSUPPORTED_FORMAT",
         "File " + file.path() +
@@ -268,7 +268,7 @@ TEST_F(Reconstruction, TheFactoryServesReadersMadeAfterwards) {
     ImageReader::setReconstructionServiceFactory({});
     ImageReader withoutAny(file.path());
     EXPECT_EQ(prototype.cloned, 1);
-    void const* data = nullptr;
+    const void* data = nullptr;
     EXPECT_TRUE(after.getFrame(data, 0)) << "its clone is its own";
 }
 
@@ -294,7 +294,7 @@ MovieBytes withFibers(int width, int height, int fibers) {
 
 TEST_F(Reconstruction, NegativeAndOverflowingImagesAreRefusedAtOpen) {
     constexpr int most = 2147483647;
-    for (auto const& [width, height] :
+    for (const auto& [width, height] :
          std::initializer_list<std::pair<int, int>>{{-1, 2}, {2, -1}, {-2, -2}, {most, most}}) {
         put(withFibers(width, height, 3));
         expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"),

@@ -23,7 +23,7 @@ namespace {
 TEST_F(Thumbnail, OfSixteenBitsShowsThePaletteOnTheSamplesThatThereAre) {
     for (const MZImagePixelType type : {MZ_USHORT, MZ_SHORT}) {
         open(withPalette(withHeader(type), grey(0, 2000)).frame(picture16()));
-        for (auto const& [maxWidth, maxHeight] :
+        for (const auto& [maxWidth, maxHeight] :
              {std::pair(10, 10), std::pair(30, 20), std::pair(7, 50), std::pair(64, 64)}) {
             const LogCapture log;
             ASSERT_TRUE(reader.thumbnail(image, maxWidth, maxHeight, 0));
@@ -138,7 +138,7 @@ TEST_F(Thumbnail, MasksTheLowestLevelUnlessToldOtherwise) {
 TEST_F(Thumbnail, OfEightBitsHoldsTheSamples) {
     for (const MZImagePixelType type : {MZ_UCHAR, MZ_CHAR}) {
         open(withHeader(type).frame(picture8()));
-        for (auto const& [maxWidth, maxHeight] : {std::pair(10, 10), std::pair(7, 50)}) {
+        for (const auto& [maxWidth, maxHeight] : {std::pair(10, 10), std::pair(7, 50)}) {
             ASSERT_TRUE(reader.thumbnail(image, maxWidth, maxHeight, 0));
             const Naive naive{picture8(), width, height, maxWidth, maxHeight};
             ASSERT_EQ(image.size(), QSize(naive.width(), naive.height()));

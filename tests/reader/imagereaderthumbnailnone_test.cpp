@@ -13,7 +13,7 @@ using namespace mz::test;
 namespace {
 
 TEST_F(Thumbnail, IsNoneWithoutASize) {
-    for (MovieBytes const& movie :
+    for (const MovieBytes& movie :
          {MovieBytes().attribute("height", 20), MovieBytes().attribute("width", 30),
           MovieBytes().size(0, 20), MovieBytes().size(30, 0), MovieBytes().size(-30, -20),
           MovieBytes().attribute("width", "wide").attribute("height", 20)}) {
@@ -87,7 +87,7 @@ TEST_F(Thumbnail, IsNoneOfAFrameThatIsTooShort) {
 
 class UnreadableThumbnail : public Thumbnail {
 protected:
-    void expectNoneAfter(std::vector<const char*> const& codes) {
+    void expectNoneAfter(const std::vector<const char*>& codes) {
         const LogCapture log;
         expectNone();
         ASSERT_EQ(log.records().size(), codes.size());
@@ -130,7 +130,7 @@ TEST_F(UnreadableThumbnail, OfAChunkThatLeavesTheFileIsNoneAfterItsRecord) {
 
 class ThrowingService : public ImageService {
 public:
-    bool reconstruct(boost::iterator_range<uint16_t const*>,
+    bool reconstruct(boost::iterator_range<const uint16_t*>,
                      boost::iterator_range<uint16_t*>) override {
         throw 5;
     }

@@ -14,13 +14,13 @@ namespace {
 class ThumbnailWarnings : public Thumbnail {
 protected:
     /// The records of a thumbnail of samples from 100 to 1,249 through a palette.
-    void expectWarnings(int cropMin, int cropMax, std::vector<QString> const& messages) {
+    void expectWarnings(int cropMin, int cropMax, const std::vector<QString>& messages) {
         open(withPalette(withHeader(MZ_USHORT), grey(cropMin, cropMax)).frame(picture16()));
         const LogCapture log;
         ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
         ASSERT_EQ(log.records().size(), messages.size());
         for (size_t i = 0; i < messages.size(); ++i) {
-            LogRecord const& record = log.records()[i];
+            const LogRecord& record = log.records()[i];
             EXPECT_EQ(record.level, LogLevel::Warning);
             EXPECT_EQ(record.loggerName.toStdString(), "dataio.imagereader");
             EXPECT_EQ(record.code.toStdString(), "PIXOUTOFRANGE");
@@ -64,7 +64,7 @@ TEST_F(ThumbnailWarnings, SayWhenTheSamplesLeaveTheCropRange) {
 }
 
 TEST_F(ThumbnailWarnings, SayThatTheCropRangeIsEmpty) {
-    for (auto const& [cropMin, cropMax] : {std::pair(7, 7), std::pair(8, 7)}) {
+    for (const auto& [cropMin, cropMax] : {std::pair(7, 7), std::pair(8, 7)}) {
         expectWarnings(cropMin, cropMax,
                        {QStringLiteral("Bad pelette range. cropMin=[%1],cropMax=[%2],fileName=[%3]")
                             .arg(cropMin)

@@ -41,7 +41,7 @@ TEST_F(MovieReader, LaserPowersOfAnotherNumberOfFramesAreIgnored) {
 
 TEST_F(MovieReader, LaserPowerFollowsTheCurrentFrame) {
     open(fourFrames().laserPowers(QByteArray("\x00\x7f\xfe\xff", 4)));
-    void const* data = nullptr;
+    const void* data = nullptr;
     float power = 7;
     ASSERT_TRUE(reader.getFrame(data, 1));
     EXPECT_TRUE(reader.laserPower(power));
@@ -90,7 +90,7 @@ TEST_F(MovieReader, ADamagedTimerChunkGivesNoTimes) {
 
 TEST_F(MovieReader, FrameTimingFollowsTheCurrentFrame) {
     open(fourFrames().times({10, 0, 20, 0, 30, 0}));
-    void const* data = nullptr;
+    const void* data = nullptr;
     timeval time{};
     ASSERT_TRUE(reader.getFrame(data, 1));
     EXPECT_TRUE(reader.frameTiming(time));

@@ -38,14 +38,14 @@ Answer answerOf(const void* data, qsizetype size) {
 
 Request frame(unsigned int index) {
     return {"frame " + std::to_string(index), [index](ImageReader& reader, const QString&) {
-                void const* data = nullptr;
+                const void* data = nullptr;
                 return reader.getFrame(data, index) ? answerOf(data, scenarioFrameBytes) : Answer();
             }};
 }
 
 Request rawFrame(unsigned int index) {
     return {"raw frame " + std::to_string(index), [index](ImageReader& reader, const QString&) {
-                void const* data = nullptr;
+                const void* data = nullptr;
                 const auto size = reader.getRawFrame(data, index);
                 return size ? answerOf(data, *size) : Answer();
             }};

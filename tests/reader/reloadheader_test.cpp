@@ -21,7 +21,7 @@ protected:
 
     /// As it was handed out, without a copy.
     const char* requestFrame(unsigned int index) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         EXPECT_TRUE(reader.getRawFrame(data, index));
         return static_cast<const char*>(data);
     }

@@ -18,12 +18,12 @@ QByteArray frames() {
 }
 
 /// An info chunk's payload that lists the two frames, the second one first.
-QByteArray infoPayload(QByteArray const& text) {
+QByteArray infoPayload(const QByteArray& text) {
     return le32(2) + indexRecord(2, 43, 12) + indexRecord(2, 0, 11) + text;
 }
 
 /// The attributes, one a line; "none" when the movie says nothing of itself.
-std::string textOf(DamagedMovie const& movie) {
+std::string textOf(const DamagedMovie& movie) {
     if (!movie.remains().ownInfo) return "none";
     QString text;
     movie.remains().ownInfo->dump(text);
@@ -33,7 +33,7 @@ std::string textOf(DamagedMovie const& movie) {
 TEST(DamagedMovie, GivesThePayloadsOfItsWholeChunks) {
     const ScratchFile file("some bytes" + frames() + startHeader(2, 100) + "torn");
     DamagedMovie movie(file.path());
-    auto const& chunks = movie.remains().scan.chunks;
+    const auto& chunks = movie.remains().scan.chunks;
     ASSERT_EQ(chunks.size(), 2u);
     EXPECT_EQ(QByteArray(movie.payload(chunks[1]), 12), "second frame");
     EXPECT_EQ(QByteArray(movie.payload(chunks[0]), 11), "first frame");
@@ -51,7 +51,7 @@ TEST(DamagedMovie, SaysWhatItsInfoChunkSaysEvenATornOne) {
         bool hasWholeInfo;
         std::string text;
     };
-    for (Case const& c : {Case{chunk(5, payload), true, "comment=whole\nwidth=512\n"},
+    for (const Case& c : {Case{chunk(5, payload), true, "comment=whole\nwidth=512\n"},
                           Case{torn, false, "comment=torn\n"}, Case{tooTorn, false, "none"},
                           Case{chunk(5, payload) + torn, true, "comment=torn\n"},
                           Case{chunk(5, payload) + tooTorn, true, "comment=whole\nwidth=512\n"},
@@ -64,7 +64,7 @@ TEST(DamagedMovie, SaysWhatItsInfoChunkSaysEvenATornOne) {
         EXPECT_EQ(movie.remains().wholeInfoPayload, c.hasWholeInfo ? payload : QByteArray());
         EXPECT_EQ(textOf(movie), c.text);
         if (c.text == "none") continue;
-        auto const* index = movie.remains().ownInfo->find(2);
+        const auto* index = movie.remains().ownInfo->find(2);
         ASSERT_NE(index, nullptr);
         ASSERT_EQ(index->size(), 2u);
         EXPECT_EQ(index->front().offset, 43u);
@@ -77,7 +77,7 @@ TEST(DamagedMovie, NoticesThatItsFileChanges) {
     const ChunkSpan second = movie.remains().scan.chunks[1];
     const Failure failure{"dataio.imageutilities", SOFTWARE, "IU_S_BUSY",
                           "File " + file.path() + " changes while it is salvaged."};
-    for (QByteArray const& now : {startHeader(7, 12), startHeader(2, 11)}) {
+    for (const QByteArray& now : {startHeader(7, 12), startHeader(2, 11)}) {
         file.put(second.offset, now);
         expectFailure<IOFileException>(failure, [&] { movie.payload(second); });
     }

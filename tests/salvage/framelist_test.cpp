@@ -10,9 +10,9 @@ namespace {
 
 const std::vector<ChunkSpan> frames = {{0, 2, 10}, {100, 2, 10}, {200, 2, 20}};
 
-std::vector<qint64> offsets(FrameList const& list) {
+std::vector<qint64> offsets(const FrameList& list) {
     std::vector<qint64> out;
-    for (ChunkSpan const& frame : list.frames)
+    for (const ChunkSpan& frame : list.frames)
         out.push_back(frame.offset);
     return out;
 }
@@ -42,7 +42,7 @@ TEST(FramesOfIndex, AreNoneOfAnotherFile) {
 }
 
 TEST(FramesOfFile, AreCompleteWithoutHolesOrWithoutMissingEntries) {
-    for (FrameList const& list : {framesOfFile(frames, {}, 3), framesOfFile(frames, {}, 9),
+    for (const FrameList& list : {framesOfFile(frames, {}, 3), framesOfFile(frames, {}, 9),
                                   framesOfFile(frames, {50}, 3), framesOfFile(frames, {50}, 0)}) {
         EXPECT_EQ(offsets(list), (std::vector<qint64>{0, 100, 200}));
         EXPECT_EQ(list.places, (std::vector<size_t>{0, 1, 2}));

@@ -41,7 +41,7 @@ QByteArray recordedFrame(int number) {
 
 /// Records until it is killed, and tells through the pipe how many frames are complete. Now and
 /// then it closes the movie and opens it again.
-[[noreturn]] void recordForEver(QString const& path, int pipe) {
+[[noreturn]] void recordForEver(const QString& path, int pipe) {
     ImageWriter writer;
     writer.create(path, true);
     writer.width(4);
@@ -63,7 +63,7 @@ QByteArray recordedFrame(int number) {
 /// which a program would not even have started under a sanitizer.
 class Recorder {
 public:
-    explicit Recorder(QString const& path) {
+    explicit Recorder(const QString& path) {
         int ends[2];
         EXPECT_EQ(::pipe(ends), 0);
         _reports = ends[0];
@@ -74,8 +74,8 @@ public:
         }
         ::close(ends[1]);
     }
-    Recorder(Recorder const&) = delete;
-    Recorder& operator=(Recorder const&) = delete;
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
     ~Recorder() { ::close(_reports); }
 
     /// @return the number of frames that it had reported
@@ -102,19 +102,19 @@ private:
     pid_t _child = -1;
 };
 
-bool holds(QByteArray const& payload, int number) {
+bool holds(const QByteArray& payload, int number) {
     return payload == recordedFrame(number);
 }
 
-std::vector<QByteArray> framesIn(Movie const& movie) {
+std::vector<QByteArray> framesIn(const Movie& movie) {
     std::vector<QByteArray> frames;
-    for (MovieChunk const& chunk : movie.chunks)
+    for (const MovieChunk& chunk : movie.chunks)
         if (chunk.type == MZ_CT_FRAME) frames.push_back(chunk.payload);
     return frames;
 }
 
 /// What is behind the whole chunks is the beginning of one more.
-void expectTornChunkAtMost(QByteArray const& bytes, Movie const& movie) {
+void expectTornChunkAtMost(const QByteArray& bytes, const Movie& movie) {
     qint64 end = 0;
     if (!movie.chunks.empty())
         end = static_cast<qint64>(movie.chunks.back().offset) + movie.chunks.back().size + 32;
@@ -131,13 +131,13 @@ AttributeChunk attributesForSalvage() {
     return attributes;
 }
 
-void expectSalvaged(QString const& path, size_t frames) {
+void expectSalvaged(const QString& path, size_t frames) {
     const SalvageReport report = ImageUtilities::salvage(path, attributesForSalvage());
     EXPECT_EQ(report.framesKept, frames);
     ImageReader reader(path);
     ASSERT_EQ(reader.nbFrames(), frames);
     for (unsigned int i = 0; i < frames; ++i) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         const auto size = reader.getRawFrame(data, i);
         ASSERT_TRUE(size);
         EXPECT_TRUE(holds(QByteArray(static_cast<const char*>(data), static_cast<int>(*size)),

@@ -17,12 +17,12 @@ namespace {
 
 class CutRecording : public DamagedFiles, public testing::WithParamInterface<RecordingKind> {
 protected:
-    void expectSalvaged(QString const& salvaged, SalvageReport const& report, qint64 cut) {
+    void expectSalvaged(const QString& salvaged, const SalvageReport& report, qint64 cut) {
         std::vector<int> whole;
         bool hasTimes = false;
         bool hasPowers = false;
         qint64 end = 0;
-        for (MovieChunk const& chunk : movie.chunks) {
+        for (const MovieChunk& chunk : movie.chunks) {
             if (chunk.end() > cut) break;
             end = chunk.end();
             if (chunk.type == 2) whole.push_back(static_cast<int>(whole.size()));
@@ -143,7 +143,7 @@ TEST_F(Salvage, GivesAFileThatCanBeModified) {
 
 TEST_F(Salvage, OfARecordingWithoutAFrameGivesAMovieWithoutOne) {
     recordGood({});
-    for (QByteArray const& torn : {QByteArray(), startHeader(2, 100), QByteArray("\n<CSTA")}) {
+    for (const QByteArray& torn : {QByteArray(), startHeader(2, 100), QByteArray("\n<CSTA")}) {
         writeFile(damaged(), torn);
         const SalvageReport report = salvageInPlace();
         EXPECT_EQ(report.framesKept, 0u);
@@ -156,7 +156,7 @@ TEST_F(Salvage, OfARecordingWithoutAFrameGivesAMovieWithoutOne) {
 TEST_F(Salvage, NeedsNoReconstructionService) {
     recordGood({zlib, true});
     const WatchedService service;
-    for (QByteArray const& content : {bytes, withoutInfo()}) {
+    for (const QByteArray& content : {bytes, withoutInfo()}) {
         writeAnew(damaged(), content);
         EXPECT_EQ(salvageToOutput().framesKept, 3u);
         EXPECT_EQ(service.uses(), 0);
@@ -169,7 +169,7 @@ TEST_F(Salvage, NeedsNoReconstructionService) {
 
 TEST_F(Salvage, RefusesWhatIsNoMovie) {
     recordGood({});
-    for (QByteArray const& other :
+    for (const QByteArray& other :
          {QByteArray("\xff\xd8\xff\xe0") + QByteArray("JFIF and so on, for more than a header"),
           QByteArray("\n"), QByteArray("\n<CST"), QByteArray(100000, '\0'),
           QByteArray("\n<CEND") + QByteArray(100, '\n')}) {
@@ -182,7 +182,7 @@ TEST_F(Salvage, RefusesWhatIsNoMovie) {
             try {
                 action();
                 ADD_FAILURE() << "nothing thrown";
-            } catch (IOFileException const& thrown) {
+            } catch (const IOFileException& thrown) {
                 EXPECT_EQ(thrown.code().toStdString(), failure.code);
                 EXPECT_EQ(thrown.message(), failure.message);
                 EXPECT_EQ(thrown.origin(), failure.origin);
@@ -199,7 +199,7 @@ TEST_F(Salvage, RefusesWhatIsNoMovie) {
 }
 
 TEST_F(Salvage, RefusesWhatIsNoFile) {
-    const auto salvage = [](QString const& name) {
+    const auto salvage = [](const QString& name) {
         ImageUtilities::salvage(name, AttributeChunk());
     };
     expectFailure<IOFileException>(
@@ -222,7 +222,7 @@ TEST_F(Salvage, RefusesToWriteOverTheDamagedFile) {
               0);
     const QString indirect = QFileInfo(damaged()).path() + "/../" +
                              QFileInfo(QFileInfo(damaged()).path()).fileName() + "/damaged";
-    for (QString const& name : {damaged(), path("symbolic"), path("hard"), indirect}) {
+    for (const QString& name : {damaged(), path("symbolic"), path("hard"), indirect}) {
         expectFailure<IOFileException>(
             salvageFailure("IU_S_SAME", QStringLiteral("Damaged and salvaged file are the same.")),
             [&] { ImageUtilities::salvageTo(damaged(), name, attributes); });
@@ -234,7 +234,7 @@ TEST_F(Salvage, RefusesAnOutputThatIsNoFile) {
     recordGood({});
     ASSERT_EQ(::mkfifo(path("pipe").toLocal8Bit().constData(), 0600), 0);
     ASSERT_TRUE(QDir().mkdir(path("folder")));
-    for (QByteArray const& content : {bytes, withoutInfo()}) {
+    for (const QByteArray& content : {bytes, withoutInfo()}) {
         writeFile(damaged(), content);
         for (const char* name : {"pipe", "folder"}) {
             expectFailure<IOFileException>(
@@ -252,7 +252,7 @@ TEST_F(Salvage, ReportsAnOutputThatCannotBeWritten) {
     try {
         ImageUtilities::salvageTo(good(), nowhere, attributes);
         ADD_FAILURE() << "nothing thrown";
-    } catch (IOFileException const& failure) {
+    } catch (const IOFileException& failure) {
         EXPECT_EQ(failure.code().toStdString(), "IU_S_COPY");
         EXPECT_EQ(failure.origin(), FILESYSTEM);
         EXPECT_TRUE(failure.message().startsWith(QStringLiteral("Could not copy file: ")));

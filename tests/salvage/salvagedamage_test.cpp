@@ -24,8 +24,8 @@ protected:
     }
 
     /// Salvages both ways; what stays in place must stay byte for byte.
-    void expectSalvaged(QByteArray const& content, std::vector<int> const& frames, bool withTimes,
-                        std::vector<std::string> const& reasons) {
+    void expectSalvaged(const QByteArray& content, const std::vector<int>& frames, bool withTimes,
+                        const std::vector<std::string>& reasons) {
         writeAnew(damaged(), content);
         writeAnew(output(), "older");
         const SalvageReport copied = salvageToOutput();
@@ -43,14 +43,14 @@ protected:
         report = salvaged;
     }
 
-    static void expectReport(SalvageReport const& found, QByteArray const& content,
-                             std::vector<int> const& frames,
-                             std::vector<std::string> const& reasons) {
+    static void expectReport(const SalvageReport& found, const QByteArray& content,
+                             const std::vector<int>& frames,
+                             const std::vector<std::string>& reasons) {
         EXPECT_FALSE(found.wasSound);
         EXPECT_EQ(found.framesKept, frames.size());
         expectEachByteOnce(found, content.size());
         std::vector<std::string> why;
-        for (SalvageGap const& gap : found.gaps)
+        for (const SalvageGap& gap : found.gaps)
             why.push_back(gap.why.toStdString());
         EXPECT_EQ(why, reasons);
     }
@@ -60,7 +60,7 @@ protected:
 
 TEST_F(DamagedRecording, KeepsTheFramesBehindADamagedHeaderWithTheirTimes) {
     for (const int lost : {0, 2, 4}) {
-        MovieChunk const& frame = frameChunk(lost);
+        const MovieChunk& frame = frameChunk(lost);
         for (qint64 i = 0; i < 32; ++i) {
             SCOPED_TRACE("byte " + std::to_string(i) + " of frame " + std::to_string(lost));
             const qint64 at = static_cast<qint64>(frame.offset) + (i < 16 ? i : i + frame.size);
@@ -122,7 +122,7 @@ TEST_F(DamagedRecording, LeavesTimesOutWhenNobodyKnowsWhichFramesAreMissing) {
 
 TEST_F(DamagedRecording, KeepsWhatIsWholeOfFibersTimesAndPowers) {
     for (const uint32_t type : {6u, 7u, 8u}) {
-        for (MovieChunk const& chunk : movie.chunks) {
+        for (const MovieChunk& chunk : movie.chunks) {
             if (chunk.type != type) continue;
             QByteArray content = withoutInfo();
             content[static_cast<qsizetype>(chunk.offset)] = 'x';
@@ -158,7 +158,7 @@ TEST_F(DamagedRecording, LosesTheTimeOfAFrameThatCannotBeDecoded) {
         CompressionType::e compression;
         qint64 checksumAt;  // from the end of the stream, 0 for one that is not damaged
     };
-    for (Case const& c : {Case{CompressionType::ZLib, 1}, Case{CompressionType::GZip, 6},
+    for (const Case& c : {Case{CompressionType::ZLib, 1}, Case{CompressionType::GZip, 6},
                           Case{CompressionType::BZip2, 0}}) {
         kind.compression = c.compression;
         recordGood(kind);
@@ -204,7 +204,7 @@ TEST_F(DamagedRecording, ComesBackWithTheWholeLinesOfATornInfoChunk) {
         std::map<QByteArray, QByteArray> expected = {
             {"comment", "another"}, {"endian", "2"}, {"width", "16"}};
         const QByteArray left = bytes.mid(text, cut - text);
-        for (QByteArray const& line : left.left(left.lastIndexOf('\n') + 1).split('\n')) {
+        for (const QByteArray& line : left.left(left.lastIndexOf('\n') + 1).split('\n')) {
             if (line.contains('=')) expected[line.split('=')[0]] = line.split('=')[1];
         }
         ASSERT_EQ(found.text, expected) << cut - text;
@@ -225,7 +225,7 @@ TEST_F(DamagedRecording, KeepsTheOrderOfARing) {
     }
     bytes = readFile(good());
     movie = soundMovie(good());
-    const auto expectOrder = [&](QByteArray const& content, std::vector<int> const& numbers) {
+    const auto expectOrder = [&](const QByteArray& content, const std::vector<int>& numbers) {
         for (const bool inPlace : {false, true}) {
             writeAnew(damaged(), content);
             QFile::remove(output());

@@ -40,7 +40,7 @@ TEST_P(FailingSystem, LeavesEveryWholeChunkWhereItWas) {
             const FailingCalls faults(GetParam(), EIO, skip);
             try {
                 salvageInPlace();
-            } catch (std::exception const&) {
+            } catch (const std::exception&) {
                 hasFailed = true;
             }
             if (faults.hits() == 0) break;
@@ -72,7 +72,7 @@ TEST_P(FailingSystem, NeverTouchesTheDamagedFileOfACopy) {
             const FailingCalls faults(GetParam(), EIO, skip);
             try {
                 report = salvageToOutput();
-            } catch (std::exception const&) {
+            } catch (const std::exception&) {
                 hasFailed = true;
             }
             if (faults.hits() == 0) break;
@@ -100,7 +100,7 @@ TEST_F(DamagedFiles, ThatCannotBeReadIsNotTakenForAnEmptyOne) {
         const FailingCalls faults(Call::Stat, EIO, skip);
         try {
             salvageInPlace();
-        } catch (IOFileException const& failure) {
+        } catch (const IOFileException& failure) {
             if (failure.code() == QLatin1String("IU_S_READ")) {
                 ++failures;
                 EXPECT_EQ(failure.origin(), SYSCALL);

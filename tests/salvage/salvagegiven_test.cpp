@@ -24,7 +24,7 @@ TEST_F(SalvageGiven, WithAttributesOfAnotherKindLeavesTheFileAsItWas) {
             try {
                 action();
                 ADD_FAILURE() << "nothing thrown";
-            } catch (IOFileException const& failure) {
+            } catch (const IOFileException& failure) {
                 EXPECT_EQ(failure.code().toStdString(), "IU_S_FRAMES");
                 EXPECT_EQ(failure.message(), noReadableFrame());
                 EXPECT_EQ(failure.origin(), SOFTWARE);

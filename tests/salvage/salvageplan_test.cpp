@@ -30,7 +30,7 @@ public:
     MovieRemains movie;
 
 private:
-    Remains& add(ChunkGap const& gap) {
+    Remains& add(const ChunkGap& gap) {
         movie.scan.gaps.push_back(gap);
         movie.scan.fileSize += gap.length;
         return *this;
@@ -44,13 +44,13 @@ AttributeChunk someAttributes() {
     return attributes;
 }
 
-SalvagePlan planOf(Remains const& remains, SalvageMode mode, std::vector<float> const& fibers = {},
-                   AttributeChunk const& attributes = someAttributes()) {
+SalvagePlan planOf(const Remains& remains, SalvageMode mode, const std::vector<float>& fibers = {},
+                   const AttributeChunk& attributes = someAttributes()) {
     return SalvagePlan::of(remains.movie, mode, attributes, fibers);
 }
 
-ChunkInfo infoOf(SalvagePlan const& plan) {
-    PlannedChunk const& last = plan.tail().back();
+ChunkInfo infoOf(const SalvagePlan& plan) {
+    const PlannedChunk& last = plan.tail().back();
     EXPECT_EQ(last.type, static_cast<unsigned int>(MZ_CT_INFO));
     const auto payload = std::get<QByteArray>(last.payload);
     EXPECT_EQ(qint64{last.size}, payload.size());
@@ -59,35 +59,35 @@ ChunkInfo infoOf(SalvagePlan const& plan) {
     return info;
 }
 
-std::vector<qint64> offsetsIn(SalvagePlan const& plan, unsigned int type) {
+std::vector<qint64> offsetsIn(const SalvagePlan& plan, unsigned int type) {
     const ChunkInfo info = infoOf(plan);
     std::vector<qint64> offsets;
-    if (auto const* records = info.find(static_cast<int>(type))) {
-        for (ChunkRecord const& record : *records)
+    if (const auto* records = info.find(static_cast<int>(type))) {
+        for (const ChunkRecord& record : *records)
             offsets.push_back(record.offset);
     }
     return offsets;
 }
 
-std::vector<unsigned int> typesOf(std::vector<PlannedChunk> const& chunks) {
+std::vector<unsigned int> typesOf(const std::vector<PlannedChunk>& chunks) {
     std::vector<unsigned int> types;
-    for (PlannedChunk const& chunk : chunks)
+    for (const PlannedChunk& chunk : chunks)
         types.push_back(chunk.type);
     return types;
 }
 
-void expectEachByteOnce(SalvagePlan const& plan, Remains const& remains) {
+void expectEachByteOnce(const SalvagePlan& plan, const Remains& remains) {
     const SalvageReport report = plan.report();
     qint64 sum = report.bytesKept;
     qint64 end = 0;
-    for (SalvageGap const& gap : report.gaps) {
+    for (const SalvageGap& gap : report.gaps) {
         EXPECT_GE(gap.offset, end) << gap.why.toStdString();
         end = gap.offset + gap.length;
         sum += gap.length;
     }
     EXPECT_EQ(sum, remains.movie.scan.fileSize);
     qint64 kept = 0;
-    for (KeptChunk const& chunk : plan.kept())
+    for (const KeptChunk& chunk : plan.kept())
         kept += chunk.original.length();
     EXPECT_LE(kept, report.bytesKept);
 }
@@ -119,7 +119,7 @@ TEST(PlanInPlace, WritesListsAnewThatHaveEntriesOfLostFrames) {
     const SalvagePlan plan = planOf(remains, SalvageMode::InPlace);
     ASSERT_EQ(typesOf(plan.tail()), (Types{7, 8, 5}));
     for (size_t i = 0; i < 2; ++i) {
-        auto const& left = std::get<LeftEntries>(plan.tail()[i].payload);
+        const auto& left = std::get<LeftEntries>(plan.tail()[i].payload);
         EXPECT_EQ(left.list.offset, remains.movie.scan.chunks[2 + i].offset);
         EXPECT_EQ(left.entrySize, i == 0 ? 8u : 1u);
         EXPECT_EQ(left.places, (Places{0, 2}));
@@ -195,14 +195,14 @@ TEST(PlannedCopy, HoldsFramesThenOthersThenTheTailWithoutGaps) {
     const SalvagePlan plan = planOf(remains, SalvageMode::Copy);
     Types types;
     qint64 end = 0;
-    for (KeptChunk const& chunk : plan.kept()) {
+    for (const KeptChunk& chunk : plan.kept()) {
         types.push_back(chunk.original.type);
         EXPECT_EQ(chunk.offset, end);
         end += chunk.original.length();
     }
     EXPECT_EQ(types, (Types{2, 2, 3, 77}));
     EXPECT_EQ(typesOf(plan.tail()), (Types{6, 8, 5}));
-    for (PlannedChunk const& chunk : plan.tail()) {
+    for (const PlannedChunk& chunk : plan.tail()) {
         EXPECT_EQ(chunk.offset, end);
         end += framing + chunk.size;
     }
@@ -291,7 +291,7 @@ TEST(SalvagePlan, CarriesEveryKindOfTrailingChunkInTheOrderOfTheirTable) {
         EXPECT_EQ(offsetsIn(copy, kind).size(), 1u) << kind;
         EXPECT_EQ(offsetsIn(inPlace, kind).size(), 1u) << kind;
     }
-    for (SalvagePlan const& plan : {copy, inPlace}) {
+    for (const SalvagePlan& plan : {copy, inPlace}) {
         EXPECT_TRUE(plan.report().gaps.empty());
         expectEachByteOnce(plan, remains);
     }

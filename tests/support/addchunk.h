@@ -9,7 +9,7 @@
 namespace mz::test {
 
 template <class Writer>
-int add(Writer& writer, unsigned int type, QByteArray const& payload) {
+int add(Writer& writer, unsigned int type, const QByteArray& payload) {
     return writer.addChunk(type, payload.constData(), static_cast<size_t>(payload.size()));
 }
 

@@ -29,7 +29,7 @@ inline QByteArray le16(uint16_t value) {
 }
 
 /// Sample number `i` of 16-bit samples.
-inline uint16_t sample16(QByteArray const& bytes, qsizetype i) {
+inline uint16_t sample16(const QByteArray& bytes, qsizetype i) {
     return static_cast<uint16_t>(static_cast<unsigned char>(bytes[2 * i]) |
                                  static_cast<unsigned char>(bytes[2 * i + 1]) << 8);
 }
@@ -43,7 +43,7 @@ inline QByteArray endHeader(uint32_t type, uint32_t size) {
 }
 
 /// A whole chunk: start header, payload, end header.
-inline QByteArray chunk(uint32_t type, QByteArray const& payload) {
+inline QByteArray chunk(uint32_t type, const QByteArray& payload) {
     const auto size = static_cast<uint32_t>(payload.size());
     return startHeader(type, size) + payload + endHeader(type, size);
 }

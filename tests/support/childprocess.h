@@ -21,7 +21,7 @@ void inChild(Checks checks) {
     if (child == 0) {
         try {
             checks();
-        } catch (std::exception const& failure) {
+        } catch (const std::exception& failure) {
             ADD_FAILURE() << failure.what();
         }
         std::fflush(nullptr);

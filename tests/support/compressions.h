@@ -52,7 +52,7 @@ protected:
     QString in() const { return _input.path(); }
     QString out() const { return _input.sibling("output"); }
 
-    void put(MovieBytes const& movie) { writeFile(in(), movie.bytes()); }
+    void put(const MovieBytes& movie) { writeFile(in(), movie.bytes()); }
 
     Movie compressed(RSQCompress::Vectorization vectorization = RSQCompress::SameAsInput,
                      CompressionType::e compression = CompressionType::None, int first = -1,
@@ -64,7 +64,7 @@ protected:
 
     /// The same failure as any other, but for the number of frames that were copied before it.
     template <class Action>
-    void expectFailureAfter(size_t frames, Failure const& failure, Action action) {
+    void expectFailureAfter(size_t frames, const Failure& failure, Action action) {
         expectFailure<IOFileException>(failure, action);
         EXPECT_EQ(soundMovie(out()).frames.size(), frames);
     }

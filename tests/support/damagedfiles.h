@@ -17,13 +17,13 @@
 
 namespace mz::test {
 
-inline Failure salvageFailure(const char* code, QString const& message,
+inline Failure salvageFailure(const char* code, const QString& message,
                               LogOrigin origin = SOFTWARE) {
     return {"dataio.imageutilities", origin, code, message};
 }
 
 /// File systems flush what is written into a file that was emptied, which takes its time.
-inline void writeAnew(QString const& path, QByteArray const& bytes) {
+inline void writeAnew(const QString& path, const QByteArray& bytes) {
     QFile::remove(path);
     writeFile(path, bytes);
 }
@@ -35,7 +35,7 @@ inline QString noReadableFrame() {
 class DamagedFiles : public testing::Test {
 protected:
     /// Records the movie from which damaged files are made.
-    void recordGood(RecordingKind const& recorded) {
+    void recordGood(const RecordingKind& recorded) {
         kind = recorded;
         record(good(), kind);
         bytes = readFile(good());
@@ -49,10 +49,10 @@ protected:
     QString damaged() const { return path("damaged"); }
     QString output() const { return path("output"); }
 
-    MovieChunk const& frameChunk(int number) const {
+    const MovieChunk& frameChunk(int number) const {
         return movie.chunks[static_cast<size_t>(number)];
     }
-    MovieChunk const& infoChunk() const { return movie.chunks.back(); }
+    const MovieChunk& infoChunk() const { return movie.chunks.back(); }
     /// The movie without its info chunk, as a recorder leaves it that is killed while it closes.
     QByteArray withoutInfo() const {
         return bytes.left(static_cast<qsizetype>(infoChunk().offset));
@@ -62,7 +62,7 @@ protected:
         std::iota(numbers.begin(), numbers.end(), 0);
         return numbers;
     }
-    std::vector<int> framesWithout(std::vector<int> const& lost) const {
+    std::vector<int> framesWithout(const std::vector<int>& lost) const {
         std::vector<int> numbers;
         for (const int number : allFrames()) {
             if (std::find(lost.begin(), lost.end(), number) == lost.end())
@@ -81,10 +81,10 @@ protected:
     }
 
     /// Each byte of a damaged file was kept or is reported once.
-    static void expectEachByteOnce(SalvageReport const& report, qint64 fileSize) {
+    static void expectEachByteOnce(const SalvageReport& report, qint64 fileSize) {
         qint64 sum = report.bytesKept;
         qint64 end = 0;
-        for (SalvageGap const& gap : report.gaps) {
+        for (const SalvageGap& gap : report.gaps) {
             EXPECT_GE(gap.offset, end);
             end = gap.offset + gap.length;
             sum += gap.length;

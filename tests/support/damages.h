@@ -15,7 +15,7 @@ namespace mz::test {
 
 /// The place of the info chunk and of what is in it.
 struct InfoPlaces {
-    explicit InfoPlaces(QByteArray const& movie)
+    explicit InfoPlaces(const QByteArray& movie)
         : chunk(static_cast<qsizetype>(parseMovie(movie).chunks.back().offset)),
           count(chunk + 16),
           records(count + 4),
@@ -38,13 +38,13 @@ struct Flip {
     }
 };
 
-inline std::ostream& operator<<(std::ostream& out, Flip const& flip) {
+inline std::ostream& operator<<(std::ostream& out, const Flip& flip) {
     return out << "byte " << flip.at << " flip " << flip.bits;
 }
 
-inline std::vector<Flip> framingFlips(QByteArray const& movie) {
+inline std::vector<Flip> framingFlips(const QByteArray& movie) {
     std::vector<Flip> flips;
-    for (MovieChunk const& chunk : parseMovie(movie).chunks) {
+    for (const MovieChunk& chunk : parseMovie(movie).chunks) {
         for (qsizetype i = 0; i < 32; ++i) {
             const qsizetype at =
                 i < 16 ? static_cast<qsizetype>(chunk.offset) + i : chunk.end() - 32 + i;
@@ -58,7 +58,7 @@ inline std::vector<Flip> framingFlips(QByteArray const& movie) {
 }
 
 /// The count aside: with it the attributes begin elsewhere.
-inline std::vector<Flip> indexFlips(QByteArray const& movie) {
+inline std::vector<Flip> indexFlips(const QByteArray& movie) {
     const InfoPlaces info(movie);
     std::vector<Flip> flips;
     for (qsizetype at = info.records; at < info.text; ++at)
@@ -67,7 +67,7 @@ inline std::vector<Flip> indexFlips(QByteArray const& movie) {
     return flips;
 }
 
-inline std::vector<Flip> attributeFlips(QByteArray const& movie) {
+inline std::vector<Flip> attributeFlips(const QByteArray& movie) {
     const InfoPlaces info(movie);
     std::vector<Flip> flips;
     for (qsizetype at = info.text; at < info.end; ++at)
@@ -76,9 +76,9 @@ inline std::vector<Flip> attributeFlips(QByteArray const& movie) {
     return flips;
 }
 
-inline std::vector<Flip> payloadFlips(QByteArray const& movie) {
+inline std::vector<Flip> payloadFlips(const QByteArray& movie) {
     std::vector<Flip> flips;
-    for (MovieChunk const& chunk : parseMovie(movie).chunks) {
+    for (const MovieChunk& chunk : parseMovie(movie).chunks) {
         if (chunk.type == MovieBytes::Info) continue;
         for (qsizetype at = static_cast<qsizetype>(chunk.offset) + 16; at < chunk.end() - 16; ++at)
             flips.push_back({at, 0x55});
@@ -100,14 +100,14 @@ struct FramingSize {
     }
 };
 
-inline std::ostream& operator<<(std::ostream& out, FramingSize const& row) {
+inline std::ostream& operator<<(std::ostream& out, const FramingSize& row) {
     return out << "chunk at " << row.chunk.offset << " size " << row.size << " in start "
                << row.inStart << " in end " << row.inEnd;
 }
 
-inline std::vector<FramingSize> framingSizes(QByteArray const& movie) {
+inline std::vector<FramingSize> framingSizes(const QByteArray& movie) {
     std::vector<FramingSize> rows;
-    for (MovieChunk const& chunk : parseMovie(movie).chunks) {
+    for (const MovieChunk& chunk : parseMovie(movie).chunks) {
         for (uint32_t size : {0u, 1u, chunk.size - 1, chunk.size + 1, chunk.size + 32, 0x7fffffffu,
                               0x80000000u, 0xffffffe0u, 0xffffffffu}) {
             if (size == chunk.size) continue;
@@ -132,11 +132,11 @@ struct IndexNumber {
     }
 };
 
-inline std::ostream& operator<<(std::ostream& out, IndexNumber const& row) {
+inline std::ostream& operator<<(std::ostream& out, const IndexNumber& row) {
     return out << "field " << row.field << " of record " << row.record << ": " << row.number;
 }
 
-inline std::vector<IndexNumber> indexNumbers(QByteArray const& movie) {
+inline std::vector<IndexNumber> indexNumbers(const QByteArray& movie) {
     const std::vector<MovieRecord> index = parseMovie(movie).index;
     std::vector<IndexNumber> rows;
     for (uint32_t number : {0u, 1u, 2u, 1000u, 0x15555555u, 0x15555556u, 0x55555555u, 0x55555556u,
@@ -160,7 +160,7 @@ struct AttributeValue {
     QByteArray key, value;
 };
 
-inline std::ostream& operator<<(std::ostream& out, AttributeValue const& row) {
+inline std::ostream& operator<<(std::ostream& out, const AttributeValue& row) {
     return out << row.key.constData() << '=' << row.value.constData();
 }
 
@@ -192,19 +192,19 @@ inline std::vector<QByteArray> damagedValues() {
             "1e40", "nan",   "-inf",  "vec",        "gz",         "bz2"};
 }
 
-inline std::vector<AttributeValue> attributeValues(GoodMovie const& movie) {
+inline std::vector<AttributeValue> attributeValues(const GoodMovie& movie) {
     const auto text = parseMovie(movie.bytes()).text;
     std::vector<AttributeValue> rows;
-    for (QByteArray const& key : damagedKeys) {
+    for (const QByteArray& key : damagedKeys) {
         const auto present = text.find(key);
-        for (QByteArray const& value : damagedValues())
+        for (const QByteArray& value : damagedValues())
             if (present == text.end() || present->second != value) rows.push_back({key, value});
     }
     return rows;
 }
 
 /// With an image of that size.
-inline QByteArray sized(GoodMovie movie, QByteArray const& width, QByteArray const& height) {
+inline QByteArray sized(GoodMovie movie, const QByteArray& width, const QByteArray& height) {
     movie.text.replace("width=4", "width=" + width);
     return movie.with("height", height);
 }

@@ -20,7 +20,7 @@ struct Result {
 
 class Examples : public testing::Test {
 protected:
-    Result run(QString const& program, QStringList const& arguments) const {
+    Result run(const QString& program, const QStringList& arguments) const {
         QProcess process;
         process.setWorkingDirectory(_folder.path());
         process.start(QStringLiteral(DATAIO_EXAMPLES_DIR "/") + program, arguments);
@@ -30,7 +30,7 @@ protected:
                 QString::fromLocal8Bit(process.readAllStandardError())};
     }
 
-    QString succeed(QString const& program, QStringList const& arguments) const {
+    QString succeed(const QString& program, const QStringList& arguments) const {
         const Result result = run(program, arguments);
         EXPECT_EQ(result.status, 0) << result.err.toStdString();
         EXPECT_EQ(result.err.toStdString(), "");
@@ -38,7 +38,7 @@ protected:
     }
 
     // A refusal is one line that begins with the program's name and holds `part`.
-    void refuse(QString const& program, QStringList const& arguments, const char* part) const {
+    void refuse(const QString& program, const QStringList& arguments, const char* part) const {
         const Result result = run(program, arguments);
         EXPECT_EQ(result.status, 1);
         EXPECT_TRUE(result.err.startsWith(program + QStringLiteral(": ")))
@@ -68,7 +68,7 @@ protected:
     QString fact(const char* movie, const char* name) const {
         const QString out =
             succeed(QStringLiteral("inspect"), {QStringLiteral("--digest"), QLatin1String(movie)});
-        for (QString const& line : out.split(QLatin1Char('\n')))
+        for (const QString& line : out.split(QLatin1Char('\n')))
             if (line.startsWith(QStringLiteral("  ") + QLatin1String(name) + QStringLiteral("  ")))
                 return line.mid(static_cast<qsizetype>(qstrlen(name)) + 2).trimmed();
         return QString();

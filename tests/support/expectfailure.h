@@ -31,13 +31,13 @@ inline QString systemError(const char* prefix, int error) {
 /// Runs `action` and expects that it throws exactly `Exception` as described, after exactly one
 /// record at Error level which says the same.
 template <class Exception, class Action>
-void expectFailure(Failure const& expected, Action&& action) {
+void expectFailure(const Failure& expected, Action&& action) {
     LogCapture log(LogLevel::Error);
     try {
         action();
         ADD_FAILURE() << "nothing thrown, expected " << expected.code;
         return;
-    } catch (BaseException const& thrown) {
+    } catch (const BaseException& thrown) {
         EXPECT_EQ(typeid(thrown), typeid(Exception));
         EXPECT_EQ(thrown.code().toStdString(), expected.code);
         EXPECT_EQ(thrown.message().toStdString(), expected.message.toStdString());
@@ -45,7 +45,7 @@ void expectFailure(Failure const& expected, Action&& action) {
         EXPECT_TRUE(thrown.techDetailsMsg().isEmpty());
     }
     ASSERT_EQ(log.records().size(), 1u);
-    LogRecord const& record = log.records().front();
+    const LogRecord& record = log.records().front();
     EXPECT_EQ(record.level, LogLevel::Error);
     EXPECT_EQ(record.loggerName.toStdString(), expected.logger);
     EXPECT_EQ(record.code.toStdString(), expected.code);

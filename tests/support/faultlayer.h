@@ -50,9 +50,9 @@ struct Fault {
 /// Calls for other files pass through: Qt and the test runner make them too. Only one at a time.
 class FaultLayer {
 public:
-    explicit FaultLayer(QString const& path, std::vector<Fault> const& faults = {});
-    FaultLayer(FaultLayer const&) = delete;
-    FaultLayer& operator=(FaultLayer const&) = delete;
+    explicit FaultLayer(const QString& path, const std::vector<Fault>& faults = {});
+    FaultLayer(const FaultLayer&) = delete;
+    FaultLayer& operator=(const FaultLayer&) = delete;
     ~FaultLayer();
 
     template <class Action>
@@ -71,8 +71,8 @@ public:
 private:
     struct Watch {
         Watch();
-        Watch(Watch const&) = delete;
-        Watch& operator=(Watch const&) = delete;
+        Watch(const Watch&) = delete;
+        Watch& operator=(const Watch&) = delete;
         ~Watch();
     };
 };
@@ -83,8 +83,8 @@ private:
 class FailingCalls {
 public:
     FailingCalls(Call call, int error, int skip = 0, int times = 1);
-    FailingCalls(FailingCalls const&) = delete;
-    FailingCalls& operator=(FailingCalls const&) = delete;
+    FailingCalls(const FailingCalls&) = delete;
+    FailingCalls& operator=(const FailingCalls&) = delete;
     ~FailingCalls();
 
     /// Calls that failed so far.

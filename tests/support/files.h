@@ -9,20 +9,20 @@
 
 namespace mz::test {
 
-inline void writeFile(QString const& path, QByteArray const& bytes) {
+inline void writeFile(const QString& path, const QByteArray& bytes) {
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
     ASSERT_EQ(file.write(bytes), bytes.size());
 }
 
-inline QByteArray readFile(QString const& path) {
+inline QByteArray readFile(const QString& path) {
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
     return file.readAll();
 }
 
 /// Null when there is no such file.
-inline QByteArray readFileIfAny(QString const& path) {
+inline QByteArray readFileIfAny(const QString& path) {
     return QFile::exists(path) ? readFile(path) : QByteArray();
 }
 

@@ -20,15 +20,15 @@ struct GoodMovie {
 
     QByteArray bytes() const { return MovieBytes(chunks).text(text).bytes(); }
     /// With another value of an attribute.
-    QByteArray with(QByteArray const& key, QByteArray const& value) const {
+    QByteArray with(const QByteArray& key, const QByteArray& value) const {
         QByteArray changed;
-        for (QByteArray const& line : text.split('\n'))
+        for (const QByteArray& line : text.split('\n'))
             if (!line.startsWith(key + '=') && !line.isEmpty()) changed += line + '\n';
         return MovieBytes(chunks).text(changed + key + '=' + value + '\n').bytes();
     }
 };
 
-inline std::ostream& operator<<(std::ostream& out, GoodMovie const& movie) {
+inline std::ostream& operator<<(std::ostream& out, const GoodMovie& movie) {
     return out << movie.name;
 }
 
@@ -49,7 +49,7 @@ inline QByteArray goodHeader(MZImagePixelType type, int bits, int endian = 2) {
 }
 
 /// Two nodes, whose number stands under `countKey`.
-inline QByteArray goodPalette(QByteArray const& countKey) {
+inline QByteArray goodPalette(const QByteArray& countKey) {
     return "pal_cropMax=200\npal_cropMin=10\npal_n0_b=0\npal_n0_g=0\npal_n0_r=0\npal_n0_val=0\n"
            "pal_n1_b=1\npal_n1_g=0.5\npal_n1_r=0\npal_n1_val=1\npal_name=blue\n" +
            countKey + "=2\n";

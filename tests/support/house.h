@@ -30,22 +30,22 @@ struct Floor {
     Names mayInclude;
 };
 
-inline std::string folderOf(std::string const& path) {
+inline std::string folderOf(const std::string& path) {
     const size_t slash = path.rfind('/');
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
 
-inline std::string nameOf(std::string const& path) {
+inline std::string nameOf(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-inline bool endsWith(std::string const& text, std::string const& end) {
+inline bool endsWith(const std::string& text, const std::string& end) {
     return text.size() >= end.size() &&
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 /// What stands in backticks in a cell.
-inline Names namesIn(std::string const& cell) {
+inline Names namesIn(const std::string& cell) {
     static const std::regex quoted("`([^`]+)`");
     Names names;
     for (std::sregex_iterator at(cell.begin(), cell.end(), quoted), end; at != end; ++at)
@@ -53,7 +53,7 @@ inline Names namesIn(std::string const& cell) {
     return names;
 }
 
-inline std::vector<std::string> cellsOf(std::string const& line) {
+inline std::vector<std::string> cellsOf(const std::string& line) {
     std::vector<std::string> cells;
     std::istringstream in(line);
     std::string cell;
@@ -64,7 +64,7 @@ inline std::vector<std::string> cellsOf(std::string const& line) {
 }
 
 /// The rows below "| floor | holds | may include |".
-inline std::vector<Floor> floorsIn(std::string const& page) {
+inline std::vector<Floor> floorsIn(const std::string& page) {
     std::vector<Floor> floors;
     std::istringstream in(page);
     std::string line;
@@ -80,7 +80,7 @@ inline std::vector<Floor> floorsIn(std::string const& page) {
         const Names folder = namesIn(cells[0]);
         if (folder.size() != 1 || cells.size() < 3) continue;  // the line of dashes
         Floor floor{*folder.begin(), {}, namesIn(cells[2])};
-        for (std::string const& name : namesIn(cells[1]))
+        for (const std::string& name : namesIn(cells[1]))
             if (endsWith(name, ".h")) floor.headers.insert(name);
         floors.push_back(floor);
     }
@@ -88,7 +88,7 @@ inline std::vector<Floor> floorsIn(std::string const& page) {
 }
 
 /// Paths as an include names them, or beside the file that includes.
-inline std::vector<std::string> includesOf(House const& house, std::string const& path) {
+inline std::vector<std::string> includesOf(const House& house, const std::string& path) {
     static const std::regex include(R"rx(^[ \t]*#[ \t]*include[ \t]*([<"])([^>"]+)[>"])rx");
     std::vector<std::string> included;
     std::istringstream in(house.files.at(path));
@@ -105,8 +105,8 @@ inline std::vector<std::string> includesOf(House const& house, std::string const
 
 class Judge {
 public:
-    explicit Judge(House const& house) : _house(house), _floors(floorsIn(house.page)) {
-        for (Floor const& floor : _floors)
+    explicit Judge(const House& house) : _house(house), _floors(floorsIn(house.page)) {
+        for (const Floor& floor : _floors)
             _allowed[floor.folder] = floor.mayInclude;
         judgeHeaders();
         judgeFolders();
@@ -115,47 +115,47 @@ public:
         judgeTable();
     }
 
-    Findings const& findings() const { return _findings; }
+    const Findings& findings() const { return _findings; }
 
 private:
-    void find(std::string const& finding) { _findings.push_back(finding); }
+    void find(const std::string& finding) { _findings.push_back(finding); }
 
-    static bool isOfTheLibrary(std::string const& path) {
+    static bool isOfTheLibrary(const std::string& path) {
         static const Names libraries = {"libCommon", "libLog", "libDataIO"};
         return libraries.count(path.substr(0, path.find('/'))) > 0;
     }
-    static bool isPublic(std::string const& path) { return folderOf(path) == "libDataIO"; }
-    static bool isSource(std::string const& path) {
+    static bool isPublic(const std::string& path) { return folderOf(path) == "libDataIO"; }
+    static bool isSource(const std::string& path) {
         return endsWith(path, ".h") || endsWith(path, ".cpp");
     }
 
     /// A public header lies on the floor of its source, or, without one, where the table names it.
     void judgeHeaders() {
-        for (auto const& [path, text] : _house.files) {
+        for (const auto& [path, text] : _house.files) {
             if (!isPublic(path) || !endsWith(path, ".h")) continue;
             if (_house.installed.count(path) == 0)
                 find(path + " is private and lies among the public headers");
             const std::string stem = nameOf(path).substr(0, nameOf(path).size() - 2);
             Names floors;
-            for (auto const& [other, otherText] : _house.files)
+            for (const auto& [other, otherText] : _house.files)
                 if (isOfTheLibrary(other) && nameOf(other) == stem + ".cpp")
                     floors.insert(folderOf(other));
-            for (Floor const& floor : _floors)
+            for (const Floor& floor : _floors)
                 if (floor.headers.count(nameOf(path)) > 0) floors.insert(floor.folder);
             if (floors.size() == 1)
                 _floorOfHeader[path] = *floors.begin();
             else
                 find(path + (floors.empty() ? " is on no floor" : " is on several floors"));
         }
-        for (Floor const& floor : _floors)
-            for (std::string const& name : floor.headers)
+        for (const Floor& floor : _floors)
+            for (const std::string& name : floor.headers)
                 if (_house.files.count("libDataIO/" + name) == 0 &&
                     _house.files.count(floor.folder + '/' + name) == 0)
                     find("the table names " + name + " on " + floor.folder +
                          ", which is not there");
     }
 
-    std::string floorOf(std::string const& path) const {
+    std::string floorOf(const std::string& path) const {
         if (!isPublic(path)) return folderOf(path);
         const auto found = _floorOfHeader.find(path);
         return found != _floorOfHeader.end() ? found->second : std::string();
@@ -163,20 +163,20 @@ private:
 
     void judgeFolders() {
         Names folders;
-        for (auto const& [path, text] : _house.files)
+        for (const auto& [path, text] : _house.files)
             if (isOfTheLibrary(path) && isSource(path) && !isPublic(path))
                 folders.insert(folderOf(path));
-        for (std::string const& folder : folders)
+        for (const std::string& folder : folders)
             if (_allowed.count(folder) == 0) find("the table lacks " + folder);
-        for (Floor const& floor : _floors)
+        for (const Floor& floor : _floors)
             if (folders.count(floor.folder) == 0) find("there is no folder " + floor.folder);
     }
 
     void judgeArrows() {
-        for (auto const& [path, text] : _house.files) {
+        for (const auto& [path, text] : _house.files) {
             if (!isOfTheLibrary(path) || !isSource(path)) continue;
             const std::string from = floorOf(path);
-            for (std::string const& included : includesOf(_house, path)) {
+            for (const std::string& included : includesOf(_house, path)) {
                 if (!isOfTheLibrary(included)) {
                     if (isOfTheProject(included))
                         find(path + " includes " + included + ", which is not of the library");
@@ -197,7 +197,7 @@ private:
         }
     }
 
-    static bool isOfTheProject(std::string const& path) {
+    static bool isOfTheProject(const std::string& path) {
         static const Names tops = {"bench", "examples", "fuzz",  "python",
                                    "tests", "tools",    "viewer"};
         return tops.count(path.substr(0, path.find('/'))) > 0;
@@ -205,10 +205,10 @@ private:
 
     /// What is built around the library uses what is installed of it, and its own.
     void judgeSurroundings() {
-        for (auto const& [path, text] : _house.files) {
+        for (const auto& [path, text] : _house.files) {
             if (isOfTheLibrary(path) || !isSource(path)) continue;
             const std::string own = path.substr(0, path.find('/') + 1);
-            for (std::string const& included : includesOf(_house, path)) {
+            for (const std::string& included : includesOf(_house, path)) {
                 const bool isOwn = included.compare(0, own.size(), own) == 0;
                 const bool isOther = isOfTheLibrary(included) || isOfTheProject(included);
                 if (isOther && !isOwn && _house.installed.count(included) == 0)
@@ -220,9 +220,9 @@ private:
     void judgeTable() {
         if (_floors.empty()) find("there is no table of floors");
         Names seen;
-        for (Floor const& floor : _floors) {
+        for (const Floor& floor : _floors) {
             if (!seen.insert(floor.folder).second) find("the table has " + floor.folder + " twice");
-            for (std::string const& to : floor.mayInclude) {
+            for (const std::string& to : floor.mayInclude) {
                 if (_allowed.count(to) == 0)
                     find("the table lets " + floor.folder + " include " + to +
                          ", which has no row");
@@ -234,15 +234,15 @@ private:
         }
     }
 
-    bool reaches(std::string const& from, std::string const& goal, Names seen) const {
+    bool reaches(const std::string& from, const std::string& goal, Names seen) const {
         const auto row = _allowed.find(from);
         if (row == _allowed.end() || !seen.insert(from).second) return false;
-        return std::any_of(row->second.begin(), row->second.end(), [&](std::string const& next) {
+        return std::any_of(row->second.begin(), row->second.end(), [&](const std::string& next) {
             return next == goal || reaches(next, goal, seen);
         });
     }
 
-    House const& _house;
+    const House& _house;
     std::vector<Floor> _floors;
     std::map<std::string, Names> _allowed;
     std::map<std::string, Names> _used;
@@ -250,7 +250,7 @@ private:
     Findings _findings;
 };
 
-inline Findings judged(House const& house) {
+inline Findings judged(const House& house) {
     return Judge(house).findings();
 }
 

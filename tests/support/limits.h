@@ -27,8 +27,8 @@ public:
         const rlimit now{value, _before.rlim_max};
         EXPECT_EQ(setrlimit(_resource, &now), 0);
     }
-    SoftLimit(SoftLimit const&) = delete;
-    SoftLimit& operator=(SoftLimit const&) = delete;
+    SoftLimit(const SoftLimit&) = delete;
+    SoftLimit& operator=(const SoftLimit&) = delete;
     ~SoftLimit() { setrlimit(_resource, &_before); }
 
 private:
@@ -42,8 +42,8 @@ class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes)
         : _handler(std::signal(SIGXFSZ, SIG_IGN)), _limit(RLIMIT_FSIZE, bytes) {}
-    FileSizeLimit(FileSizeLimit const&) = delete;
-    FileSizeLimit& operator=(FileSizeLimit const&) = delete;
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
     ~FileSizeLimit() { std::signal(SIGXFSZ, _handler); }
 
 private:

@@ -23,15 +23,15 @@ public:
         _logger->inheritLogStreams(true);
         _logger->inheritLevel(true);
     }
-    LogCapture(LogCapture const&) = delete;
-    LogCapture& operator=(LogCapture const&) = delete;
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
 
-    std::vector<LogRecord> const& records() const { return _stream->records; }
+    const std::vector<LogRecord>& records() const { return _stream->records; }
     void clear() { _stream->records.clear(); }
 
 private:
     struct Stream : LogStream {
-        void write(LogRecord const& record) override { records.push_back(record); }
+        void write(const LogRecord& record) override { records.push_back(record); }
         std::vector<LogRecord> records;
     };
 

@@ -33,14 +33,14 @@ class MovieBytes {
 public:
     enum Type : uint32_t { Frame = 2, Info = 5, FiberCenter = 6, FrameTimer = 7, LaserPower = 8 };
 
-    MovieBytes& attribute(const char* key, QByteArray const& value) {
+    MovieBytes& attribute(const char* key, const QByteArray& value) {
         return text(QByteArray(key) + '=' + value + '\n');
     }
     MovieBytes& attribute(const char* key, int value) {
         return attribute(key, QByteArray::number(value));
     }
     /// Attribute text as it stands in the file.
-    MovieBytes& text(QByteArray const& lines) {
+    MovieBytes& text(const QByteArray& lines) {
         _text += lines;
         return *this;
     }
@@ -49,7 +49,7 @@ public:
     }
     MovieBytes& endian(Order order) { return attribute("endian", static_cast<int>(order)); }
 
-    MovieBytes& frame(QByteArray const& payload) { return chunk(Frame, payload); }
+    MovieBytes& frame(const QByteArray& payload) { return chunk(Frame, payload); }
     MovieBytes& fibers(std::initializer_list<uint32_t> words, Order order = Order::Little) {
         return chunk(FiberCenter, bytes32(words, order));
     }
@@ -57,15 +57,15 @@ public:
     MovieBytes& times(std::initializer_list<uint32_t> numbers) {
         return chunk(FrameTimer, bytes32(numbers));
     }
-    MovieBytes& laserPowers(QByteArray const& payload) { return chunk(LaserPower, payload); }
+    MovieBytes& laserPowers(const QByteArray& payload) { return chunk(LaserPower, payload); }
 
     /// A chunk and its index record.
-    MovieBytes& chunk(uint32_t type, QByteArray const& payload) {
+    MovieBytes& chunk(uint32_t type, const QByteArray& payload) {
         record(type, end(), static_cast<uint32_t>(payload.size()));
         return raw(test::chunk(type, payload));
     }
     /// Bytes that the index does not know.
-    MovieBytes& raw(QByteArray const& bytes) {
+    MovieBytes& raw(const QByteArray& bytes) {
         _chunks += bytes;
         return *this;
     }
@@ -85,7 +85,7 @@ public:
     /// What stands in front of the info chunk.
     QByteArray chunks() const { return _chunks; }
     /// The whole movie with more attribute text.
-    QByteArray finished(QByteArray const& lines) const {
+    QByteArray finished(const QByteArray& lines) const {
         return MovieBytes(*this).text(lines).bytes();
     }
 

@@ -35,7 +35,7 @@ struct MovieRecord {
 struct MovieTime {
     int32_t sec, usec;
 };
-inline bool operator==(MovieTime const& a, MovieTime const& b) {
+inline bool operator==(const MovieTime& a, const MovieTime& b) {
     return a.sec == b.sec && a.usec == b.usec;
 }
 
@@ -53,7 +53,7 @@ struct Movie {
     /// Types of the chunks in the order of the file.
     std::vector<uint32_t> types() const {
         std::vector<uint32_t> out;
-        for (MovieChunk const& chunk : chunks)
+        for (const MovieChunk& chunk : chunks)
             out.push_back(chunk.type);
         return out;
     }
@@ -66,7 +66,7 @@ struct Movie {
 };
 
 /// Where the last whole chunk ends.
-inline qsizetype soundLength(Movie const& movie) {
+inline qsizetype soundLength(const Movie& movie) {
     return movie.chunks.empty() ? 0 : movie.chunks.back().end();
 }
 
@@ -82,7 +82,7 @@ public:
             readInfo(_movie.chunks.back().payload);
             checkIndex();
         }
-        for (MovieChunk const& chunk : _movie.chunks)
+        for (const MovieChunk& chunk : _movie.chunks)
             readTrailing(chunk);
         return std::move(_movie);
     }
@@ -92,7 +92,7 @@ private:
     static constexpr uint64_t headerSize = 16;
     static constexpr uint32_t largestCopy = 64 << 20;
 
-    void problem(std::string const& what, uint64_t where) {
+    void problem(const std::string& what, uint64_t where) {
         _movie.problems.push_back(what + " at " + std::to_string(where));
     }
 
@@ -103,7 +103,7 @@ private:
         return value;
     }
 
-    static uint32_t littleEndian(QByteArray const& bytes, qsizetype at) {
+    static uint32_t littleEndian(const QByteArray& bytes, qsizetype at) {
         uint32_t value = 0;
         for (qsizetype i = 3; i >= 0; --i)
             value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
@@ -152,7 +152,7 @@ private:
     /// Frames, then fibres, times, powers and info, each at most once, the info chunk always.
     void checkOrder() {
         int place = 0;
-        for (MovieChunk const& chunk : _movie.chunks) {
+        for (const MovieChunk& chunk : _movie.chunks) {
             const std::map<uint32_t, int> places = {
                 {Frame, 1}, {Fibers, 2}, {Times, 3}, {Powers, 4}, {Info, 5}};
             const auto found = places.find(chunk.type);
@@ -166,7 +166,7 @@ private:
             problem("last chunk is no info chunk", _size);
     }
 
-    void readInfo(QByteArray const& payload) {
+    void readInfo(const QByteArray& payload) {
         if (payload.size() < 4) return problem("info chunk without index", _size);
         const uint64_t count = littleEndian(payload, 0);
         const uint64_t indexSize = 4 + 12 * count;
@@ -184,7 +184,7 @@ private:
         readAttributes(payload.mid(static_cast<qsizetype>(indexSize)));
     }
 
-    void readAttributes(QByteArray const& text) {
+    void readAttributes(const QByteArray& text) {
         if (!text.isEmpty() && !text.endsWith('\n')) problem("attributes end in a line", _size);
         QByteArray lastKey;
         qsizetype at = 0;
@@ -208,11 +208,11 @@ private:
     /// Every record leads to a chunk of its type and size, every chunk but the info chunk has one
     /// record.
     void checkIndex() {
-        std::map<uint64_t, MovieChunk const*> chunkAt;
-        for (MovieChunk const& chunk : _movie.chunks)
+        std::map<uint64_t, const MovieChunk*> chunkAt;
+        for (const MovieChunk& chunk : _movie.chunks)
             chunkAt[chunk.offset] = &chunk;
         std::set<uint64_t> listed;
-        for (MovieRecord const& record : _movie.index) {
+        for (const MovieRecord& record : _movie.index) {
             const auto found = chunkAt.find(record.offset);
             if (found == chunkAt.end() || found->second->type != record.type ||
                 found->second->size != record.length) {
@@ -226,13 +226,13 @@ private:
                 _movie.frameOffsets.push_back(record.offset);
             }
         }
-        for (MovieChunk const& chunk : _movie.chunks) {
+        for (const MovieChunk& chunk : _movie.chunks) {
             if (chunk.type != Info && listed.count(chunk.offset) == 0)
                 problem("chunk not listed", chunk.offset);
         }
     }
 
-    void readTrailing(MovieChunk const& chunk) {
+    void readTrailing(const MovieChunk& chunk) {
         const QByteArray& payload = chunk.payload;
         if (chunk.type == Fibers) {
             if (payload.size() % 4 != 0) problem("fibres of broken words", chunk.offset);
@@ -254,13 +254,13 @@ private:
     Movie _movie;
 };
 
-inline Movie parseMovie(QByteArray const& bytes) {
+inline Movie parseMovie(const QByteArray& bytes) {
     return MovieParser(bytes.constData(), static_cast<uint64_t>(bytes.size())).parse();
 }
 
 /// The movie at `path`, mapped and not read, so that sparse files of several GiB cost nothing but
 /// the walk over their headers.
-inline Movie parseMovieFile(QString const& path) {
+inline Movie parseMovieFile(const QString& path) {
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
     if (file.size() == 0) return parseMovie(QByteArray());
@@ -274,9 +274,9 @@ inline Movie parseMovieFile(QString const& path) {
 }
 
 /// The same for a movie in which nothing may be wrong.
-inline Movie soundMovie(QString const& path) {
+inline Movie soundMovie(const QString& path) {
     Movie movie = parseMovieFile(path);
-    for (std::string const& problem : movie.problems)
+    for (const std::string& problem : movie.problems)
         ADD_FAILURE() << problem;
     return movie;
 }

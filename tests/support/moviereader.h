@@ -14,7 +14,7 @@
 namespace mz::test {
 
 /// A row of the reader's own failure tables.
-inline Failure readerFailure(const char* code, QString const& message) {
+inline Failure readerFailure(const char* code, const QString& message) {
     return {"dataio.imagereader", SOFTWARE, code, message};
 }
 
@@ -25,16 +25,16 @@ inline Failure invalidFrameSize(const char* code) {
 class MovieReader : public testing::Test {
 protected:
     /// Puts the movie in the place of the file that is open, if any.
-    void put(MovieBytes const& movie) { writeFile(file.path(), movie.bytes()); }
+    void put(const MovieBytes& movie) { writeFile(file.path(), movie.bytes()); }
 
-    void open(MovieBytes const& movie) {
+    void open(const MovieBytes& movie) {
         put(movie);
         reader.open(file.path());
     }
 
     /// A copy of what getRawFrame gives.
     boost::optional<QByteArray> rawFrame(unsigned int idx) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         const boost::optional<unsigned int> size = reader.getRawFrame(data, idx);
         if (!size) return boost::none;
         return QByteArray(static_cast<const char*>(data), static_cast<qsizetype>(*size));
@@ -42,7 +42,7 @@ protected:
 
     /// The first `size` bytes of what getFrame gives.
     boost::optional<QByteArray> frame(unsigned int idx, qsizetype size) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         if (!reader.getFrame(data, idx)) return boost::none;
         return QByteArray(static_cast<const char*>(data), size);
     }
@@ -60,6 +60,6 @@ protected:
 
 }  // namespace mz::test
 
-inline std::ostream& operator<<(std::ostream& out, QByteArray const& bytes) {
+inline std::ostream& operator<<(std::ostream& out, const QByteArray& bytes) {
     return out << bytes.toHex(' ').toStdString();
 }

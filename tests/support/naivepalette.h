@@ -20,14 +20,14 @@ inline int64_t rounded(double x) {
     return std::llrint(2 * x + 0.5) >> 1;
 }
 
-inline QRgb mixed(PalColor const& a, PalColor const& b, double k, double n) {
+inline QRgb mixed(const PalColor& a, const PalColor& b, double k, double n) {
     const auto channel = [&](double from, double to) {
         return static_cast<int>(rounded(255 * (from + (to - from) * k / n)));
     };
     return qRgb(channel(a._r, b._r), channel(a._g, b._g), channel(a._b, b._b));
 }
 
-inline QRgb plain(PalColor const& color) {
+inline QRgb plain(const PalColor& color) {
     return mixed(color, color, 0, 1);
 }
 
@@ -39,10 +39,10 @@ inline std::optional<int64_t> lastOn(int64_t index, int64_t from, int64_t to, in
 }
 
 template <class PositionOf>
-std::optional<QRgb> segmentOn(int64_t index, int64_t size, std::list<PalNode> const& nodes,
+std::optional<QRgb> segmentOn(int64_t index, int64_t size, const std::list<PalNode>& nodes,
                               PositionOf positionOf) {
     for (auto b = nodes.rbegin(); std::next(b) != nodes.rend(); ++b) {
-        PalNode const& a = *std::next(b);
+        const PalNode& a = *std::next(b);
         const int64_t pa = positionOf(a._val);
         const int64_t pb = positionOf(b->_val);
         if (pb <= pa) continue;
@@ -55,7 +55,7 @@ std::optional<QRgb> segmentOn(int64_t index, int64_t size, std::list<PalNode> co
 
 class Naive {
 public:
-    Naive(MzPalette const& palette, int min, int max) : _palette(palette), _min(min), _max(max) {
+    Naive(const MzPalette& palette, int min, int max) : _palette(palette), _min(min), _max(max) {
         _cropMin = palette._cropMinInt;
         _cropMax = palette._cropMaxInt;
         _first = positionOf(palette._nodes.front()._val);
@@ -116,7 +116,7 @@ private:
             .value_or(0);
     }
 
-    MzPalette const& _palette;
+    const MzPalette& _palette;
     int64_t _min;
     int64_t _max;
     double _cropMin;

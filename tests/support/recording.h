@@ -29,11 +29,11 @@ inline void setSize(ImageWriter& writer, int width, int height, MZImagePixelType
     writer.pixType(type);
 }
 
-inline void add(ImageWriter& writer, QByteArray const& frame, float power = -1.0F) {
+inline void add(ImageWriter& writer, const QByteArray& frame, float power = -1.0F) {
     writer.addFrame(frame.constData(), static_cast<int>(frame.size()), power);
 }
 
-inline void add(ImageWriter& writer, QByteArray const& frame, timeval time, float power = -1.0F) {
+inline void add(ImageWriter& writer, const QByteArray& frame, timeval time, float power = -1.0F) {
     writer.addFrame(frame.constData(), static_cast<int>(frame.size()), time, power);
 }
 

@@ -27,7 +27,7 @@ struct RecordingKind {
     int height = 8;
 };
 
-inline void PrintTo(RecordingKind const& kind, std::ostream* out) {
+inline void PrintTo(const RecordingKind& kind, std::ostream* out) {
     *out << "compression " << kind.compression << (kind.isVectorized ? ", vectorized" : "");
 }
 
@@ -42,7 +42,7 @@ inline std::vector<float> someFibers() {
 }
 
 /// Samples that a compressor can do something with, others for each frame.
-inline QByteArray frameOf(RecordingKind const& kind, int number) {
+inline QByteArray frameOf(const RecordingKind& kind, int number) {
     const int samples = kind.isVectorized ? 8 : kind.width * kind.height;
     QByteArray frame;
     for (int i = 0; i < samples; ++i)
@@ -62,7 +62,7 @@ inline float powerOfFrame(int number) {
 }
 
 /// Adds frames `first` to `last` with their times and powers.
-inline void addFrames(ImageWriter& writer, RecordingKind const& kind, int first, int last) {
+inline void addFrames(ImageWriter& writer, const RecordingKind& kind, int first, int last) {
     for (int i = first; i <= last; ++i) {
         const QByteArray frame = frameOf(kind, i);
         writer.addFrame(frame.constData(), static_cast<int>(frame.size()), timeOfFrame(i),
@@ -70,7 +70,7 @@ inline void addFrames(ImageWriter& writer, RecordingKind const& kind, int first,
     }
 }
 
-inline void setHeader(ImageWriter& writer, RecordingKind const& kind) {
+inline void setHeader(ImageWriter& writer, const RecordingKind& kind) {
     writer.width(kind.width);
     writer.height(kind.height);
     writer.pixType(MZ_USHORT);
@@ -79,7 +79,7 @@ inline void setHeader(ImageWriter& writer, RecordingKind const& kind) {
     writer.addRasterFiberContinuousIndexes(someFibers());
 }
 
-inline void record(QString const& path, RecordingKind const& kind) {
+inline void record(const QString& path, const RecordingKind& kind) {
     ImageWriter writer;
     writer.create(path, false);
     setHeader(writer, kind);
@@ -89,8 +89,8 @@ inline void record(QString const& path, RecordingKind const& kind) {
 
 /// Expects that the movie opens and holds exactly the frames of these numbers, each with its own
 /// time and power, or with none at all.
-inline void expectFrames(QString const& path, RecordingKind const& kind,
-                         std::vector<int> const& numbers, bool withTimes) {
+inline void expectFrames(const QString& path, const RecordingKind& kind,
+                         const std::vector<int>& numbers, bool withTimes) {
     ImageReader reader(path);
     ASSERT_EQ(reader.nbFrames(), numbers.size());
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {

@@ -16,12 +16,12 @@ namespace mz::test {
 /// without fibres. Wants a sample for each fibre.
 class RepeatingService : public IReconstructionService {
 public:
-    bool prepare(boost::iterator_range<float const*> fibers, int, int, float, float, float, float,
+    bool prepare(boost::iterator_range<const float*> fibers, int, int, float, float, float, float,
                  float, float) override {
         _fibers = fibers.size() / 2;
         return true;
     }
-    bool reconstruct(boost::iterator_range<uint16_t const*> input,
+    bool reconstruct(boost::iterator_range<const uint16_t*> input,
                      boost::iterator_range<uint16_t*> output) override {
         EXPECT_EQ(input.size(), _fibers);
         size_t k = 0;

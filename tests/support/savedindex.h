@@ -16,7 +16,7 @@ inline QByteArray saved(ChunkIndex& index) {
     return QByteArray(payload.get(), length);
 }
 
-inline int load(ChunkIndex& index, QByteArray const& payload) {
+inline int load(ChunkIndex& index, const QByteArray& payload) {
     return index.load(payload.constData(), static_cast<unsigned int>(payload.size()));
 }
 

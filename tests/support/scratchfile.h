@@ -15,7 +15,7 @@ namespace mz::test {
 
 class ScratchFile {
 public:
-    explicit ScratchFile(QByteArray const& bytes = {}) { writeFile(path(), bytes); }
+    explicit ScratchFile(const QByteArray& bytes = {}) { writeFile(path(), bytes); }
 
     QString path() const { return _dir.filePath(QStringLiteral("movie")); }
     QString sibling(const char* name) const { return _dir.filePath(QString::fromLatin1(name)); }
@@ -32,7 +32,7 @@ public:
     /// Sets the length; what is gained reads as zeros and takes no space.
     void resize(qint64 size) const { ASSERT_TRUE(QFile::resize(path(), size)); }
 
-    void put(qint64 offset, QByteArray const& bytes) const {
+    void put(qint64 offset, const QByteArray& bytes) const {
         const int fd = open();
         EXPECT_EQ(::pwrite(fd, bytes.constData(), static_cast<size_t>(bytes.size()), offset),
                   bytes.size());
@@ -44,7 +44,7 @@ private:
 };
 
 /// A chunk of zeros that takes no space, written from `offset` on; its end is returned.
-inline qint64 putSparseChunk(ScratchFile const& file, qint64 offset, uint32_t type, uint32_t size) {
+inline qint64 putSparseChunk(const ScratchFile& file, qint64 offset, uint32_t type, uint32_t size) {
     file.put(offset, startHeader(type, size));
     file.put(offset + 16 + size, endHeader(type, size));
     return offset + size + 32;

@@ -14,18 +14,18 @@
 namespace mz::test {
 
 /// Of a file by its path from the source root.
-inline std::string sourceText(std::string const& path) {
+inline std::string sourceText(const std::string& path) {
     std::ifstream file(std::filesystem::path(DATAIO_SOURCE_DIR) / path);
     EXPECT_TRUE(file) << path;
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /// Paths of all files below a folder of the source root; none when there is no such folder.
-inline std::set<std::string> sourcePaths(std::string const& folder) {
+inline std::set<std::string> sourcePaths(const std::string& folder) {
     const std::filesystem::path root = DATAIO_SOURCE_DIR;
     std::set<std::string> paths;
     if (!std::filesystem::exists(root / folder)) return paths;
-    for (auto const& entry : std::filesystem::recursive_directory_iterator(root / folder))
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root / folder))
         if (entry.is_regular_file()) paths.insert(entry.path().lexically_relative(root).string());
     return paths;
 }

@@ -13,7 +13,7 @@ namespace mz::test {
 
 using Work = std::function<void()>;
 
-inline double processorTime(Work const& work) {
+inline double processorTime(const Work& work) {
     const auto now = [] {
         timespec time{};
         clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
@@ -31,9 +31,9 @@ inline double median(std::vector<double> values) {
 
 /// How many times as fast `work` is as `other`: the median over rounds in which each runs `repeats`
 /// times.
-inline double speedOver(Work const& other, Work const& work, int repeats = 1) {
+inline double speedOver(const Work& other, const Work& work, int repeats = 1) {
     constexpr int rounds = 9;
-    const auto repeated = [repeats](Work const& once) {
+    const auto repeated = [repeats](const Work& once) {
         return processorTime([&] {
             for (int i = 0; i < repeats; ++i)
                 once();

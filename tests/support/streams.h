@@ -17,7 +17,7 @@ namespace mz::test {
 /// Every compression that makes streams.
 inline std::vector<CompressionType::e> streamTypes() {
     std::vector<CompressionType::e> types;
-    for (CompressionTraits const& row : compressions)
+    for (const CompressionTraits& row : compressions)
         if (row.type != CompressionType::None) types.push_back(row.type);
     return types;
 }
@@ -26,7 +26,7 @@ inline std::vector<CompressionType::e> streamTypes() {
 constexpr int zlibFormat = 15;
 constexpr int gzipFormat = 15 + 16;
 
-inline QByteArray deflated(QByteArray const& plain, int format) {
+inline QByteArray deflated(const QByteArray& plain, int format) {
     z_stream stream{};
     EXPECT_EQ(
         deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, format, 8, Z_DEFAULT_STRATEGY),
@@ -43,7 +43,7 @@ inline QByteArray deflated(QByteArray const& plain, int format) {
     return out;
 }
 
-inline QByteArray bzipped(QByteArray const& plain) {
+inline QByteArray bzipped(const QByteArray& plain) {
     auto size = static_cast<unsigned int>(plain.size() + plain.size() / 100 + 600);
     QByteArray out(static_cast<qsizetype>(size), '\0');
     EXPECT_EQ(BZ2_bzBuffToBuffCompress(out.data(), &size, const_cast<char*>(plain.constData()),
@@ -54,7 +54,7 @@ inline QByteArray bzipped(QByteArray const& plain) {
 }
 
 /// The payload of a frame; a switch, so that the compiler asks for a new compression's stream.
-inline QByteArray compressed(CompressionType::e type, QByteArray const& plain) {
+inline QByteArray compressed(CompressionType::e type, const QByteArray& plain) {
     switch (type) {
         case CompressionType::None:
             return plain;
@@ -69,7 +69,7 @@ inline QByteArray compressed(CompressionType::e type, QByteArray const& plain) {
     return {};
 }
 
-inline QByteArray inflated(QByteArray const& stream, int format, qsizetype size) {
+inline QByteArray inflated(const QByteArray& stream, int format, qsizetype size) {
     QByteArray out(size, '\0');
     z_stream state{};
     EXPECT_EQ(inflateInit2(&state, format), Z_OK);
@@ -84,7 +84,7 @@ inline QByteArray inflated(QByteArray const& stream, int format, qsizetype size)
     return out;
 }
 
-inline QByteArray unbzipped(QByteArray const& stream, qsizetype size) {
+inline QByteArray unbzipped(const QByteArray& stream, qsizetype size) {
     QByteArray out(size, '\0');
     auto length = static_cast<unsigned int>(size);
     EXPECT_EQ(BZ2_bzBuffToBuffDecompress(out.data(), &length, const_cast<char*>(stream.constData()),
@@ -95,7 +95,7 @@ inline QByteArray unbzipped(QByteArray const& stream, qsizetype size) {
 }
 
 /// What the whole payload of a frame holds, at most `size` bytes.
-inline QByteArray decompressed(CompressionType::e type, QByteArray const& stream, qsizetype size) {
+inline QByteArray decompressed(CompressionType::e type, const QByteArray& stream, qsizetype size) {
     switch (type) {
         case CompressionType::None:
             EXPECT_LE(stream.size(), size);

@@ -20,7 +20,7 @@
 namespace mz::test {
 
 /// The codes that the documentation gives for damaged files.
-inline std::set<std::string> const& codesOfDamage() {
+inline const std::set<std::string>& codesOfDamage() {
     static const std::set<std::string> codes = {
         "IR_MISSINFO",   "CI_L_CHUNK",    "IR_GRFI_NOSIZE", "IR_GRF_SIZE",    "IR_GF_SIZE",
         "IR_RC_BOUND",   "MM_NC_BOUND",   "MM_CR_BOUND",    "CHB_LDF_READ",   "CHB_LFD_PARSE",
@@ -38,14 +38,14 @@ bool succeeds(Request request) {
     try {
         request();
         return true;
-    } catch (IOFileException const& thrown) {
+    } catch (const IOFileException& thrown) {
         EXPECT_EQ(codesOfDamage().count(thrown.code().toStdString()), 1u) << thrown.what();
         EXPECT_FALSE(thrown.message().isEmpty());
-    } catch (BaseException const& thrown) {
+    } catch (const BaseException& thrown) {
         ADD_FAILURE() << "not an IOFileException: " << thrown.what();
-    } catch (std::ios_base::failure const&) {
+    } catch (const std::ios_base::failure&) {
         // A damaged stream, as the compression library says it.
-    } catch (std::exception const& thrown) {
+    } catch (const std::exception& thrown) {
         ADD_FAILURE() << "undocumented: " << thrown.what();
     }
     return false;
@@ -66,7 +66,7 @@ class TellingService : public RepeatingService {
 public:
     explicit TellingService(std::ostream& told) : _told(told) {}
 
-    bool prepare(boost::iterator_range<float const*> fibers, int width, int height, float fovX,
+    bool prepare(boost::iterator_range<const float*> fibers, int width, int height, float fovX,
                  float fovY, float minX, float maxX, float minY, float maxY) override {
         _told << "prepare " << width << ' ' << height << ' ' << fovX << ' ' << fovY << ' ' << minX
               << ' ' << maxX << ' ' << minY << ' ' << maxY << '\n';
@@ -78,9 +78,9 @@ private:
 };
 
 template <class Values>
-void tell(std::ostream& told, const char* what, Values const& values) {
+void tell(std::ostream& told, const char* what, const Values& values) {
     told << what;
-    for (auto const& value : values)
+    for (const auto& value : values)
         told << ' ' << value;
     told << '\n';
 }
@@ -93,7 +93,7 @@ inline void readFrames(ImageReader& reader, Findings& findings) {
     findings.told << "size " << width << ' ' << height << '\n';
     const bool isVectorized = reader.dataType() == QLatin1String("vec");
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         size_t rawSize = 0;
         succeeds([&] {
             const auto size = reader.getRawFrame(data, i);
@@ -116,7 +116,7 @@ inline void readFrames(ImageReader& reader, Findings& findings) {
         });
     }
     succeeds([&] {
-        void const* data = nullptr;
+        const void* data = nullptr;
         reader.rewind();
         while (reader.nextFrame(data)) {
         }
@@ -139,10 +139,10 @@ inline void readFibers(ImageReader& reader, Findings& findings) {
     }
 }
 
-inline void tellPalette(std::ostream& told, MzPalette const& palette) {
+inline void tellPalette(std::ostream& told, const MzPalette& palette) {
     told << "palette " << palette._name.toStdString() << ' ' << palette._cropMinInt << ' '
          << palette._cropMaxInt;
-    for (PalNode const& node : palette._nodes)
+    for (const PalNode& node : palette._nodes)
         told << ' ' << node._val << ' ' << node._col._r << ' ' << node._col._g << ' '
              << node._col._b;
     told << '\n';
@@ -177,13 +177,13 @@ inline void readHeader(ImageReader& reader, std::ostream& told) {
     told << '\n';
 }
 
-inline void tellImage(std::ostream& told, QImage const& image) {
+inline void tellImage(std::ostream& told, const QImage& image) {
     const QByteArray bytes = QByteArray::fromRawData(
         reinterpret_cast<const char*>(image.constBits()), image.sizeInBytes());
     told << "thumbnail " << image.width() << ' ' << image.height() << ' ' << qHash(bytes) << '\n';
 }
 
-inline Findings readThoroughly(QString const& path) {
+inline Findings readThoroughly(const QString& path) {
     Findings findings;
     ImageReader reader(boost::make_shared<TellingService>(findings.told));
     findings.opened = succeeds([&] { reader.open(path); });

@@ -41,10 +41,10 @@ inline MovieBytes withHeader(MZImagePixelType type) {
     return movie.endian(Order::Little);
 }
 
-inline MovieBytes withPalette(MovieBytes movie, MzPalette const& palette) {
+inline MovieBytes withPalette(MovieBytes movie, const MzPalette& palette) {
     AttributeChunk attributes;
     AttributePaletteAdaptor::paletteToAttributes(palette, attributes, QString());
-    for (auto const& [key, value] : attributes.attributes())
+    for (const auto& [key, value] : attributes.attributes())
         movie.attribute(key.toLatin1().constData(), value._val.toLatin1());
     return movie;
 }
@@ -107,13 +107,13 @@ protected:
         EXPECT_EQ(image, before);
     }
 
-    static QRgb pixelOf(QImage const& picture, int i, int j) {
+    static QRgb pixelOf(const QImage& picture, int i, int j) {
         return reinterpret_cast<const QRgb*>(picture.constScanLine(j))[i];
     }
 
     /// Expects the pixels of the palette once its ramp is squeezed from `min` to `max`, fractions
     /// of its crop range.
-    void expectThrough(MzPalette palette, float min, float max, uint16_t mask, Naive const& naive) {
+    void expectThrough(MzPalette palette, float min, float max, uint16_t mask, const Naive& naive) {
         ASSERT_EQ(image.size(), QSize(naive.width(), naive.height()));
         ASSERT_EQ(image.format(), QImage::Format_RGB32);
         palette.adjustNodeValues(min, max);
@@ -131,11 +131,11 @@ protected:
 /// Gives the same image for every frame.
 class ImageService : public IReconstructionService {
 public:
-    bool prepare(boost::iterator_range<float const*>, int, int, float, float, float, float, float,
+    bool prepare(boost::iterator_range<const float*>, int, int, float, float, float, float, float,
                  float) override {
         return true;
     }
-    bool reconstruct(boost::iterator_range<uint16_t const*>,
+    bool reconstruct(boost::iterator_range<const uint16_t*>,
                      boost::iterator_range<uint16_t*> output) override {
         const QByteArray frame = picture16();
         std::memcpy(output.begin(), frame.constData(), static_cast<size_t>(frame.size()));

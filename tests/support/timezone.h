@@ -25,8 +25,8 @@ public:
             unsetenv("TZ");
         tzset();
     }
-    TimeZone(TimeZone const&) = delete;
-    TimeZone& operator=(TimeZone const&) = delete;
+    TimeZone(const TimeZone&) = delete;
+    TimeZone& operator=(const TimeZone&) = delete;
 
 private:
     bool _had;

@@ -8,7 +8,7 @@ namespace mz::test {
 
 /// Reads every byte in a way that no compiler takes away, so that a pointer to too few of them is
 /// noticed.
-inline void touch(void const* data, std::size_t size) {
+inline void touch(const void* data, std::size_t size) {
     unsigned char sum = 0;
     for (std::size_t i = 0; i < size; ++i)
         sum = static_cast<unsigned char>(sum ^ static_cast<const unsigned char*>(data)[i]);

@@ -17,8 +17,8 @@ public:
     explicit Translated(int errnoLeft = 0) : _translator(errnoLeft) {
         EXPECT_TRUE(QCoreApplication::installTranslator(&_translator));
     }
-    Translated(Translated const&) = delete;
-    Translated& operator=(Translated const&) = delete;
+    Translated(const Translated&) = delete;
+    Translated& operator=(const Translated&) = delete;
     ~Translated() { QCoreApplication::removeTranslator(&_translator); }
 
 private:

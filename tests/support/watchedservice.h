@@ -15,8 +15,8 @@ public:
     WatchedService() {
         ImageReader::setReconstructionServiceFactory(boost::make_shared<Service>(_uses));
     }
-    WatchedService(WatchedService const&) = delete;
-    WatchedService& operator=(WatchedService const&) = delete;
+    WatchedService(const WatchedService&) = delete;
+    WatchedService& operator=(const WatchedService&) = delete;
     ~WatchedService() { ImageReader::setReconstructionServiceFactory({}); }
 
     /// How often it was cloned, or one of its clones called.
@@ -27,13 +27,13 @@ private:
     public:
         explicit Service(int& uses) : _uses(uses) {}
 
-        bool prepare(boost::iterator_range<float const*> /*fibers*/, int /*width*/, int /*height*/,
+        bool prepare(boost::iterator_range<const float*> /*fibers*/, int /*width*/, int /*height*/,
                      float /*fovX*/, float /*fovY*/, float /*minX*/, float /*maxX*/, float /*minY*/,
                      float /*maxY*/) override {
             ++_uses;
             return true;
         }
-        bool reconstruct(boost::iterator_range<uint16_t const*> /*input*/,
+        bool reconstruct(boost::iterator_range<const uint16_t*> /*input*/,
                          boost::iterator_range<uint16_t*> /*output*/) override {
             ++_uses;
             return true;

@@ -32,7 +32,7 @@ struct Step {
     };
     std::string name;
     Kind kind;
-    std::function<void(std::unique_ptr<ImageWriter>&, QString const& path)> run;
+    std::function<void(std::unique_ptr<ImageWriter>&, const QString& path)> run;
 };
 
 struct Scenario {
@@ -41,7 +41,7 @@ struct Scenario {
     std::vector<Step> steps;
 };
 
-inline std::ostream& operator<<(std::ostream& out, Scenario const& scenario) {
+inline std::ostream& operator<<(std::ostream& out, const Scenario& scenario) {
     return out << scenario.name;
 }
 
@@ -49,7 +49,7 @@ inline std::ostream& operator<<(std::ostream& out, Scenario const& scenario) {
 template <class Action>
 Step step(std::string name, Step::Kind kind, Action action) {
     return {std::move(name), kind,
-            [action](std::unique_ptr<ImageWriter>& writer, QString const&) { action(*writer); }};
+            [action](std::unique_ptr<ImageWriter>& writer, const QString&) { action(*writer); }};
 }
 
 /// Differs from frame to frame and compresses badly enough to be worth several reads.
@@ -65,13 +65,13 @@ struct Recording {
     int frames = 4;
 };
 
-inline void PrintTo(Recording const& recording, std::ostream* out) {
+inline void PrintTo(const Recording& recording, std::ostream* out) {
     *out << "compression " << recording.compression << ", " << recording.frames << " frames";
 }
 
-inline Step createStep(Recording const& recording) {
+inline Step createStep(const Recording& recording) {
     return {"create", Step::Create,
-            [recording](std::unique_ptr<ImageWriter>& writer, QString const& path) {
+            [recording](std::unique_ptr<ImageWriter>& writer, const QString& path) {
                 writer->create(path, recording.autotime);
                 writer->width(scenarioWidth);
                 writer->height(scenarioHeight);
@@ -83,7 +83,7 @@ inline Step createStep(Recording const& recording) {
             }};
 }
 
-inline Step addStep(Recording const& recording, int number) {
+inline Step addStep(const Recording& recording, int number) {
     return step(
         "frame " + std::to_string(number), Step::Ordinary, [recording, number](ImageWriter& w) {
             const QByteArray frame = scenarioFrame(number);
@@ -102,10 +102,10 @@ inline Step closeStep() {
 
 inline Step destroyStep() {
     return {"destroy", Step::Destroy,
-            [](std::unique_ptr<ImageWriter>& writer, QString const&) { writer.reset(); }};
+            [](std::unique_ptr<ImageWriter>& writer, const QString&) { writer.reset(); }};
 }
 
-inline std::vector<Step> recordingSteps(Recording const& recording) {
+inline std::vector<Step> recordingSteps(const Recording& recording) {
     std::vector<Step> steps{createStep(recording)};
     for (int i = 0; i < recording.frames; ++i)
         steps.push_back(addStep(recording, i));
@@ -127,12 +127,12 @@ inline Step addAtEndStep(int number) {
 
 inline Step modifyStep() {
     return {"modify", Step::Reopen,
-            [](std::unique_ptr<ImageWriter>& w, QString const& path) { w->modify(path); }};
+            [](std::unique_ptr<ImageWriter>& w, const QString& path) { w->modify(path); }};
 }
 
-inline Step modifyAttributeStep(QString const& comment) {
+inline Step modifyAttributeStep(const QString& comment) {
     return {"modifyAttribute", Step::Reopen,
-            [comment](std::unique_ptr<ImageWriter>& w, QString const& path) {
+            [comment](std::unique_ptr<ImageWriter>& w, const QString& path) {
                 AttributeChunk attributes;
                 attributes.set(QStringLiteral("endian"), 2);
                 attributes.set(QStringLiteral("width"), scenarioWidth);
@@ -141,17 +141,17 @@ inline Step modifyAttributeStep(QString const& comment) {
             }};
 }
 
-inline std::vector<Step> operator+(std::vector<Step> steps, std::vector<Step> const& more) {
+inline std::vector<Step> operator+(std::vector<Step> steps, const std::vector<Step>& more) {
     steps.insert(steps.end(), more.begin(), more.end());
     return steps;
 }
 
 /// The bytes of a finished recording.
-inline QByteArray movieOf(Recording const& recording) {
+inline QByteArray movieOf(const Recording& recording) {
     const QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("movie"));
     auto writer = std::make_unique<ImageWriter>();
-    for (Step const& s : recordingSteps(recording) + std::vector<Step>{closeStep()})
+    for (const Step& s : recordingSteps(recording) + std::vector<Step>{closeStep()})
         s.run(writer, path);
     return readFile(path);
 }

@@ -31,7 +31,7 @@ const unsigned char pixels[frameBytes] = {1, 2, 3, 4};
 const timeval time1 = {1, 2};
 
 /// Frames of pixels of 16 bits.
-void begin(ImageWriter& writer, QString const& name, bool autotime = false) {
+void begin(ImageWriter& writer, const QString& name, bool autotime = false) {
     writer.create(name, autotime);
     writer.width(side);
     writer.height(side);
@@ -72,8 +72,8 @@ TEST(CallsThatCompile, MakingAReader) {
     const ImageReader withNone(name, Service());
     const ImageReader list = {name, service};
     const ImageReader braced{name, service};
-    const auto onHeap = std::make_unique<ImageReader const>(name, service);
-    for (ImageReader const* reader :
+    const auto onHeap = std::make_unique<const ImageReader>(name, service);
+    for (const ImageReader* reader :
          {&named, &both, &bothOfItsClass, &withNull, &withNone, &list, &braced, &*onHeap})
         EXPECT_EQ(reader->nbFrames(), 1u);
 
@@ -86,7 +86,7 @@ TEST(CallsThatCompile, MakingAReader) {
 TEST(CallsThatCompile, ReadingFrames) {
     const ScratchFile file = aMovie();
     ImageReader reader(file.path());
-    void const* data = nullptr;
+    const void* data = nullptr;
     EXPECT_TRUE(reader.getFrame(data, 0));
     const boost::optional<unsigned int> size = reader.getRawFrame(data, 0);
     EXPECT_EQ(size.get_value_or(0), unsigned{frameBytes});
@@ -296,7 +296,7 @@ TEST(CallsThatCompile, Attributes) {
     EXPECT_TRUE(chunk.get("number", number) && chunk.get("letter", letter));
     EXPECT_TRUE(chunk.get("half", real) && chunk.get("text", text));
     EXPECT_EQ(chunk.erase("number"), 1u);
-    AttributeChunk::AttributeMap const& map = const_cast<AttributeChunk const&>(chunk).attributes();
+    const AttributeChunk::AttributeMap& map = const_cast<const AttributeChunk&>(chunk).attributes();
     EXPECT_EQ(map.size(), 3u);
     chunk.attributes()["other"]._val = "value";
 

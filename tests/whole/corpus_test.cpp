@@ -23,21 +23,21 @@ QDir corpus() {
     return QDir(qEnvironmentVariable("DATAIO_CORPUS", QStringLiteral(DATAIO_CORPUS_DIR)));
 }
 
-std::vector<std::string> namesIn(QDir const& folder) {
+std::vector<std::string> namesIn(const QDir& folder) {
     std::vector<std::string> names;
-    for (QString const& name : folder.entryList(QDir::Files))
+    for (const QString& name : folder.entryList(QDir::Files))
         if (!name.contains(u'.')) names.push_back(name.toStdString());
     return names;
 }
 
 class Corpus : public testing::TestWithParam<std::string> {
 protected:
-    void run(void (*operation)(QByteArray const&)) {
+    void run(void (*operation)(const QByteArray&)) {
         const LogCapture quiet;
         const QByteArray bytes = readFile(corpus().filePath(QString::fromStdString(GetParam())));
         try {
             operation(bytes);
-        } catch (fuzz::Broken const& broken) {
+        } catch (const fuzz::Broken& broken) {
             ADD_FAILURE() << "not kept: " << broken.promise;
         }
     }
@@ -60,7 +60,7 @@ TEST_P(Corpus, IsSalvaged) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Corpus, testing::ValuesIn(namesIn(corpus())),
-                         [](auto const& file) { return file.param; });
+                         [](const auto& file) { return file.param; });
 
 TEST(CorpusFolder, HoldsFiles) {
     EXPECT_GE(namesIn(QDir(QStringLiteral(DATAIO_CORPUS_DIR))).size(), 12u);

@@ -36,7 +36,7 @@ protected:
     }
 
     /// Opens, reads and changes a damaged file.
-    Findings meet(QByteArray const& damaged) {
+    Findings meet(const QByteArray& damaged) {
         // A new file each time: some file systems write one that is emptied to the disk at once.
         QFile::remove(file.path());
         writeFile(file.path(), damaged);
@@ -48,7 +48,7 @@ protected:
         return findings;
     }
 
-    void change(QByteArray const& damaged) {
+    void change(const QByteArray& damaged) {
         const QByteArray frame(1 << 16, 'x');
         ImageWriter writer;
         if (!succeeds([&] { writer.modify(file.path()); })) {
@@ -72,14 +72,14 @@ protected:
 
     /// A frame that is read is one that was recorded: nothing but the framing and the index is
     /// damaged.
-    void expectRecordedFrames(Findings const& findings) const {
-        for (QByteArray const& frame : findings.rawFrames) {
+    void expectRecordedFrames(const Findings& findings) const {
+        for (const QByteArray& frame : findings.rawFrames) {
             EXPECT_NE(std::find(goodFrames.begin(), goodFrames.end(), frame), goodFrames.end());
         }
     }
 
-    void meetAll(std::vector<Flip> const& flips) {
-        for (Flip const& flip : flips) {
+    void meetAll(const std::vector<Flip>& flips) {
+        for (const Flip& flip : flips) {
             SCOPED_TRACE(flip);
             const Findings findings = meet(flip.of(good));
             if (flip.framesStay) expectRecordedFrames(findings);
@@ -117,21 +117,21 @@ TEST_P(Damage, EveryByteOfTheAttributesMayBeFlipped) {
 }
 
 TEST_P(Damage, EveryByteOfThePayloadsMayBeFlipped) {
-    for (Flip const& flip : payloadFlips(good)) {
+    for (const Flip& flip : payloadFlips(good)) {
         SCOPED_TRACE(flip);
         EXPECT_TRUE(meet(flip.of(good)).opened);
     }
 }
 
 TEST_P(Damage, SizesInTheFramingMayBeAnything) {
-    for (FramingSize const& row : framingSizes(good)) {
+    for (const FramingSize& row : framingSizes(good)) {
         SCOPED_TRACE(row);
         meet(row.of(good));
     }
 }
 
 TEST_P(Damage, CountAndOffsetsOfTheIndexMayBeAnything) {
-    for (IndexNumber const& row : indexNumbers(good)) {
+    for (const IndexNumber& row : indexNumbers(good)) {
         SCOPED_TRACE(row);
         const Findings findings = meet(row.of(good));
         if (row.field == IndexNumber::Offset) expectRecordedFrames(findings);
@@ -139,14 +139,14 @@ TEST_P(Damage, CountAndOffsetsOfTheIndexMayBeAnything) {
 }
 
 TEST_P(Damage, AttributesMaySayAnything) {
-    for (AttributeValue const& row : attributeValues(GetParam())) {
+    for (const AttributeValue& row : attributeValues(GetParam())) {
         SCOPED_TRACE(row);
         meet(GetParam().with(row.key, row.value));
     }
 }
 
 TEST_P(Damage, AnImageMayBeAsLargeAsItLikes) {
-    for (LargeImage const& image : largeImages()) {
+    for (const LargeImage& image : largeImages()) {
         SCOPED_TRACE(testing::Message()
                      << image.width.constData() << " x " << image.height.constData());
         meet(sized(GetParam(), image.width, image.height));
@@ -187,6 +187,6 @@ TEST_P(Damage, AFrameOfTheSizeThatIsBelievedIsReadInThatMemory) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Movies, Damage, testing::ValuesIn(goodMovies()),
-                         [](auto const& movie) { return movie.param.name; });
+                         [](const auto& movie) { return movie.param.name; });
 
 }  // namespace

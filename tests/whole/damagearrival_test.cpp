@@ -21,13 +21,13 @@ namespace {
 
 /// What the library reads as a header; type and size 0 when it is none.
 template <class Header>
-Header headerAt(QByteArray const& movie, qsizetype offset) {
+Header headerAt(const QByteArray& movie, qsizetype offset) {
     const ScratchFile file(movie);
     const int fd = file.open();
     Header header;
     try {
         header.loadFD(fd, offset);
-    } catch (IOFileException const&) {
+    } catch (const IOFileException&) {
         header = Header();
     }
     ::close(fd);
@@ -35,7 +35,7 @@ Header headerAt(QByteArray const& movie, qsizetype offset) {
 }
 
 /// The payload of the chunk at `offset`, as the library reads it.
-QByteArray payloadAt(QByteArray const& movie, MovieChunk const& chunk) {
+QByteArray payloadAt(const QByteArray& movie, const MovieChunk& chunk) {
     const ScratchFile file(movie);
     FileReader reader;
     reader.openFile(file.path());
@@ -44,13 +44,13 @@ QByteArray payloadAt(QByteArray const& movie, MovieChunk const& chunk) {
     return {static_cast<const char*>(reader.data()), static_cast<qsizetype>(reader.chunkSize())};
 }
 
-QByteArray infoPayload(QByteArray const& movie) {
+QByteArray infoPayload(const QByteArray& movie) {
     const InfoPlaces info(movie);
     return movie.mid(info.count, info.end - info.count);
 }
 
 /// What the library takes from the info chunk of a good movie's length and places.
-ChunkInfo infoIn(QByteArray const& movie) {
+ChunkInfo infoIn(const QByteArray& movie) {
     ChunkInfo info;
     load(info, infoPayload(movie));
     return info;
@@ -61,7 +61,7 @@ protected:
     DamageArrival() : good(GetParam().bytes()), places(good) {}
 
     /// Of a movie whose info chunk is where the good one's is.
-    ChunkInfo damagedInfo(QByteArray const& damaged) const {
+    ChunkInfo damagedInfo(const QByteArray& damaged) const {
         ChunkInfo info;
         load(info, damaged.mid(places.count, places.end - places.count));
         return info;
@@ -74,14 +74,14 @@ protected:
 
 TEST_P(DamageArrival, OfEachByteOfTheFraming) {
     const Movie sound = parseMovie(good);
-    std::vector<Flip> const flips = framingFlips(good);
+    const std::vector<Flip> flips = framingFlips(good);
     EXPECT_EQ(flips.size(), sound.chunks.size() * 32 * 3);
-    for (Flip const& flip : flips) {
+    for (const Flip& flip : flips) {
         SCOPED_TRACE(flip);
         const QByteArray damaged = flip.of(good);
         const auto chunk = std::find_if(sound.chunks.begin(), sound.chunks.end(),
-                                        [&](MovieChunk const& c) { return flip.at < c.end(); });
-        const auto isAsItWas = [&](ChunkHeaderBase const& header) {
+                                        [&](const MovieChunk& c) { return flip.at < c.end(); });
+        const auto isAsItWas = [&](const ChunkHeaderBase& header) {
             return header.type() == chunk->type && header.size() == chunk->size;
         };
         const bool inStart = flip.at < static_cast<qsizetype>(chunk->offset) + 16;
@@ -98,7 +98,7 @@ TEST_P(DamageArrival, OfEachByteOfTheIndex) {
     ChunkIndex& before = info;
     const std::vector<Flip> flips = indexFlips(good);
     EXPECT_EQ(flips.size(), parseMovie(good).index.size() * 12 * 4);
-    for (Flip const& flip : flips) {
+    for (const Flip& flip : flips) {
         SCOPED_TRACE(flip);
         ChunkInfo damaged = damagedInfo(flip.of(good));
         EXPECT_NE(saved(static_cast<ChunkIndex&>(damaged)), saved(before));
@@ -110,7 +110,7 @@ TEST_P(DamageArrival, OfEachByteOfTheAttributes) {
     const std::string before = dumped(infoIn(good));
     const std::vector<Flip> flips = attributeFlips(good);
     EXPECT_EQ(flips.size(), static_cast<size_t>(GetParam().text.size()) * 3);
-    for (Flip const& flip : flips) {
+    for (const Flip& flip : flips) {
         SCOPED_TRACE(flip);
         // The last line's end may become a blank, which is no part of the value.
         if (flip.at == places.end - 1 && flip.bits == 0x01) continue;
@@ -122,10 +122,10 @@ TEST_P(DamageArrival, OfEachByteOfThePayloads) {
     const Movie sound = parseMovie(good);
     const bool isStored = sound.attribute("compression_type").isNull();
     const Findings before = readThoroughly(ScratchFile(good).path());
-    for (Flip const& flip : payloadFlips(good)) {
+    for (const Flip& flip : payloadFlips(good)) {
         SCOPED_TRACE(flip);
         const auto chunk = std::find_if(sound.chunks.begin(), sound.chunks.end(),
-                                        [&](MovieChunk const& c) { return flip.at < c.end(); });
+                                        [&](const MovieChunk& c) { return flip.at < c.end(); });
         const QByteArray damaged = payloadAt(flip.of(good), *chunk);
         const auto at = flip.at - static_cast<qsizetype>(chunk->offset) - 16;
         ASSERT_EQ(damaged.size(), chunk->payload.size());
@@ -138,7 +138,7 @@ TEST_P(DamageArrival, OfEachByteOfThePayloads) {
 }
 
 TEST_P(DamageArrival, OfEachSizeInTheFraming) {
-    for (FramingSize const& row : framingSizes(good)) {
+    for (const FramingSize& row : framingSizes(good)) {
         SCOPED_TRACE(row);
         const QByteArray damaged = row.of(good);
         const auto start = static_cast<qsizetype>(row.chunk.offset);
@@ -151,18 +151,18 @@ TEST_P(DamageArrival, OfEachSizeInTheFraming) {
 }
 
 /// The bytes that an index of so many records takes, if it is believed.
-std::optional<int> sizeOfIndex(QByteArray const& payload) {
+std::optional<int> sizeOfIndex(const QByteArray& payload) {
     ChunkIndex index;
     try {
         return load(index, payload);
-    } catch (IOFileException const&) {
+    } catch (const IOFileException&) {
         return std::nullopt;
     }
 }
 
 TEST_P(DamageArrival, OfEachNumberInTheIndex) {
     const std::vector<MovieRecord> index = parseMovie(good).index;
-    for (IndexNumber const& row : indexNumbers(good)) {
+    for (const IndexNumber& row : indexNumbers(good)) {
         SCOPED_TRACE(row);
         const QByteArray damaged = row.of(good);
         const QByteArray payload = damaged.mid(places.count, places.end - places.count);
@@ -177,7 +177,7 @@ TEST_P(DamageArrival, OfEachNumberInTheIndex) {
         // Behind those of its type that stand in front of it.
         const uint32_t type = index[static_cast<size_t>(row.record)].type;
         const auto place = std::count_if(index.begin(), index.begin() + row.record,
-                                         [&](MovieRecord const& r) { return r.type == type; });
+                                         [&](const MovieRecord& r) { return r.type == type; });
         ChunkInfo info = damagedInfo(damaged);
         const ChunkRecord record = info[static_cast<int>(type)].at(static_cast<size_t>(place));
         EXPECT_EQ(row.field == IndexNumber::Offset ? record.offset : record.length, row.number);
@@ -186,7 +186,7 @@ TEST_P(DamageArrival, OfEachNumberInTheIndex) {
 
 TEST_P(DamageArrival, OfEachValueOfAnAttribute) {
     const ChunkInfo before = infoIn(good);
-    for (AttributeValue const& row : attributeValues(GetParam())) {
+    for (const AttributeValue& row : attributeValues(GetParam())) {
         SCOPED_TRACE(row);
         const ChunkInfo info = infoIn(GetParam().with(row.key, row.value));
         EXPECT_EQ(valueOf(info, row.key).toLatin1(), row.value);
@@ -195,7 +195,7 @@ TEST_P(DamageArrival, OfEachValueOfAnAttribute) {
 }
 
 TEST_P(DamageArrival, OfEachLargeSize) {
-    for (LargeImage const& row : largeImages()) {
+    for (const LargeImage& row : largeImages()) {
         const ChunkInfo info = infoIn(sized(GetParam(), row.width, row.height));
         EXPECT_EQ(valueOf(info, "width").toLatin1(), row.width);
         EXPECT_EQ(valueOf(info, "height").toLatin1(), row.height);
@@ -203,14 +203,14 @@ TEST_P(DamageArrival, OfEachLargeSize) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Movies, DamageArrival, testing::ValuesIn(goodMovies()),
-                         [](auto const& movie) { return movie.param.name; });
+                         [](const auto& movie) { return movie.param.name; });
 
 /// Whether an answer about some movie changes with some value of the attribute.
-bool isLookedAt(QByteArray const& key) {
+bool isLookedAt(const QByteArray& key) {
     const LogCapture silent(LogLevel::Error);
-    for (GoodMovie const& movie : goodMovies()) {
+    for (const GoodMovie& movie : goodMovies()) {
         const std::string before = readThoroughly(ScratchFile(movie.bytes()).path()).told.str();
-        for (QByteArray const& value : damagedValues()) {
+        for (const QByteArray& value : damagedValues()) {
             const ScratchFile file(movie.with(key, value));
             if (readThoroughly(file.path()).told.str() != before) return true;
         }
@@ -219,7 +219,7 @@ bool isLookedAt(QByteArray const& key) {
 }
 
 TEST(DamageArrivalOfKeys, EachIsLookedAtByTheReader) {
-    for (QByteArray const& key : damagedKeys)
+    for (const QByteArray& key : damagedKeys)
         EXPECT_TRUE(isLookedAt(key)) << key.constData();
 }
 

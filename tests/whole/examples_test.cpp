@@ -233,7 +233,7 @@ TEST_F(Examples, AnnotateRefusesWhatWouldSpoilTheMovie) {
     drawDeep("a.png", 1);
     succeed(QStringLiteral("record"), {QStringLiteral("m.movie"), QStringLiteral("a.png")});
     const QByteArray before = readFile(path("m.movie"));
-    const auto set = [&](QString const& pair, const char* part) {
+    const auto set = [&](const QString& pair, const char* part) {
         refuse(QStringLiteral("annotate"),
                {QStringLiteral("--set"), pair, QStringLiteral("m.movie")}, part);
     };

@@ -47,7 +47,7 @@ TEST_F(Examples, RecordWidensSmallPicturesWithinADeepSeries) {
     EXPECT_EQ(fact("m.movie", "pixel type"), QStringLiteral("MZ_USHORT, 16 bits"));
     succeed(QStringLiteral("extract"), {QStringLiteral("m.movie"), QStringLiteral(".")});
     const QImage white(path("m-000000.png"));
-    EXPECT_EQ(reinterpret_cast<std::uint16_t const*>(white.constScanLine(0))[0], 65535);
+    EXPECT_EQ(reinterpret_cast<const std::uint16_t*>(white.constScanLine(0))[0], 65535);
 }
 
 TEST_F(Examples, RecordKeepsCommentAndPeriod) {

@@ -33,7 +33,7 @@ struct Model {
     QByteArray fibers, times, powers;
     std::map<QByteArray, QByteArray> text;
 
-    void append(QByteArray const& frame, uint32_t seconds, char power) {
+    void append(const QByteArray& frame, uint32_t seconds, char power) {
         order.push_back(frames.size());
         frames.push_back(frame);
         times += le32(seconds) + le32(0);
@@ -43,7 +43,7 @@ struct Model {
     QByteArray bytes() const {
         QByteArray file;
         std::vector<uint32_t> offsets;
-        for (QByteArray const& frame : frames) {
+        for (const QByteArray& frame : frames) {
             offsets.push_back(static_cast<uint32_t>(file.size()));
             file += chunk(2, frame);
         }
@@ -51,13 +51,13 @@ struct Model {
         for (const size_t place : order)
             index += indexRecord(2, offsets[place], static_cast<uint32_t>(frames[place].size()));
         uint32_t type = 6;
-        for (QByteArray const& payload : {fibers, times, powers}) {
+        for (const QByteArray& payload : {fibers, times, powers}) {
             index += indexRecord(type, static_cast<uint32_t>(file.size()),
                                  static_cast<uint32_t>(payload.size()));
             file += chunk(type++, payload);
         }
         QByteArray lines;
-        for (auto const& [key, value] : text)
+        for (const auto& [key, value] : text)
             lines += key + '=' + value + '\n';
         return file + chunk(5, le32(static_cast<uint32_t>(index.size() / 12)) + index + lines);
     }
@@ -87,7 +87,7 @@ protected:
         expectAsModelled(file.path(), model);
     }
 
-    static void expectAsModelled(QString const& path, Model const& expected) {
+    static void expectAsModelled(const QString& path, const Model& expected) {
         EXPECT_EQ(readFile(path), expected.bytes());
         const Movie movie = soundMovie(path);
         ASSERT_EQ(movie.frames.size(), expected.frames.size());
@@ -214,7 +214,7 @@ TEST_F(FileLife, GoesByTheBookAtEachStep) {
     file.resize(info - 8);
     const QString copy = file.sibling("copy");
     AttributeChunk attributes;
-    for (auto const& [key, value] : model.text)
+    for (const auto& [key, value] : model.text)
         attributes.set(QString::fromLatin1(key), QString::fromLatin1(value));
     {
         const LogCapture quiet;

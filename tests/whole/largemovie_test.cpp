@@ -39,7 +39,7 @@ struct LargeMovie {
         file.put(end, chunk(MovieBytes::Info, info));
     }
 
-    void small(QByteArray const& pixels) {
+    void small(const QByteArray& pixels) {
         bytes.record(MovieBytes::Frame, static_cast<uint32_t>(end), 8);
         file.put(end, chunk(MovieBytes::Frame, pixels));
         end += 40;
@@ -57,7 +57,7 @@ struct LargeMovie {
 };
 
 QByteArray frameAt(ImageReader& reader, unsigned int index) {
-    void const* data = nullptr;
+    const void* data = nullptr;
     const auto size = reader.getRawFrame(data, index);
     return size ? QByteArray(static_cast<const char*>(data), 8) : QByteArray();
 }
@@ -108,7 +108,7 @@ TEST_P(LargeMovies, TakeNewAttributes) {
 
 INSTANTIATE_TEST_SUITE_P(EndingAt, LargeMovies,
                          testing::Values(3 * gibi + 4096, 4 * gibi - (5 << 20)),
-                         [](auto const& end) {
+                         [](const auto& end) {
                              return std::string(end.param < 4 * gibi - (6 << 20) ? "3GiB"
                                                                                  : "JustBelow4GiB");
                          });

@@ -44,7 +44,7 @@ static_assert(std::is_copy_constructible_v<IOFileException> &&
 /// Puts the sample of each fibre into its pixel.
 class NearestPixel : public IReconstructionService {
 public:
-    bool prepare(boost::iterator_range<float const*> fibers, int width, int /*height*/,
+    bool prepare(boost::iterator_range<const float*> fibers, int width, int /*height*/,
                  float /*fovX*/, float /*fovY*/, float /*minX*/, float /*maxX*/, float /*minY*/,
                  float /*maxY*/) override {
         for (auto xy = fibers.begin(); xy != fibers.end(); xy += 2)
@@ -52,7 +52,7 @@ public:
                               static_cast<int>(xy[0] + 0.5F));
         return true;
     }
-    bool reconstruct(boost::iterator_range<uint16_t const*> input,
+    bool reconstruct(boost::iterator_range<const uint16_t*> input,
                      boost::iterator_range<uint16_t*> output) override {
         for (size_t i = 0; i < _pixels.size(); ++i)
             output[_pixels[i]] = input[static_cast<std::ptrdiff_t>(i)];
@@ -88,7 +88,7 @@ bool isCaughtAs() {
     const LogCapture listening(LogLevel::Warning);
     try {
         ImageReader reader(QStringLiteral("/no such movie"));
-    } catch (Exception const&) {
+    } catch (const Exception&) {
         return true;
     } catch (...) {
         return false;
@@ -110,7 +110,7 @@ TEST(LibraryBorder, CaughtFailureOutlivesItsCauseAndTellsAll) {
     std::unique_ptr<IOFileException> kept;
     try {
         ImageWriter().addFrame("abc", 3);
-    } catch (IOFileException const& failure) {
+    } catch (const IOFileException& failure) {
         EXPECT_EQ(typeid(failure), typeid(IOFileException));
         kept = std::make_unique<IOFileException>(failure);
     }

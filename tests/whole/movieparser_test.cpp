@@ -9,11 +9,11 @@
 namespace mz::test {
 namespace {
 
-QByteArray info(QByteArray const& records, QByteArray const& text = "endian=2\n") {
+QByteArray info(const QByteArray& records, const QByteArray& text = "endian=2\n") {
     return chunk(5, le32(static_cast<uint32_t>(records.size() / 12)) + records + text);
 }
 
-std::string firstProblem(QByteArray const& bytes) {
+std::string firstProblem(const QByteArray& bytes) {
     const Movie movie = parseMovie(bytes);
     return movie.problems.empty() ? "" : movie.problems.front();
 }

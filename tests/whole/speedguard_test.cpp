@@ -5,14 +5,14 @@
 
 #include <libDataIO/attributechunk.h>
 #include <libDataIO/chunkindex.h>
-#include <libDataIO/payloads/fastdeflate.h>
 #include <libDataIO/fdchunkwriter.h>
-#include <libDataIO/payloads/framecodec.h>
 #include <libDataIO/frametimer.h>
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
-#include <libDataIO/payloads/laserpower.h>
 #include <libDataIO/paldatagenerator.h>
+#include <libDataIO/payloads/fastdeflate.h>
+#include <libDataIO/payloads/framecodec.h>
+#include <libDataIO/payloads/laserpower.h>
 
 #include <QImage>
 #include <QTemporaryDir>
@@ -55,7 +55,7 @@ protected:
     QString path(const char* name) const { return dir.filePath(QString::fromLatin1(name)); }
 
     /// A movie of frames of side × side samples, all of them the first ones of `frame`.
-    void record(QString const& movie, int frames, int side, int attributes = 0) const {
+    void record(const QString& movie, int frames, int side, int attributes = 0) const {
         ImageWriter writer;
         writer.create(movie, false);
         writer.width(side);
@@ -73,7 +73,7 @@ protected:
 };
 
 unsigned int touched(const void* data) {
-    return *static_cast<volatile const unsigned char*>(data);
+    return *static_cast<const volatile unsigned char*>(data);
 }
 
 unsigned int touchFrames(ImageReader& reader, unsigned int frames) {
@@ -182,7 +182,7 @@ TEST_F(SpeedGuard, AChunkIsWrittenInOneCallWithoutLookingAround) {
 // --- compressed frames
 
 /// `frame` as a stream of gzip.
-std::vector<char> gzipStream(std::vector<uint16_t> const& frame) {
+std::vector<char> gzipStream(const std::vector<uint16_t>& frame) {
     FrameEncoder encoder;
     const size_t length = encoder.encode(CompressionType::GZip, CompressionEffort::Standard,
                                          frame.data(), frame.size() * 2);
@@ -266,7 +266,7 @@ TEST_F(SpeedGuard, AttributesAreParsedWithoutCopiesOfTheirText) {
     written.dumpLatin1(text);
     const auto splitLines = [&] {
         AttributeChunk::AttributeMap map;
-        for (QString const& line : QString::fromLatin1(text).split(QLatin1Char('\n'))) {
+        for (const QString& line : QString::fromLatin1(text).split(QLatin1Char('\n'))) {
             const qsizetype equals = line.indexOf(QLatin1Char('='));
             if (equals > 0) map[line.left(equals)] = Attribute{line.mid(equals + 1)};
         }
@@ -320,7 +320,7 @@ TEST_F(SpeedGuard, AColorTableIsMadeSegmentBySegment) {
             auto to = std::next(palette._nodes.begin());
             while (double{to->_val} < at)
                 ++to;
-            PalNode const& from = *std::prev(to);
+            const PalNode& from = *std::prev(to);
             const double t = (at - from._val) / (to->_val - from._val);
             const auto channel = [t](float a, float b) {
                 return static_cast<int>(std::floor(255 * (a + (b - a) * t) + 0.5));

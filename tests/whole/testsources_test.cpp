@@ -14,18 +14,18 @@ namespace {
 using Strings = std::set<std::string>;
 
 /// A comment that is the first of a source, or of a header behind its guard.
-bool opensWithASentence(std::string const& text) {
+bool opensWithASentence(const std::string& text) {
     static const std::regex opening(R"(^(#pragma once\n\n)?// [A-Z][^\n]*)");
     std::smatch found;
     return std::regex_search(text, found, opening) && found.position() == 0;
 }
 
-bool isNamedInStyle(std::string const& path) {
+bool isNamedInStyle(const std::string& path) {
     static const std::regex style(R"(tests/[a-z]+/([a-z0-9]+_test\.cpp|[a-z0-9]+\.(h|cpp)))");
     return std::regex_match(path, style);
 }
 
-Strings codesIn(std::string const& text) {
+Strings codesIn(const std::string& text) {
     static const std::regex code(R"rx("((CHB|CI|FDCW|FR|FW|IR|IU|IW|MM|RC)_[A-Z0-9_]+)")rx");
     Strings codes;
     for (std::sregex_iterator at(text.begin(), text.end(), code), end; at != end; ++at)
@@ -33,31 +33,31 @@ Strings codesIn(std::string const& text) {
     return codes;
 }
 
-std::map<std::string, std::string> cppFilesOf(std::string const& folder) {
+std::map<std::string, std::string> cppFilesOf(const std::string& folder) {
     std::map<std::string, std::string> files;
-    for (std::string const& path : sourcePaths(folder)) {
+    for (const std::string& path : sourcePaths(folder)) {
         const std::string end = path.substr(path.rfind('.') + 1);
         if (end == "cpp" || end == "h") files[path] = sourceText(path);
     }
     return files;
 }
 
-Strings codesBelow(std::string const& folder) {
+Strings codesBelow(const std::string& folder) {
     Strings codes;
-    for (auto const& [path, text] : cppFilesOf(folder))
+    for (const auto& [path, text] : cppFilesOf(folder))
         codes.merge(codesIn(text));
     return codes;
 }
 
 TEST(TestSources, OpenWithASentence) {
-    for (auto const& [path, text] : cppFilesOf("tests"))
+    for (const auto& [path, text] : cppFilesOf("tests"))
         EXPECT_TRUE(opensWithASentence(text)) << path;
     EXPECT_TRUE(opensWithASentence("#pragma once\n\n// Some bytes.\n"));
     EXPECT_FALSE(opensWithASentence("#include <string>\n\n// Some bytes.\n"));
 }
 
 TEST(TestSources, HaveNamesInOneStyle) {
-    for (auto const& [path, text] : cppFilesOf("tests"))
+    for (const auto& [path, text] : cppFilesOf("tests"))
         EXPECT_TRUE(isNamedInStyle(path)) << path;
     EXPECT_TRUE(isNamedInStyle("tests/base/byteorder_test.cpp"));
     EXPECT_FALSE(isNamedInStyle("tests/base/byte_order_test.cpp"));
@@ -65,7 +65,7 @@ TEST(TestSources, HaveNamesInOneStyle) {
 }
 
 TEST(TestSources, CanBeReadInOneSitting) {
-    for (auto const& [path, text] : cppFilesOf("tests"))
+    for (const auto& [path, text] : cppFilesOf("tests"))
         EXPECT_LE(std::count(text.begin(), text.end(), '\n'), 700) << path;
 }
 
@@ -73,9 +73,9 @@ TEST(TestSources, NameTheCodesOfTheLibraryAndAllOfThem) {
     Strings named = codesBelow("tests");
     named.merge(codesBelow("fuzz"));
     const Strings thrown = codesBelow("libDataIO");
-    for (std::string const& code : named)
+    for (const std::string& code : named)
         EXPECT_EQ(thrown.count(code), 1u) << code << " exists nowhere";
-    for (std::string const& code : thrown)
+    for (const std::string& code : thrown)
         EXPECT_EQ(named.count(code), 1u) << code << " is not tested";
     EXPECT_EQ(codesIn("\"IW_AF_SIZE\", \"MZ_UCHAR\", IW_AF_FULL"), Strings{"IW_AF_SIZE"});
 }

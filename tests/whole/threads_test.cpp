@@ -33,7 +33,7 @@ constexpr int width = 16;
 constexpr int height = 8;
 
 /// Runs `work` with the numbers 0 to count - 1 at the same time, and waits for all.
-void runTogether(int count, std::function<void(int)> const& work) {
+void runTogether(int count, const std::function<void(int)>& work) {
     std::atomic<int> waiting{count};
     std::vector<std::thread> threads;
     for (int i = 0; i < count; ++i) {
@@ -43,7 +43,7 @@ void runTogether(int count, std::function<void(int)> const& work) {
                 std::this_thread::yield();
             try {
                 work(i);
-            } catch (std::exception const& failure) {
+            } catch (const std::exception& failure) {
                 ADD_FAILURE() << "thread " << i << ": " << failure.what();
             }
         });
@@ -56,7 +56,7 @@ QByteArray frameOf(int thread, int number) {
     return frame16(width * height, static_cast<uint32_t>(thread * 1000 + number));
 }
 
-void recordMovie(QString const& path, int thread, CompressionType::e compression) {
+void recordMovie(const QString& path, int thread, CompressionType::e compression) {
     ImageWriter writer;
     writer.create(path, true);
     setSize(writer, width, height);
@@ -68,12 +68,12 @@ void recordMovie(QString const& path, int thread, CompressionType::e compression
     writer.close();
 }
 
-void expectMovie(QString const& path, int thread) {
+void expectMovie(const QString& path, int thread) {
     ImageReader reader(path);
     EXPECT_EQ(reader.getComment(), QString::number(thread));
     ASSERT_EQ(reader.nbFrames(), static_cast<unsigned int>(frameCount));
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         const auto size = reader.getRawFrame(data, i);
         ASSERT_TRUE(size);
         EXPECT_EQ(QByteArray(static_cast<const char*>(data), *size),
@@ -140,12 +140,12 @@ TEST(Threads, FailuresOfAllThreadsAreLoggedOnce) {
             EXPECT_THROW(ImageReader(file.path()), IOFileException);
     });
     ASSERT_EQ(listening.records().size(), size_t{threadCount} * rounds);
-    for (LogRecord const& record : listening.records())
+    for (const LogRecord& record : listening.records())
         EXPECT_EQ(record.code, u"IR_MISSINFO");
 }
 
 struct SilentStream : LogStream {
-    void write(LogRecord const& /*record*/) override {}
+    void write(const LogRecord& /*record*/) override {}
 };
 
 TEST(Threads, LoggingMayChangeWhileOthersFail) {

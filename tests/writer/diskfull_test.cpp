@@ -31,8 +31,8 @@ public:
         _mounted = ::mount("tmpfs", name(), "tmpfs", 0, "size=64k") == 0;
         _error = errno;
     }
-    SmallDisk(SmallDisk const&) = delete;
-    SmallDisk& operator=(SmallDisk const&) = delete;
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
     ~SmallDisk() {
         if (_mounted) ::umount2(name(), MNT_DETACH);
     }
@@ -64,16 +64,16 @@ private:
 
 /// The steps of a scenario on a file that may grow to a limit; a step that fails is made again
 /// without it.
-void recordAcrossLimit(std::vector<Step> const& steps, QString const& path, rlim_t limit) {
+void recordAcrossLimit(const std::vector<Step>& steps, const QString& path, rlim_t limit) {
     auto writer = std::make_unique<ImageWriter>();
     int failures = 0;
-    for (Step const& s : steps) {
+    for (const Step& s : steps) {
         const QByteArray before = readFileIfAny(path);
         try {
             const FileSizeLimit full(failures == 0 ? limit : RLIM_INFINITY);
             s.run(writer, path);
             continue;
-        } catch (IOFileException const& failure) {
+        } catch (const IOFileException& failure) {
             ++failures;
             EXPECT_EQ(failure.origin(), SYSCALL);
         }
@@ -151,7 +151,7 @@ TEST(FullDisk, AFileSystemThatFillsUpWhileCompressingIsFreedAndGoneOnWith) {
     ImageReader reader(path);
     ASSERT_EQ(reader.nbFrames(), static_cast<unsigned int>(recorded));
     for (int i = 0; i < recorded; ++i) {
-        void const* data = nullptr;
+        const void* data = nullptr;
         ASSERT_TRUE(reader.getFrame(data, static_cast<unsigned int>(i)));
         const QByteArray expected = scenarioFrame(i, samples);
         EXPECT_EQ(std::memcmp(data, expected.constData(), static_cast<size_t>(expected.size())), 0)
@@ -184,7 +184,7 @@ TEST(FullDisk, ADeviceThatIsAlwaysFullTakesNothing) {
     const QTemporaryDir dir;
     const QString link = dir.filePath(QStringLiteral("movie"));
     ASSERT_EQ(::symlink("/dev/full", link.toLocal8Bit().constData()), 0);
-    for (QString const& path : {QStringLiteral("/dev/full"), link}) {
+    for (const QString& path : {QStringLiteral("/dev/full"), link}) {
         ImageWriter writer;
         writer.create(path, false);
         const QByteArray frame = scenarioFrame(0);

@@ -58,20 +58,20 @@ std::vector<Effect> effectsOn(Call call) {
 using Codes = std::set<std::string>;
 
 /// Whether nothing is lost by it: a call that is made again, or whose rest is written.
-bool isHarmless(Fault const& fault) {
-    Effect const& effect = fault.effect;
+bool isHarmless(const Fault& fault) {
+    const Effect& effect = fault.effect;
     return effect.error == EINTR || (fault.call == Call::Write && effect.error == 0 &&
                                      effect.bytes != 0 && effect.next == 0);
 }
 
-Codes writeCodes(Effect const& effect) {
+Codes writeCodes(const Effect& effect) {
     const bool inPayload =
         effect.error == 0 && (effect.bytes == 16 || effect.bytes == Effect::half);
     return {inPayload ? "FDCW_AC_WRITE" : "CHB_WFD_WRITE"};
 }
 
 /// The codes that a step may fail with; none when it must not notice.
-Codes codesOf(Step const& step, Fault const& fault) {
+Codes codesOf(const Step& step, const Fault& fault) {
     if (isHarmless(fault) || step.kind == Step::Destroy) return {};
     const bool reopens = step.kind == Step::Reopen;
     switch (fault.call) {
@@ -134,9 +134,9 @@ protected:
 
     int callsOf(Call call) const { return calls[static_cast<size_t>(call)]; }
 
-    static std::string textOf(std::vector<Fault> const& faults) {
+    static std::string textOf(const std::vector<Fault>& faults) {
         std::string text;
-        for (Fault const& fault : faults)
+        for (const Fault& fault : faults)
             text += fault.text() + "; ";
         return text;
     }
@@ -144,7 +144,7 @@ protected:
     /// Runs the scenario with faults in it, the first of which makes a step fail. Others make it
     /// worse as long as they last.
     /// @return how often calls failed
-    int disturb(std::vector<Fault> const& faults, Afterwards afterwards) {
+    int disturb(const std::vector<Fault>& faults, Afterwards afterwards) {
         SCOPED_TRACE(textOf(faults));
         placeInitialFile();
         const int descriptors = openDescriptors();
@@ -164,9 +164,9 @@ protected:
     }
 
     void runSteps(std::unique_ptr<ImageWriter>& writer, FaultLayer& layer, LogCapture& log,
-                  std::vector<Fault> const& faults, Afterwards afterwards) {
-        Fault const& fault = faults.front();
-        std::vector<Step> const& steps = GetParam().steps;
+                  const std::vector<Fault>& faults, Afterwards afterwards) {
+        const Fault& fault = faults.front();
+        const std::vector<Step>& steps = GetParam().steps;
         for (size_t i = 0; i < steps.size(); ++i) {
             SCOPED_TRACE(steps[i].name);
             setClock(1000 + static_cast<long>(i));
@@ -178,7 +178,7 @@ protected:
                 if (layer.hits() > hits) expectUnnoticed(steps[i], fault);
                 EXPECT_EQ(readFileIfAny(path), undisturbed[i + 1]);
                 continue;
-            } catch (IOFileException const& thrown) {
+            } catch (const IOFileException& thrown) {
                 ASSERT_GT(layer.hits(), hits) << thrown.what();
                 expectStated(thrown, log, codesOf(steps[i], fault));
             }
@@ -195,13 +195,13 @@ protected:
         }
     }
 
-    static void expectUnnoticed(Step const& step, Fault const& fault) {
+    static void expectUnnoticed(const Step& step, const Fault& fault) {
         if (fault.call == Call::Read && fault.effect.error == 0) return;  // the rest is read next
         EXPECT_TRUE(codesOf(step, fault).empty()) << "not noticed";
     }
 
-    static void expectStated(IOFileException const& thrown, LogCapture const& log,
-                             Codes const& codes) {
+    static void expectStated(const IOFileException& thrown, const LogCapture& log,
+                             const Codes& codes) {
         EXPECT_EQ(codes.count(thrown.code().toStdString()), 1u) << thrown.what();
         EXPECT_EQ(thrown.origin(),
                   thrown.code() == QLatin1String("FDCW_AC_SEEK") ? SOFTWARE : SYSCALL);
@@ -210,10 +210,10 @@ protected:
         EXPECT_EQ(log.records().front().message, thrown.message());
     }
 
-    void expectStateAfterFailure(size_t step, Fault const& fault) const {
+    void expectStateAfterFailure(size_t step, const Fault& fault) const {
         const bool reopens = GetParam().steps[step].kind == Step::Reopen;
-        QByteArray const& before = undisturbed[step];
-        QByteArray const& after = undisturbed[step + 1];
+        const QByteArray& before = undisturbed[step];
+        const QByteArray& after = undisturbed[step + 1];
         const QByteArray now = readFileIfAny(path);
         if (GetParam().steps[step].kind == Step::Overwrite) {
             // The frame may be a mixture of both; nothing around it has changed.
@@ -227,7 +227,7 @@ protected:
         EXPECT_EQ(soundLength(parseMovie(now)), now.size());
     }
 
-    void expectAfterDestruction(size_t step, Fault const& fault) const {
+    void expectAfterDestruction(size_t step, const Fault& fault) const {
         const bool unnoticed = isHarmless(fault) || fault.call == Call::Close;
         EXPECT_EQ(readFileIfAny(path), undisturbed[unnoticed ? step + 1 : step]);
     }
@@ -248,9 +248,9 @@ protected:
     }
 
     /// In the order of the file.
-    static std::vector<QByteArray> framesIn(QByteArray const& bytes) {
+    static std::vector<QByteArray> framesIn(const QByteArray& bytes) {
         std::vector<QByteArray> out;
-        for (MovieChunk const& chunk : parseMovie(bytes).chunks)
+        for (const MovieChunk& chunk : parseMovie(bytes).chunks)
             if (chunk.type == MZ_CT_FRAME) out.push_back(chunk.payload);
         return out;
     }
@@ -268,7 +268,7 @@ class FaultsTogether : public Faults {};
 TEST_P(Faults, EachCallFailsOnceInEveryWay) {
     for (Call call : allCalls) {
         for (int position = 1; position <= callsOf(call); ++position) {
-            for (Effect const& effect : effectsOn(call)) {
+            for (const Effect& effect : effectsOn(call)) {
                 for (Afterwards afterwards :
                      {Afterwards::TryAgain, Afterwards::Close, Afterwards::Destroy}) {
                     disturb({{call, position, effect}}, afterwards);
@@ -348,7 +348,7 @@ std::vector<Scenario> otherScenarios() {
     };
 }
 
-std::string nameOfScenario(testing::TestParamInfo<Scenario> const& scenario) {
+std::string nameOfScenario(const testing::TestParamInfo<Scenario>& scenario) {
     return scenario.param.name;
 }
 

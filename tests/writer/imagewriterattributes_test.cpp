@@ -90,7 +90,7 @@ TEST(ModifyAttribute, DropsAnOpenRecordingAsItStands) {
 
 // --- refusals ---
 
-void expectRefused(Failure const& failure, QByteArray const& bytes) {
+void expectRefused(const Failure& failure, const QByteArray& bytes) {
     const ScratchFile file(bytes);
     ImageWriter writer;
     expectFailure<IOFileException>(failure,

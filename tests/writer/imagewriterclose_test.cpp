@@ -166,7 +166,7 @@ TEST(ImageWriterClose, SecondCloseAndLaterHeaderDoNothing) {
 
 TEST(ImageWriterClose, FibersWithoutASizeAreRefusedAndCanBeMended) {
     using Setting = std::vector<std::pair<const char*, int>>;
-    for (Setting const& sizes :
+    for (const Setting& sizes :
          {Setting{{"width", 2}}, Setting{{"height", 2}}, Setting{{"width", 0}, {"height", 2}},
           Setting{{"width", 2}, {"height", -1}}}) {
         const ScratchFile file;
@@ -174,7 +174,7 @@ TEST(ImageWriterClose, FibersWithoutASizeAreRefusedAndCanBeMended) {
         writer.create(file.path(), true);
         add(writer, "abc", 0.5F);
         writer.addRasterFiberContinuousIndexes({1, 1});
-        for (auto const& [key, value] : sizes)
+        for (const auto& [key, value] : sizes)
             writer.attribute(QString::fromLatin1(key), value);
         expectFailure<IOFileException>(
             {"dataio.imagewriter", SOFTWARE, "IW_ARFCI_INFO",

@@ -22,7 +22,7 @@ struct Codec {
     const char* name;
 };
 
-std::ostream& operator<<(std::ostream& out, Codec const& codec) {
+std::ostream& operator<<(std::ostream& out, const Codec& codec) {
     return out << codec.name;
 }
 
@@ -33,12 +33,12 @@ protected:
         _writer.setCompression(GetParam().type);
     }
 
-    void expectExhausted(QByteArray const& frame) {
+    void expectExhausted(const QByteArray& frame) {
         const QByteArray before = _file.bytes();
         try {
             add(_writer, frame, timeOf(1), 0.5F);
             ADD_FAILURE() << "a frame of " << frame.size() << " bytes was taken";
-        } catch (std::ios_base::failure const& failure) {
+        } catch (const std::ios_base::failure& failure) {
             EXPECT_NE(std::string(failure.what()).find("write area exhausted"), std::string::npos)
                 << failure.what();
         }
@@ -46,7 +46,7 @@ protected:
     }
 
     /// The stream of the compression library; a gzip stream of an unknown system.
-    static QByteArray reference(QByteArray const& frame) {
+    static QByteArray reference(const QByteArray& frame) {
         QByteArray stream = compressed(GetParam().type, frame);
         if (GetParam().type == CompressionType::GZip) stream[9] = '\xff';
         return stream;
@@ -71,7 +71,7 @@ TEST_P(CompressedFrames, AreTheStreamsOfTheLibrary) {
     const std::vector<QByteArray> frames = {smoothFrame(640 * 480), smoothFrame(2000),
                                             frame16(50000), QByteArray(300000, '\0'),
                                             smoothFrame(640 * 480)};
-    for (QByteArray const& frame : frames)
+    for (const QByteArray& frame : frames)
         add(_writer, frame, timeOf(1), 0.5F);
     _writer.close();
     const Movie movie = soundMovie(_file.path());
@@ -198,7 +198,7 @@ TEST(CompressionEffortFast, GivesStreamsThatAnyReaderReads) {
         writer.create(file.path(), false);
         writer.setCompression(type);
         writer.setCompressionEffort(CompressionEffort::Fast);
-        for (QByteArray const& frame : frames)
+        for (const QByteArray& frame : frames)
             add(writer, frame);
         writer.close();
         const Movie movie = soundMovie(file.path());

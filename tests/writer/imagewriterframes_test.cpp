@@ -24,8 +24,8 @@ const char* const data = "abcdefghijklmnopqrstuvwxyz";
 using Action = std::function<void(ImageWriter&)>;
 
 /// The failure of `action`, after which a movie of one frame, one time and one power is as it was.
-void expectRefused(const char* code, const char* message, bool autotime, Action const& prepare,
-                   Action const& action) {
+void expectRefused(const char* code, const char* message, bool autotime, const Action& prepare,
+                   const Action& action) {
     SCOPED_TRACE(code);
     const ScratchFile file;
     ImageWriter writer;
@@ -116,7 +116,7 @@ TEST(AddFrame, SizesThatAreNoneAreRefused) {
         writer.addFrame(data, timeOf(2), 0.5F);
     };
     const int most = std::numeric_limits<int>::max();
-    for (Action const& header :
+    for (const Action& header :
          {sized(-1, 4, 8), sized(4, -1, 8), sized(-4, -4, 8), sized(4, 4, -17), sized(most, 2, 8),
           sized(65536, 32768, 8), sized(46341, 46341, 8), sized(65536, 65536, 16),
           sized(most, most, most)}) {
@@ -124,7 +124,7 @@ TEST(AddFrame, SizesThatAreNoneAreRefused) {
         expectRefused("IW_AF_SIZE", message, false, header, withHeaderSizeAndTime);
     }
     for (const int size : {-1, std::numeric_limits<int>::min()}) {
-        for (Action const& action :
+        for (const Action& action :
              {Action([size](ImageWriter& writer) { writer.addFrame(data, size, 0.5F); }),
               Action([size](ImageWriter& writer) { writer.addFrame(data, size, timeOf(2), 0.5F); }),
               Action([size](ImageWriter& writer) { writer.addFrameAtEnd(data, size, 0.5F); }),
@@ -184,7 +184,7 @@ TEST(AddFrame, AutomaticTimeIsThatOfTheCall) {
     ASSERT_EQ(movie.times.size(), 3u);
     const auto micros = [](int64_t sec, int64_t usec) { return sec * 1000000 + usec; };
     int64_t last = micros(before.tv_sec, before.tv_usec);
-    for (MovieTime const& time : movie.times) {
+    for (const MovieTime& time : movie.times) {
         EXPECT_GE(micros(time.sec, time.usec), last);
         last = micros(time.sec, time.usec);
     }
@@ -327,7 +327,7 @@ TEST(AddFrame, FullDiskLeavesNothingOfTheFrameAndItCanBeAddedAgain) {
             try {
                 add(writer, "second", timeOf(2), 1.0F);
                 ADD_FAILURE() << room;
-            } catch (IOFileException const& failure) {
+            } catch (const IOFileException& failure) {
                 EXPECT_EQ(failure.code(), inPayload ? "FDCW_AC_WRITE" : "CHB_WFD_WRITE") << room;
                 EXPECT_EQ(failure.origin(), SYSCALL);
                 EXPECT_TRUE(failure.message().startsWith(

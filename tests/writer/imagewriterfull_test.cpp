@@ -24,7 +24,7 @@ const Failure full = {"dataio.imagewriter", SOFTWARE, "IW_AF_FULL",
                       QStringLiteral("File would exceed the size that its index can address.")};
 
 /// Two large frames of zeros that take no space on the disk and end at `endOfFrames`.
-void makeLargeMovie(ScratchFile const& file, qint64 endOfFrames) {
+void makeLargeMovie(const ScratchFile& file, qint64 endOfFrames) {
     const qint64 half = endOfFrames / 2;
     const auto first = static_cast<uint32_t>(half - 32);
     const auto second = static_cast<uint32_t>(endOfFrames - half - 32);
@@ -42,7 +42,7 @@ int fill(ImageWriter& writer, int size) {
         const LogCapture log;
         try {
             add(writer, frame, 0.5F);
-        } catch (IOFileException const& failure) {
+        } catch (const IOFileException& failure) {
             EXPECT_EQ(failure.code(), "IW_AF_FULL");
             return count;
         }

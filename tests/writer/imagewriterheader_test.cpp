@@ -21,8 +21,8 @@ namespace {
 using Texts = std::vector<std::pair<const char*, const char*>>;
 
 /// Each key with the text that its attribute must have.
-void expectTexts(ImageWriter& writer, Texts const& expected) {
-    for (auto const& [key, value] : expected)
+void expectTexts(ImageWriter& writer, const Texts& expected) {
+    for (const auto& [key, value] : expected)
         EXPECT_EQ(text(writer, key), value) << key;
 }
 
@@ -76,7 +76,7 @@ TEST(ImageWriterHeader, PixelTypeSetsItsBitsToo) {
         {MZ_FLOAT, "32"},  {MZ_DOUBLE, "64"}, {MZ_UCHAR, "8"}, {MZ_CHAR, "8"},
         {MZ_USHORT, "16"}, {MZ_SHORT, "16"},  {MZ_UINT, "32"}, {MZ_INT, "32"},
         {MZ_ULONG, "32"},  {MZ_LONG, "32"},   {MZ_RGB, "24"},  {MZ_RGBA, "32"}};
-    for (auto const& [type, expected] : bits) {
+    for (const auto& [type, expected] : bits) {
         ImageWriter writer;
         writer.pixType(type);
         EXPECT_EQ(text(writer, "pixtype"), QString::number(type));
@@ -112,7 +112,7 @@ TEST(ImageWriterHeader, WholeBytesPerPixel) {
         {-6, 1},
         {-7, 0},
         {std::numeric_limits<int>::min(), -268435455}};
-    for (auto const& [bits, bytes] : expected) {
+    for (const auto& [bits, bytes] : expected) {
         writer.attribute(QStringLiteral("pixbits"), bits);
         EXPECT_EQ(writer.pixBytes(), bytes) << bits;
     }
@@ -141,7 +141,7 @@ TEST(ImageWriterHeader, CompressionHasFourNames) {
         {CompressionType::GZip, "gz"},
         {CompressionType::BZip2, "bz2"},
         {CompressionType::None, "none"}};
-    for (auto const& [type, name] : names) {
+    for (const auto& [type, name] : names) {
         writer.setCompression(type);
         EXPECT_EQ(text(writer, "compression_type"), QString::fromLatin1(name));
     }

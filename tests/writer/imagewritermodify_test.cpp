@@ -20,8 +20,8 @@ namespace {
 
 /// Modifies the movie and closes it again, with something done in between.
 Movie afterModification(
-    QByteArray const& bytes,
-    std::function<void(ImageWriter&)> const& action = [](ImageWriter&) {}) {
+    const QByteArray& bytes,
+    const std::function<void(ImageWriter&)>& action = [](ImageWriter&) {}) {
     const ScratchFile file(bytes);
     ImageWriter writer;
     writer.modify(file.path());

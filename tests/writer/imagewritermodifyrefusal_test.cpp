@@ -36,7 +36,7 @@ const Failure misplacedTimes = refusal(
 const Failure misplacedFibers = refusal(
     "FDCW_MODIFY4", "Cannot modify this movie with fibercenters not at the expected location.");
 
-void expectRefused(Failure const& failure, QByteArray const& bytes) {
+void expectRefused(const Failure& failure, const QByteArray& bytes) {
     SCOPED_TRACE(failure.code);
     const ScratchFile file(bytes);
     ImageWriter writer;

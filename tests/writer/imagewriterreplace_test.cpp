@@ -34,7 +34,7 @@ const Failure noSuchFrame2 = refusal("IW_RF_BOUND2", "Cannot replace Frame, indi
 const Failure noTime = refusal("IW_RF_TIMER", "Cannot replace the time of a frame that has none.");
 
 /// Three frames of times 1, 2, 3 and half the power.
-void recordThree(ImageWriter& writer, QString const& path) {
+void recordThree(ImageWriter& writer, const QString& path) {
     writer.create(path, false);
     add(writer, "aaa", timeOf(1), 0.5F);
     add(writer, "bb", timeOf(2), 0.5F);
@@ -78,7 +78,7 @@ TEST(ReplaceFrame, TakesThePresentTimeWithAutotime) {
     writer.close();
     const Movie movie = soundMovie(file.path());
     ASSERT_EQ(movie.times.size(), 2u);
-    MovieTime const& last = movie.times.back();  // sorted: the replaced one is the youngest
+    const MovieTime& last = movie.times.back();  // sorted: the replaced one is the youngest
     EXPECT_GE(std::make_pair(int64_t{last.sec}, int64_t{last.usec}),
               std::make_pair(int64_t{before.tv_sec}, int64_t{before.tv_usec}));
 }
@@ -192,7 +192,7 @@ TEST(ReplaceFrame, DiskFaultChangesNeitherTimesNorPowers) {
 // --- movies with fewer powers than frames ---
 
 /// Three frames and the given powers, opened for modification.
-void modifyThree(ImageWriter& writer, ScratchFile const& file, QByteArray const& powers) {
+void modifyThree(ImageWriter& writer, const ScratchFile& file, const QByteArray& powers) {
     const QByteArray frames = chunk(2, "aaa") + chunk(2, "bb") + chunk(2, "cccc");
     const bool hasPowers = !powers.isEmpty();
     const QByteArray index = indexRecord(2, 0, 3) + indexRecord(2, 35, 2) + indexRecord(2, 69, 4) +

@@ -20,9 +20,9 @@ namespace {
 using Order = std::vector<int>;
 
 /// The frames of these tests are as long as their number when they were recorded.
-Order orderOf(Movie const& movie) {
+Order orderOf(const Movie& movie) {
     Order order;
-    for (QByteArray const& frame : movie.frames)
+    for (const QByteArray& frame : movie.frames)
         order.push_back(static_cast<int>(frame.size()));
     return order;
 }
@@ -38,7 +38,7 @@ protected:
     }
 
     /// Closes the movie; frames and times in it are as recorded but for `frames` in the index.
-    void expectOrder(Order const& frames, Order const& powers) {
+    void expectOrder(const Order& frames, const Order& powers) {
         _writer.close();
         const Movie movie = soundMovie(_file.path());
         EXPECT_EQ(orderOf(movie), frames);
@@ -158,7 +158,7 @@ protected:
         _writer.modify(_file.path());
     }
 
-    void expectOrder(Order const& frames, Order const& powers) {
+    void expectOrder(const Order& frames, const Order& powers) {
         _writer.close();
         const Movie movie = soundMovie(_file.path());
         EXPECT_EQ(orderOf(movie), frames);

@@ -23,11 +23,11 @@ using namespace mz::test;
 namespace {
 
 /// The check returns what is wrong.
-void expectInAnotherProcess(std::function<const char*()> const& check) {
+void expectInAnotherProcess(const std::function<const char*()>& check) {
     inChild([&] { EXPECT_STREQ(check(), nullptr); });
 }
 
-bool isFrame(ImageReader& reader, unsigned int index, QByteArray const& expected) {
+bool isFrame(ImageReader& reader, unsigned int index, const QByteArray& expected) {
     const void* data = nullptr;
     const boost::optional<unsigned int> size = reader.getRawFrame(data, index);
     return size && *size == static_cast<unsigned int>(expected.size()) &&
@@ -43,7 +43,7 @@ struct Way {
     bool vectorized;
 };
 
-std::ostream& operator<<(std::ostream& out, Way const& way) {
+std::ostream& operator<<(std::ostream& out, const Way& way) {
     return out << way.name;
 }
 
