@@ -33,7 +33,7 @@ inline std::set<std::string> sourcePaths(const std::string& folder) {
 /// What stands in the list of headers that are installed.
 inline std::set<std::string> installedHeaders() {
     const std::string list = sourceText("cmake/DataIOInstall.cmake");
-    static const std::regex header(R"(\s(lib\w+/\w+\.h)\b)");
+    static const std::regex header(R"([\s/](lib\w+/\w+\.h)\b)");
     std::set<std::string> headers;
     for (std::sregex_iterator at(list.begin(), list.end(), header), end; at != end; ++at)
         headers.insert((*at)[1]);

@@ -91,6 +91,14 @@ TEST(House, IncludesOfNothingOrOfOthersAreFound) {
     EXPECT_EQ(judgedWith("libDataIO/low.h", "#include <tools/own.h>"),
               Findings{"libDataIO/low.h includes tools/own.h, which is not of the library"});
     EXPECT_EQ(judgedWith("libDataIO/low.h", "#include <sys/time.h>"), Findings());
+
+    // One that is offered is made when the project is configured.
+    House house = smallHouse();
+    house.files["libDataIO/lower/low.cpp"] += "#include <libCommon/made.h>\n";
+    EXPECT_EQ(judged(house),
+              Findings{"libDataIO/lower/low.cpp includes libCommon/made.h, which is not there"});
+    house.installed.insert("libCommon/made.h");
+    EXPECT_EQ(judged(house), Findings());
 }
 
 TEST(House, WhatIsAroundTheLibraryUsesWhatIsOffered) {
@@ -162,8 +170,6 @@ House realHouse() {
          {"libCommon", "libLog", "libDataIO", "tools", "viewer", "python", "examples"})
         for (const std::string& path : sourcePaths(top))
             house.files[path] = sourceText(path);
-    // Its version is filled in where the library is built.
-    house.files["libCommon/version.h"] = sourceText("libCommon/version.h.in");
     house.page = sourceText("docs/architecture.md");
     house.installed = installedHeaders();
     return house;
