@@ -115,9 +115,11 @@ ssize_t result(long value) {
 }
 
 // The system's own calls are made directly: what the C library's names lead to may be a sanitizer's
-// that is not ready yet when the first call comes.
+// that is not ready yet when the first call comes. Where a thread may be cancelled in the C
+// library's call, it may be in this one.
 
 ssize_t transfer(Call call, long number, int fd, void* data, size_t size) {
+    pthread_testcancel();
     const Fault* fault = strike(call, fd);
     if (fault != nullptr) {
         if (fault->effect.error != 0) return -1;
@@ -127,6 +129,7 @@ ssize_t transfer(Call call, long number, int fd, void* data, size_t size) {
 }
 
 ssize_t positioned(Call call, long number, int fd, void* data, size_t size, off_t offset) {
+    pthread_testcancel();
     const Fault* fault = strike(call, fd);
     if (fault != nullptr) {
         if (fault->effect.error != 0) return -1;
@@ -153,6 +156,7 @@ size_t totalOf(const iovec* parts, int count) {
 }
 
 int opened(int directory, const char* path, int flags, unsigned mode) {
+    pthread_testcancel();
     const bool ours = isOurs(path);
     if (ours && strike(Call::Open) != nullptr) return -1;
     const auto fd = static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
@@ -276,6 +280,7 @@ DATAIO_TEST_CALL int openat(int directory, const char* path, int flags, ...) {
 }
 
 DATAIO_TEST_CALL int close(int fd) {
+    pthread_testcancel();
     const Fault* fault = strike(Call::Close, fd);
     note(fd, false);
     const auto closed = static_cast<int>(syscall(SYS_close, fd));
@@ -284,25 +289,19 @@ DATAIO_TEST_CALL int close(int fd) {
     return -1;
 }
 
-// The calls that follow are places where a thread may be cancelled, as the C library's are.
-
 DATAIO_TEST_CALL ssize_t read(int fd, void* data, size_t size) {
-    pthread_testcancel();
     return transfer(Call::Read, SYS_read, fd, data, size);
 }
 
 DATAIO_TEST_CALL ssize_t pread(int fd, void* data, size_t size, off_t offset) {
-    pthread_testcancel();
     return positioned(Call::Read, SYS_pread64, fd, data, size, offset);
 }
 
 DATAIO_TEST_CALL ssize_t write(int fd, const void* data, size_t size) {
-    pthread_testcancel();
     return transfer(Call::Write, SYS_write, fd, const_cast<void*>(data), size);
 }
 
 DATAIO_TEST_CALL ssize_t pwrite(int fd, const void* data, size_t size, off_t offset) {
-    pthread_testcancel();
     return positioned(Call::Write, SYS_pwrite64, fd, const_cast<void*>(data), size, offset);
 }
 
@@ -313,8 +312,6 @@ DATAIO_TEST_CALL ssize_t writev(int fd, const iovec* parts, int count) {
     if (fault->effect.error != 0) return -1;
     return writeFirst(fd, parts, count, fault->effect.of(totalOf(parts, count)));
 }
-
-// And those are not.
 
 DATAIO_TEST_CALL off_t lseek(int fd, off_t offset, int whence) noexcept {
     if (strike(Call::Seek, fd) != nullptr) return -1;
