@@ -148,20 +148,20 @@ TEST(PixelOffsets, AreRowTimesWidthPlusColumn) {
 
 TEST(SamplesAtOffsets, AreThePixelsThere) {
     // Behind one byte more, so that no pixel is aligned.
-    const QByteArray image = "?" + bytes16({10, 11, 12, 0xfffe});
+    const QByteArray pixels = "?" + bytes16({10, 11, 12, 0xfffe});
     std::vector<uint16_t> samples = {1, 2, 3, 4, 5};
-    EXPECT_TRUE(sampleAtOffsets(image.constData() + 1, 4, {3, 0, 0}, samples));
+    EXPECT_TRUE(sampleAtOffsets(pixels.constData() + 1, 4, {3, 0, 0}, samples));
     EXPECT_EQ(samples, (std::vector<uint16_t>{0xfffe, 10, 10}));
-    EXPECT_TRUE(sampleAtOffsets(image.constData() + 1, 4, {}, samples));
+    EXPECT_TRUE(sampleAtOffsets(pixels.constData() + 1, 4, {}, samples));
     EXPECT_TRUE(samples.empty());
 }
 
 TEST(SamplesAtOffsets, LieInTheImage) {
-    const QByteArray image = bytes16({10, 11});
+    const QByteArray pixels = bytes16({10, 11});
     std::vector<uint16_t> samples;
-    EXPECT_FALSE(sampleAtOffsets(image.constData(), 2, {0, 2}, samples));
-    EXPECT_FALSE(sampleAtOffsets(image.constData(), 2, {0xffffffff}, samples));
-    EXPECT_FALSE(sampleAtOffsets(image.constData(), 0, {0}, samples));
+    EXPECT_FALSE(sampleAtOffsets(pixels.constData(), 2, {0, 2}, samples));
+    EXPECT_FALSE(sampleAtOffsets(pixels.constData(), 2, {0xffffffff}, samples));
+    EXPECT_FALSE(sampleAtOffsets(pixels.constData(), 0, {0}, samples));
 }
 
 TEST(WorldPositions, PointUpFromPixelCentres) {
