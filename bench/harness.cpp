@@ -20,9 +20,9 @@ size_t positionOf(const Comparison& comparison, const std::string& name) {
 std::string timeText(double seconds) {
     char text[32];
     if (seconds >= 1e-3)
-        std::snprintf(text, sizeof text, "%.1f ms", seconds * 1e3);
+        std::snprintf(text, sizeof text, "%.1F ms", seconds * 1e3);
     else
-        std::snprintf(text, sizeof text, "%.2f µs", seconds * 1e6);
+        std::snprintf(text, sizeof text, "%.2F µs", seconds * 1e6);
     return text;
 }
 
@@ -33,7 +33,7 @@ void printTimes(const Comparison& comparison, const std::vector<std::vector<doub
     for (size_t i = 0; i < times.size(); ++i) {
         const double median = spreadOf(times[i]).median;
         std::printf("| %s | %s |", comparison.cases[i].name.c_str(), timeText(median).c_str());
-        if (hasSpeed) std::printf(" %.3f |", comparison.bytes / median / 1e9);
+        if (hasSpeed) std::printf(" %.3F |", comparison.bytes / median / 1e9);
         std::printf("\n");
     }
 }
@@ -126,14 +126,14 @@ void Harness::_judge(const Comparison& comparison, const Goal& goal, const Times
     } else {
         ++_missed;
     }
-    std::printf("| %s | %s | %.2f | %.2f | %.2f..%.2f | %s |\n", goal.of.c_str(),
+    std::printf("| %s | %s | %.2F | %.2F | %.2F..%.2F | %s |\n", goal.of.c_str(),
                 goal.against.c_str(), goal.atLeast, ratio.median, ratio.low, ratio.high, verdict);
 }
 
 void Harness::amount(const std::string& what, double reached, double limit, const char* unit) {
     const bool isWithin = reached <= limit;
     ++(isWithin ? _reached : _missed);
-    std::printf("| %s | %.2f %s | %.2f %s | %s |\n", what.c_str(), limit, unit, reached, unit,
+    std::printf("| %s | %.2F %s | %.2F %s | %s |\n", what.c_str(), limit, unit, reached, unit,
                 isWithin ? "reached" : "**missed**");
     std::fflush(stdout);
 }

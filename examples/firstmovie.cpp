@@ -18,7 +18,7 @@ int main() try {
     writer.setComment("three grey frames");
     for (int i = 0; i < 3; ++i) {
         const std::vector<std::uint16_t> pixels(64 * 48, static_cast<std::uint16_t>(1000 * i));
-        writer.addFrame(pixels.data(), 0.5f);  // half the laser's power
+        writer.addFrame(pixels.data(), 0.5F);  // half the laser's power
     }
     writer.close();  // until now only the frames are on disk
 

@@ -175,7 +175,7 @@ private:
     }
 
     void _mutateIndex(std::vector<uint32_t>& index) {
-        static const uint32_t edges[] = {0,          1,          16,         32,        1u << 16,
+        static const uint32_t edges[] = {0,          1,          16,         32,        1U << 16,
                                          0x7fffffff, 0x80000000, 0xffffffff, 0xfffffff0};
         if (index.empty() || _oneIn(8)) {
             index.insert(index.end(), {static_cast<uint32_t>(_below(9)), _any(edges), _any(edges)});

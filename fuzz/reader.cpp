@@ -77,7 +77,7 @@ void readFibers(const ImageReader& reader) {
         });
     }
     const bool found = reader.getBundleBoundingBox(positions);
-    require(positions.size() == (found ? 4u : 0u), "a bounding box has four edges or none");
+    require(positions.size() == (found ? 4U : 0U), "a bounding box has four edges or none");
 }
 
 void readTiming(const ImageReader& reader, unsigned int frame) {

@@ -7,12 +7,12 @@ namespace mz {
 namespace {
 
 float gammaTransfer(float x) {
-    return std::pow(x, 1.0f / 2.2f);
+    return std::pow(x, 1.0F / 2.2F);
 }
 
 /// The logistic function 1 / (1 + exp(-10 (x - 0.5))), shifted and scaled onto [0, 1].
 float sigmoidTransfer(float x) {
-    return 0.5f + 0.5f * std::tanh(5.0f * x - 2.5f) / std::tanh(2.5f);
+    return 0.5F + 0.5F * std::tanh(5.0F * x - 2.5F) / std::tanh(2.5F);
 }
 
 }  // namespace
@@ -31,8 +31,8 @@ PalTransfer palTransfer(PalTransfoType type) {
 
 void MzPalette::initDefault() {
     *this = MzPalette();
-    _nodes.emplace_back(0.0f, PalColor(0, 0, 0));
-    _nodes.emplace_back(1.0f, PalColor(1, 1, 1));
+    _nodes.emplace_back(0.0F, PalColor(0, 0, 0));
+    _nodes.emplace_back(1.0F, PalColor(1, 1, 1));
 }
 
 void MzPalette::adjustNodeValues(float min, float max) {

@@ -39,8 +39,8 @@ enum PalTransfoType : int {
 
 /// Clamped to [0, 1], 0 for a NaN: what positions and colours outside their range count as.
 inline float clampedToUnit(float value) {
-    if (!(value > 0.0f)) return 0.0f;
-    return value < 1.0f ? value : 1.0f;
+    if (!(value > 0.0F)) return 0.0F;
+    return value < 1.0F ? value : 1.0F;
 }
 
 /// Maps [0, 1) into [0, 1].

@@ -54,10 +54,10 @@ float pitchOf(boost::iterator_range<const float*> fibres) {
         low[i % 2] = std::min(low[i % 2], fibres.begin()[i]);
         high[i % 2] = std::max(high[i % 2], fibres.begin()[i]);
     }
-    constexpr float ellipseInBox = 3.14159265f / 4;
+    constexpr float ellipseInBox = 3.14159265F / 4;
     const float area = ellipseInBox * (high[0] - low[0]) * (high[1] - low[1]);
     const float cell = area / static_cast<float>(fibres.size() / 2);
-    return std::max(std::sqrt(cell * 2 / std::sqrt(3.0f)), 1.0f);
+    return std::max(std::sqrt(cell * 2 / std::sqrt(3.0F)), 1.0F);
 }
 
 }  // namespace
@@ -70,13 +70,13 @@ bool Reconstruction::prepare(boost::iterator_range<const float*> fibers, int wid
     if (_fibres == 0 || width < 1 || height < 1) return false;
 
     const float pitch = pitchOf(fibers);
-    const float radius = 1.5f * pitch;
-    const float width2 = 2 * (0.45f * pitch) * (0.45f * pitch);
+    const float radius = 1.5F * pitch;
+    const float width2 = 2 * (0.45F * pitch) * (0.45F * pitch);
     const FibreGrid grid(fibers, width, height, radius);
     for (int row = 0; row < height; ++row)
         for (int column = 0; column < width; ++column) {
-            const float x = static_cast<float>(column) + 0.5f;
-            const float y = static_cast<float>(row) + 0.5f;
+            const float x = static_cast<float>(column) + 0.5F;
+            const float y = static_cast<float>(row) + 0.5F;
             const std::size_t first = _shares.size();
             float sum = 0;
             grid.near(x, y, [&](std::uint32_t fibre) {
@@ -104,12 +104,12 @@ bool Reconstruction::reconstruct(boost::iterator_range<const std::uint16_t*> inp
     std::size_t share = 0;
     std::size_t pixel = 0;
     for (std::uint16_t& sample : output) {
-        float value = 0.5f;
+        float value = 0.5F;
         for (; share < _sharesEnd[pixel]; ++share)
             value +=
                 _shares[share].weight * static_cast<float>(input.begin()[_shares[share].fibre]);
         ++pixel;
-        sample = static_cast<std::uint16_t>(std::min(value, 65535.0f));
+        sample = static_cast<std::uint16_t>(std::min(value, 65535.0F));
     }
     return true;
 }

@@ -8,21 +8,21 @@ namespace examples {
 namespace {
 
 constexpr int sceneSide = 1024;     // pixels; a power of two, so that it wraps by masking
-constexpr float spotWidth = 1.25f;  // standard deviation of a fibre's spot, in pixels
+constexpr float spotWidth = 1.25F;  // standard deviation of a fibre's spot, in pixels
 constexpr int spotReach = 3;        // pixels to either side that a spot lights up
 constexpr int spotSide = 2 * spotReach + 1;
-constexpr float crosstalk = 0.15f;  // share of its light that a fibre gets from its neighbours
+constexpr float crosstalk = 0.15F;  // share of its light that a fibre gets from its neighbours
 constexpr float fullSignal = 3600;  // grey levels of the brightest scene at full power
 constexpr float glassGlow = 90;     // grey levels of the fibre's own fluorescence at full power
 constexpr float darkLevel = 60;     // grey levels of the detector without light
 constexpr float darkNoise = 5;
-constexpr float levelsPerPhoton = 1.6f;
+constexpr float levelsPerPhoton = 1.6F;
 constexpr float maximum = 4095;  // 12 bits
 
 // Small, fast, and the same everywhere.
 class Random {
 public:
-    explicit Random(std::uint64_t seed) : _state(seed * 0x9E3779B97F4A7C15u + 1) {}
+    explicit Random(std::uint64_t seed) : _state(seed * 0x9E3779B97F4A7C15U + 1) {}
     std::uint32_t operator()() {
         _state ^= _state << 13;
         _state ^= _state >> 7;
@@ -56,7 +56,7 @@ Simulation::Simulation()
     for (float& number : _gaussian)
         number = normal(random);
     for (std::size_t i = 0; i < _bundle.count(); ++i)
-        _transmission.push_back(std::clamp(0.85f + 0.07f * normal(random), 0.4f, 1.0f));
+        _transmission.push_back(std::clamp(0.85F + 0.07F * normal(random), 0.4F, 1.0F));
     _paintScene();
     _addCells();
     _findNeighbours();
@@ -64,18 +64,18 @@ Simulation::Simulation()
 }
 
 float Simulation::laserPower(int frame) {
-    constexpr float steps[] = {0.35f, 0.5f, 0.65f, 0.8f};
+    constexpr float steps[] = {0.35F, 0.5F, 0.65F, 0.8F};
     return steps[std::min(frame / (2 * framesPerSecond), 3)];
 }
 
 // Tissue: noise of ever finer grain, each octave half as strong as the one before.
 void Simulation::_paintScene() {
     Random random(3);
-    float strength = 0.30f;
+    float strength = 0.30F;
     for (int cells = 16; cells <= 256; cells *= 2, strength /= 2) {
         std::vector<float> lattice(static_cast<std::size_t>(cells * cells));
         for (float& value : lattice)
-            value = static_cast<float>(random() & 0xffff) / 65536.0f;
+            value = static_cast<float>(random() & 0xffff) / 65536.0F;
         const auto at = [&](int x, int y) { return lattice[indexOf(y % cells, x % cells, cells)]; };
         const int cellSide = sceneSide / cells;
         for (int y = 0; y < sceneSide; ++y)
@@ -99,8 +99,8 @@ void Simulation::_addCells() {
     for (int cell = 0; cell < 700; ++cell) {
         const int x0 = static_cast<int>(random() % sceneSide);
         const int y0 = static_cast<int>(random() % sceneSide);
-        const float radius = 4.0f + static_cast<float>(random() % 100) / 14.0f;
-        const float brightness = 0.2f + static_cast<float>(random() % 100) / 220.0f;
+        const float radius = 4.0F + static_cast<float>(random() % 100) / 14.0F;
+        const float brightness = 0.2F + static_cast<float>(random() % 100) / 220.0F;
         const int reach = static_cast<int>(2 * radius);
         for (int y = -reach; y <= reach; ++y)
             for (int x = -reach; x <= reach; ++x) {
@@ -108,11 +108,11 @@ void Simulation::_addCells() {
                 const int column = (x0 + x) & (sceneSide - 1);
                 const int row = (y0 + y) & (sceneSide - 1);
                 _scene[indexOf(row, column, sceneSide)] +=
-                    brightness / (1 + std::exp(1.5f * (distance - radius)));
+                    brightness / (1 + std::exp(1.5F * (distance - radius)));
             }
     }
     for (float& value : _scene)
-        value = std::min(value, 1.2f);
+        value = std::min(value, 1.2F);
 }
 
 void Simulation::_findNeighbours() {
@@ -123,7 +123,7 @@ void Simulation::_findNeighbours() {
     for (std::size_t i = 0; i < _bundle.count(); ++i) {
         const std::size_t end = std::min(i + farthest, _bundle.count());
         for (std::size_t j = i - std::min(i, farthest); j < end; ++j)
-            if (j != i && std::hypot(x(i) - x(j), y(i) - y(j)) < 1.4f * _bundle.pitch)
+            if (j != i && std::hypot(x(i) - x(j), y(i) - y(j)) < 1.4F * _bundle.pitch)
                 _neighbours.push_back(static_cast<std::uint32_t>(j));
         _neighboursEnd.push_back(_neighbours.size());
     }
@@ -133,8 +133,8 @@ void Simulation::_weighSpots() {
     _spots.reserve(_bundle.count() * spotSide * spotSide);
     for (std::size_t i = 0; i < _bundle.count(); ++i) {
         // From the fibre's centre to the middle of the pixel that holds it.
-        const float dx = std::floor(_bundle.fibres[2 * i]) + 0.5f - _bundle.fibres[2 * i];
-        const float dy = std::floor(_bundle.fibres[2 * i + 1]) + 0.5f - _bundle.fibres[2 * i + 1];
+        const float dx = std::floor(_bundle.fibres[2 * i]) + 0.5F - _bundle.fibres[2 * i];
+        const float dy = std::floor(_bundle.fibres[2 * i + 1]) + 0.5F - _bundle.fibres[2 * i + 1];
         for (int row = -spotReach; row <= spotReach; ++row)
             for (int column = -spotReach; column <= spotReach; ++column) {
                 const float x = dx + static_cast<float>(column);
@@ -161,15 +161,15 @@ float Simulation::_sceneAt(float x, float y) const {
 // The light that each fibre brings, in grey levels, with the noise of its photons.
 std::vector<float> Simulation::_fibreSignals(int frame) const {
     const float seconds = static_cast<float>(frame) / framesPerSecond;
-    const float driftX = 14.0f * seconds + 18.0f * std::sin(1.1f * seconds);
-    const float driftY = 26.0f * std::sin(0.7f * seconds);
+    const float driftX = 14.0F * seconds + 18.0F * std::sin(1.1F * seconds);
+    const float driftY = 26.0F * std::sin(0.7F * seconds);
     const float power = laserPower(frame);
 
     std::vector<float> own(_bundle.count());
     for (std::size_t i = 0; i < own.size(); ++i)
         own[i] = _sceneAt(_bundle.fibres[2 * i] + driftX, _bundle.fibres[2 * i + 1] + driftY);
 
-    Random random(1000u + static_cast<std::uint64_t>(frame));
+    Random random(1000U + static_cast<std::uint64_t>(frame));
     std::vector<float> signal(own.size());
     std::size_t neighbour = 0;
     for (std::size_t i = 0; i < own.size(); ++i) {
@@ -180,16 +180,16 @@ std::vector<float> Simulation::_fibreSignals(int frame) const {
         const float around =
             neighbour == first ? 0 : others / static_cast<float>(neighbour - first);
         const float seen = (1 - crosstalk) * own[i] + crosstalk * around;
-        const float light = power * _transmission[i] * (fullSignal * 0.8f * seen + glassGlow);
+        const float light = power * _transmission[i] * (fullSignal * 0.8F * seen + glassGlow);
         const float noise =
             std::sqrt(light * levelsPerPhoton) * _gaussian[random() % _gaussian.size()];
-        signal[i] = std::max(light + noise, 0.0f);
+        signal[i] = std::max(light + noise, 0.0F);
     }
     return signal;
 }
 
 const std::vector<std::uint16_t>& Simulation::image(int frame) {
-    std::fill(_light.begin(), _light.end(), 0.0f);
+    std::fill(_light.begin(), _light.end(), 0.0F);
     const std::vector<float> signals = _fibreSignals(frame);
     const float* spot = _spots.data();
     for (std::size_t i = 0; i < signals.size(); ++i) {
@@ -200,10 +200,10 @@ const std::vector<std::uint16_t>& Simulation::image(int frame) {
                 if (row >= 0 && row < height && column >= 0 && column < width)
                     _light[indexOf(row, column, width)] += signals[i] * *spot;
     }
-    Random random(500000u + static_cast<std::uint64_t>(frame));
+    Random random(500000U + static_cast<std::uint64_t>(frame));
     std::transform(_light.begin(), _light.end(), _image.begin(), [&](float light) {
         const float noise = darkNoise * _gaussian[random() % _gaussian.size()];
-        return static_cast<std::uint16_t>(std::clamp(darkLevel + light + noise, 0.0f, maximum));
+        return static_cast<std::uint16_t>(std::clamp(darkLevel + light + noise, 0.0F, maximum));
     });
     return _image;
 }

@@ -58,10 +58,11 @@ QString previousUnreadable(int error) {
 bool hasBytesAt(int fd, qint64 offset, const ChunkHeaderBytes& expected) {
     ChunkHeaderBytes found{};
     const posix::ReadResult result = posix::readAllAt(fd, offset, found.data(), chunkHeaderSize);
-    if (result.error != 0)
+    if (result.error != 0) {
         DATAIO_FAIL(
             IOFileException, logger, SYSCALL, "FDCW_HC_READ",
             withSystemError(QStringLiteral("Could not read chunk header data: "), result.error));
+    }
     return result.count == chunkHeaderSize && found == expected;
 }
 

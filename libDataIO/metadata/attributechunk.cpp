@@ -26,7 +26,7 @@ qsizetype lineSize(const QString& key, const Attribute& attribute) {
 /// this format.
 float toFloat(const QString& text, bool& ok) {
     const float value = text.toFloat(&ok);
-    return ok ? value : 0.0f;
+    return ok ? value : 0.0F;
 }
 
 template <class Number>

@@ -26,7 +26,7 @@ inline uint32_t channel(double c) {
 /// The colour on the way from one to another, t from 0 to 1.
 inline QRgb between(const PalColor& from, const PalColor& to, double t) {
     const auto lerp = [t](double a, double b) { return channel(a + (b - a) * t); };
-    return 0xff000000u | lerp(from._r, to._r) << 16 | lerp(from._g, to._g) << 8 |
+    return 0xff000000U | lerp(from._r, to._r) << 16 | lerp(from._g, to._g) << 8 |
            lerp(from._b, to._b);
 }
 
@@ -225,8 +225,8 @@ void generate(const MzPalette& palette, std::vector<QRgb>& entries, int flags, i
         if (placed.lastPos != max) table.fill(placed.lastPos, max, highColor);
     }
 
-    if (flags & MakeMinValueBlack) table[min] &= 0xff000000u;
-    if (flags & MakeSpecificValueBlack) table[specialValue] &= 0xff000000u;
+    if (flags & MakeMinValueBlack) table[min] &= 0xff000000U;
+    if (flags & MakeSpecificValueBlack) table[specialValue] &= 0xff000000U;
 }
 
 }  // namespace

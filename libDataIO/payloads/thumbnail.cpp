@@ -23,7 +23,7 @@ int floorToInt(float value) {
 /// The frame's row or column at the centre of the i-th thumbnail pixel. Rounding could put the last
 /// one just outside the frame.
 int sourceIndex(int i, float step, int sourceCount) {
-    return std::min(floorToInt((static_cast<float>(i) + 0.5f) * step), sourceCount - 1);
+    return std::min(floorToInt((static_cast<float>(i) + 0.5F) * step), sourceCount - 1);
 }
 
 std::vector<int> sourceIndexes(int count, float step, int sourceCount) {
@@ -114,13 +114,13 @@ ContrastFaults squeezeRamp(MzPalette& palette, const ContrastWindow& window) {
     const auto place = [&](int64_t sample) {
         return static_cast<float>(sample - cropMin) / static_cast<float>(cropWidth);
     };
-    const auto isOutside = [](float at) { return at < 0.0f || at > 1.0f; };
+    const auto isOutside = [](float at) { return at < 0.0F || at > 1.0F; };
     float min = place(window.min);
     float max = place(window.max);
     faults.minOutside = isOutside(min);
     faults.maxOutside = isOutside(max);
-    if (faults.minOutside) min = 0.0f;
-    if (faults.maxOutside) max = 1.0f;
+    if (faults.minOutside) min = 0.0F;
+    if (faults.maxOutside) max = 1.0F;
     palette.adjustNodeValues(min, max);
     return faults;
 }

@@ -80,7 +80,7 @@ TEST(Failure, LogsThenThrowsTheSameWithTheThrowingFunctionsLocation) {
         const QByteArray method = thrown.locationInfo().methodName();
         EXPECT_TRUE(method.startsWith("int ")) << method.toStdString();
         EXPECT_TRUE(method.contains("::failHere(")) << method.toStdString();
-        ASSERT_EQ(log.records().size(), 1u);
+        ASSERT_EQ(log.records().size(), 1U);
         EXPECT_EQ(log.records()[0].location.lineNumber(), thrown.locationInfo().lineNumber());
         EXPECT_STREQ(log.records()[0].location.fileName(), "tests/base/exceptions_test.cpp");
     }
@@ -110,7 +110,7 @@ TEST(Failure, SystemTextIsTheSameInRecordAndExceptionEvenIfAStreamSpoilsErrno) {
     } catch (const IOFileException& thrown) {
         EXPECT_EQ(thrown.message(),
                   QStringLiteral("Could not: ") + QString::fromLocal8Bit(strerror(ENOSPC)));
-        ASSERT_EQ(log.records().size(), 1u);
+        ASSERT_EQ(log.records().size(), 1U);
         EXPECT_EQ(log.records()[0].message, thrown.message());
     }
     logger->removeLogStream(spoiler);
@@ -150,10 +150,10 @@ TEST(Failure, WarningAndInfoFollowTheThreshold) {
         DATAIO_LOG_INFO(logger, SOFTWARE, "", QStringLiteral("i"));
         return log.records();
     };
-    EXPECT_EQ(records(LogLevel::Error).size(), 0u);
-    ASSERT_EQ(records(LogLevel::Warning).size(), 1u);
+    EXPECT_EQ(records(LogLevel::Error).size(), 0U);
+    ASSERT_EQ(records(LogLevel::Warning).size(), 1U);
     EXPECT_EQ(records(LogLevel::Warning)[0].level, LogLevel::Warning);
-    ASSERT_EQ(records(LogLevel::Info).size(), 2u);
+    ASSERT_EQ(records(LogLevel::Info).size(), 2U);
     EXPECT_EQ(records(LogLevel::Info)[1].level, LogLevel::Info);
 }
 

@@ -87,7 +87,7 @@ TEST_F(LoggerTest, RecordCarriesEverything) {
     const LocationInfo location("f.cpp", "void f()", 7);
     EXPECT_TRUE(at(".a")->forceLog(LogLevel::getWarning(), FILESYSTEM, QStringLiteral("C"),
                                    QStringLiteral("m"), location));
-    ASSERT_EQ(stream->records.size(), 1u);
+    ASSERT_EQ(stream->records.size(), 1U);
     const LogRecord& record = stream->records[0];
     EXPECT_EQ(record.level, LogLevel::Warning);
     EXPECT_EQ(record.origin, FILESYSTEM);
@@ -103,7 +103,7 @@ TEST_F(LoggerTest, ForceLogWritesWhateverTheThreshold) {
     at("")->addLogStream(stream);
     at("")->setLevel(LogLevel::Off);
     log(at(""), "m");
-    EXPECT_EQ(stream->records.size(), 1u);
+    EXPECT_EQ(stream->records.size(), 1U);
 }
 
 TEST_F(LoggerTest, StreamGetsRecordsOfItsLoggerAndDescendantsExactlyOnce) {
@@ -114,11 +114,11 @@ TEST_F(LoggerTest, StreamGetsRecordsOfItsLoggerAndDescendantsExactlyOnce) {
     log(at(".a.b"), "descendant");
     log(at(".a"), "own");
     log(at(".c"), "sibling");
-    ASSERT_EQ(stream->records.size(), 3u);
+    ASSERT_EQ(stream->records.size(), 3U);
     at(".a")->removeLogStream(stream);
     at("")->removeLogStream(stream);
     log(at(".a"), "gone");
-    EXPECT_EQ(stream->records.size(), 3u);
+    EXPECT_EQ(stream->records.size(), 3U);
 }
 
 TEST_F(LoggerTest, StreamDoesNotGetRecordsOfAncestors) {
@@ -141,7 +141,7 @@ TEST_F(LoggerTest, StreamThatThrowsGivesFalseAndHidesNothingFromTheOthers) {
     at("")->addLogStream(boost::make_shared<Thrower>());
     at("")->addLogStream(stream);
     EXPECT_FALSE(log(at(""), "m"));
-    EXPECT_EQ(stream->records.size(), 1u);
+    EXPECT_EQ(stream->records.size(), 1U);
 }
 
 TEST_F(LoggerTest, NullStreamIsIgnored) {
@@ -180,7 +180,7 @@ TEST_F(LoggerTest, WritesOfSeveralThreadsNeverOverlap) {
     }
     for (auto& thread : threads)
         thread.join();
-    EXPECT_EQ(stream->records.size(), 1000u);
+    EXPECT_EQ(stream->records.size(), 1000U);
 }
 
 TEST(LogLevel, ValuesAndNamesOfTheSharedInstances) {
@@ -236,7 +236,7 @@ TEST_F(LoggerTest, AThreadMayBeCancelledWhileItLogs) {
     logger->removeLogStream(point);
     logger->addLogStream(collector);
     EXPECT_TRUE(log(logger, "after it"));
-    EXPECT_EQ(collector->records.size(), 1u);
+    EXPECT_EQ(collector->records.size(), 1U);
 }
 
 }  // namespace

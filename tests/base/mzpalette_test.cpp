@@ -28,7 +28,7 @@ TEST(MzPalette, DefaultIsTheRampFromBlackToWhite) {
     palette._name = QStringLiteral("hot");
     palette._saturationSignal = true;
     palette._transfo = PTGAMMA;
-    palette._nodes.emplace_back(0.5f, PalColor(1, 0, 0));
+    palette._nodes.emplace_back(0.5F, PalColor(1, 0, 0));
     palette.initDefault();
 
     MzPalette expected;
@@ -41,20 +41,20 @@ TEST(MzPalette, IsAValue) {
     original.initDefault();
     MzPalette copy = original;
     EXPECT_EQ(copy, original);
-    copy._nodes.back()._col._g = 0.5f;
+    copy._nodes.back()._col._g = 0.5F;
     EXPECT_NE(copy, original);
     EXPECT_EQ(original._nodes.back()._col, PalColor(1, 1, 1));
 }
 
 TEST(MzPalette, NodesAreSqueezedIntoAPartOfTheRange) {
     MzPalette palette;
-    for (const float value : {0.0f, 0.5f, 1.0f})
+    for (const float value : {0.0F, 0.5F, 1.0F})
         palette._nodes.emplace_back(value, PalColor());
-    palette.adjustNodeValues(0.25f, 0.75f);
+    palette.adjustNodeValues(0.25F, 0.75F);
     auto node = palette._nodes.begin();
-    EXPECT_EQ((node++)->_val, 0.25f);
-    EXPECT_EQ((node++)->_val, 0.5f);
-    EXPECT_EQ((node++)->_val, 0.75f);
+    EXPECT_EQ((node++)->_val, 0.25F);
+    EXPECT_EQ((node++)->_val, 0.5F);
+    EXPECT_EQ((node++)->_val, 0.75F);
     EXPECT_EQ(palette._cropMinInt, MzPalette()._cropMinInt);
 }
 
@@ -67,8 +67,8 @@ TEST(PalTransfer, RunsFromZeroToOneAndRises) {
     for (const PalTransfoType type : {PTGAMMA, PTSIGMOID}) {
         const PalTransfer transfer = palTransfer(type);
         ASSERT_NE(transfer, nullptr);
-        EXPECT_NEAR(transfer(0.0f), 0.0f, 1e-6f);
-        EXPECT_NEAR(transfer(1.0f), 1.0f, 1e-6f);
+        EXPECT_NEAR(transfer(0.0F), 0.0F, 1e-6F);
+        EXPECT_NEAR(transfer(1.0F), 1.0F, 1e-6F);
         for (int i = 1; i <= 1000; ++i)
             EXPECT_GE(transfer(static_cast<float>(i) / 1000),
                       transfer(static_cast<float>(i - 1) / 1000));

@@ -54,8 +54,8 @@ void recordAndReadImages(const QString& name) {
     writer.height(40);
     writer.pixType(mz::MZ_USHORT);
     writer.setCompression(mz::CompressionType::GZip);
-    writer.addFrame(frame.data(), 0.5f);
-    writer.addFrame(frame.data(), 1.0f);
+    writer.addFrame(frame.data(), 0.5F);
+    writer.addFrame(frame.data(), 1.0F);
     writer.close();
 
     mz::ImageReader reader(name);
@@ -73,8 +73,8 @@ void recordAndReconstructFibres(const QString& name) {
     writer.width(8);
     writer.height(4);
     writer.pixType(mz::MZ_USHORT);
-    writer.addRasterFiberContinuousIndexes({1.0f, 1.0f, 6.0f, 2.0f});
-    writer.addFrame(samples.data(), 4, -1.0f);
+    writer.addRasterFiberContinuousIndexes({1.0F, 1.0F, 6.0F, 2.0F});
+    writer.addFrame(samples.data(), 4, -1.0F);
     writer.close();
 
     mz::ImageReader reader(name, boost::make_shared<FirstFibre>());

@@ -107,7 +107,7 @@ TEST(Cancellation, PassesThroughACallThatWrites) {
         add(writer, 2, "aaaa");
         ADD_FAILURE() << "writing is where a thread may be cancelled";
     }));
-    EXPECT_EQ(writer.tell(), 0u);
+    EXPECT_EQ(writer.tell(), 0U);
     EXPECT_EQ(file.size(), 0);
     EXPECT_EQ(add(writer, 2, "aaaa"), 0);
 }

@@ -58,12 +58,12 @@ TEST_F(ChunkHeader, TextsHaveBlanksWhereTypeAndSizeGo) {
 
 TEST_F(ChunkHeader, AccessorsSetAndGet) {
     ChunkStartHeader header(7, 8);
-    EXPECT_EQ(header.type(), 7u);
-    EXPECT_EQ(header.size(), 8u);
-    header.type(4000000000u);
-    header.size(3000000000u);
-    EXPECT_EQ(header.type(), 4000000000u);
-    EXPECT_EQ(header.size(), 3000000000u);
+    EXPECT_EQ(header.type(), 7U);
+    EXPECT_EQ(header.size(), 8U);
+    header.type(4000000000U);
+    header.size(3000000000U);
+    EXPECT_EQ(header.type(), 4000000000U);
+    EXPECT_EQ(header.size(), 3000000000U);
 }
 
 TEST_F(ChunkHeader, AnEmptyChunkIsItsTwoHeaders) {
@@ -73,29 +73,29 @@ TEST_F(ChunkHeader, AnEmptyChunkIsItsTwoHeaders) {
     EXPECT_TRUE(start.loadFD(fd));
     EXPECT_TRUE(end.loadFD(fd));
     EXPECT_FALSE(start.loadFD(fd));
-    EXPECT_EQ(start.type(), 5u);
-    EXPECT_EQ(start.size(), 0u);
-    EXPECT_EQ(end.type(), 5u);
-    EXPECT_EQ(end.size(), 0u);
+    EXPECT_EQ(start.type(), 5U);
+    EXPECT_EQ(start.size(), 0U);
+    EXPECT_EQ(end.type(), 5U);
+    EXPECT_EQ(end.size(), 0U);
 }
 
 TEST_F(ChunkHeader, AnyBytesAreTakenAsTypeAndSize) {
     fill(QByteArray("\n<CSTA        >\n"));
     ChunkStartHeader header;
     EXPECT_TRUE(header.loadFD(fd, 0));
-    EXPECT_EQ(header.type(), 0x20202020u);
-    EXPECT_EQ(header.size(), 0x20202020u);
+    EXPECT_EQ(header.type(), 0x20202020U);
+    EXPECT_EQ(header.size(), 0x20202020U);
 }
 
 TEST_F(ChunkHeader, LoadsAtAnOffsetGivenAsIntUnsignedOrWide) {
     fill(chunk(1, "abc") + chunk(2, "de"));
     ChunkStartHeader header;
     EXPECT_TRUE(header.loadFD(fd, 35));
-    EXPECT_EQ(header.type(), 2u);
-    EXPECT_TRUE(header.loadFD(fd, 0u));
-    EXPECT_EQ(header.type(), 1u);
+    EXPECT_EQ(header.type(), 2U);
+    EXPECT_TRUE(header.loadFD(fd, 0U));
+    EXPECT_EQ(header.type(), 1U);
     EXPECT_TRUE(header.loadFD(fd, qint64{35}));
-    EXPECT_EQ(header.size(), 2u);
+    EXPECT_EQ(header.size(), 2U);
 }
 
 TEST_F(ChunkHeader, EndOfFileAndOffsetsBeforeItGiveFalseAndChangeNothing) {
@@ -107,8 +107,8 @@ TEST_F(ChunkHeader, EndOfFileAndOffsetsBeforeItGiveFalseAndChangeNothing) {
     EXPECT_EQ(::lseek(fd, 0, SEEK_CUR), 7) << "the descriptor was moved";
     EXPECT_FALSE(header.loadFD(fd, 35));
     EXPECT_FALSE(header.loadFD(fd, 1000));
-    EXPECT_EQ(header.type(), 11u);
-    EXPECT_EQ(header.size(), 22u);
+    EXPECT_EQ(header.type(), 11U);
+    EXPECT_EQ(header.size(), 22U);
 }
 
 TEST_F(ChunkHeader, AnEmptyFileHasNone) {
@@ -126,8 +126,8 @@ TEST_F(ChunkHeader, AFileThatEndsInsideAHeaderFails) {
         expectFailure<IOFileException>(
             {"dataio.chunkheader", SYSCALL, "CHB_LDF_READ", systemError(readPrefix, 0)},
             [&] { header.loadFD(cutFd, 0); });
-        EXPECT_EQ(header.type(), 11u);
-        EXPECT_EQ(header.size(), 22u);
+        EXPECT_EQ(header.type(), 11U);
+        EXPECT_EQ(header.size(), 22U);
         ::close(cutFd);
     }
 }
@@ -143,8 +143,8 @@ TEST_F(ChunkHeader, EachFixedByteIsComparedAndNoOther) {
             EXPECT_TRUE(header.loadFD(damagedFd, 0)) << at;
         } else {
             expectFailure<IOFileException>(damagedHeader(), [&] { header.loadFD(damagedFd, 0); });
-            EXPECT_EQ(header.type(), 11u) << at;
-            EXPECT_EQ(header.size(), 22u) << at;
+            EXPECT_EQ(header.type(), 11U) << at;
+            EXPECT_EQ(header.size(), 22U) << at;
         }
         ::close(damagedFd);
     }
@@ -203,7 +203,7 @@ TEST_F(ChunkHeader, InterruptedCallsAreMadeAgain) {
     const FailingCalls interrupted(Call::Read, EINTR, 0, 3);
     EXPECT_TRUE(header.loadFD(fd, 0));
     EXPECT_EQ(interrupted.hits(), 3);
-    EXPECT_EQ(header.size(), 1000u);
+    EXPECT_EQ(header.size(), 1000U);
 }
 
 TEST_F(ChunkHeader, AnInterruptionIsNotTheReasonWhyAHeaderIsCut) {
@@ -245,7 +245,7 @@ TEST_F(ChunkHeader, AFailureNamesTheOperationThatFailed) {
         EXPECT_STREQ(thrown.locationInfo().fileName(), "libDataIO/container/chunkheader.cpp");
         EXPECT_STREQ(thrown.locationInfo().methodName(), "bool mz::ChunkHeaderBase::writeFD(int)");
     }
-    ASSERT_EQ(log.records().size(), 1u);
+    ASSERT_EQ(log.records().size(), 1U);
     EXPECT_STREQ(log.records()[0].location.methodName(), "bool mz::ChunkHeaderBase::writeFD(int)");
 }
 

@@ -61,14 +61,14 @@ TEST(ChunkIndex, LoadsInFileOrderWhateverTheOrderOfTypes) {
                              indexRecord(2, 30, 3) + indexRecord(2, 0xfffffff0, 4) +
                              indexRecord(0x80000001, 40, 5);
     EXPECT_EQ(load(index, bytes), 64);
-    ASSERT_EQ(index[2].size(), 3u);
-    EXPECT_EQ(index[2][0].offset, 10u);
-    EXPECT_EQ(index[2][1].offset, 30u);
-    EXPECT_EQ(index[2][2].offset, 0xfffffff0u);
-    EXPECT_EQ(index[2][2].length, 4u);
-    ASSERT_EQ(index[8].size(), 1u);
-    EXPECT_EQ(index[8][0].length, 2u);
-    EXPECT_EQ(index[INT_MIN + 1].size(), 1u);
+    ASSERT_EQ(index[2].size(), 3U);
+    EXPECT_EQ(index[2][0].offset, 10U);
+    EXPECT_EQ(index[2][1].offset, 30U);
+    EXPECT_EQ(index[2][2].offset, 0xfffffff0U);
+    EXPECT_EQ(index[2][2].length, 4U);
+    ASSERT_EQ(index[8].size(), 1U);
+    EXPECT_EQ(index[8][0].length, 2U);
+    EXPECT_EQ(index[INT_MIN + 1].size(), 1U);
     EXPECT_FALSE(index.has(5));
 }
 
@@ -114,8 +114,8 @@ TEST(ChunkIndex, ANullPayloadFails) {
 
 TEST(ChunkIndex, NegativeAndAbsurdCountsFail) {
     // Among them those for which 4 + 12 N is small again in 32 bits.
-    for (uint32_t count : {0x80000000u, 0xffffffffu, 0xfffffffeu, 0x15555555u, 0x15555556u,
-                           0x2aaaaaaau, 0x55555555u, 0x7fffffffu}) {
+    for (uint32_t count : {0x80000000U, 0xffffffffU, 0xfffffffeU, 0x15555555U, 0x15555556U,
+                           0x2aaaaaaaU, 0x55555555U, 0x7fffffffU}) {
         ChunkIndex index;
         expectTooSmall(index, le32(count) + indexRecord(2, 1, 2) + indexRecord(2, 3, 4));
     }
@@ -139,7 +139,7 @@ TEST(ChunkIndex, CopiesAreIndependent) {
     index[2].push_back({1, 2});
     ChunkIndex copy(index);
     copy[2].push_back({3, 4});
-    EXPECT_EQ(index[2].size(), 1u);
+    EXPECT_EQ(index[2].size(), 1U);
     index = copy;
     EXPECT_EQ(saved(index), saved(copy));
 }

@@ -43,11 +43,11 @@ const QByteArray& movie() {
 TEST(ChunkScan, FindsTheChunksOfASoundFile) {
     const ChunkScan scan = scanOf(movie());
     ASSERT_EQ(offsets(scan), (std::vector<qint64>{0, 35, 69}));
-    EXPECT_EQ(scan.chunks[0].type, 2u);
-    EXPECT_EQ(scan.chunks[0].size, 3u);
+    EXPECT_EQ(scan.chunks[0].type, 2U);
+    EXPECT_EQ(scan.chunks[0].size, 3U);
     EXPECT_EQ(scan.chunks[0].length(), 35);
     EXPECT_EQ(scan.chunks[1].end(), 69);
-    EXPECT_EQ(scan.chunks[2].type, 5u);
+    EXPECT_EQ(scan.chunks[2].type, 5U);
     EXPECT_TRUE(scan.gaps.empty());
     EXPECT_EQ(scan.soundEnd(), 105);
 }
@@ -100,7 +100,7 @@ TEST(ChunkScan, FindsTheTornChunkAtEveryCut) {
             EXPECT_TRUE(scan.gaps.empty()) << cut;
             continue;
         }
-        ASSERT_EQ(scan.gaps.size(), 1u) << cut;
+        ASSERT_EQ(scan.gaps.size(), 1U) << cut;
         EXPECT_EQ(scan.gaps[0].offset, end) << cut;
         EXPECT_EQ(scan.gaps[0].end(), cut) << cut;
         EXPECT_TRUE(scan.gaps[0].isTorn) << cut;
@@ -116,7 +116,7 @@ TEST(ChunkScan, GoesOnBehindADamagedHeader) {
         bytes[at] = static_cast<char>(bytes[at] ^ 0x55);
         const ChunkScan scan = scanOf(bytes);
         EXPECT_EQ(offsets(scan), (std::vector<qint64>{0, 69})) << at;
-        ASSERT_EQ(scan.gaps.size(), 1u) << at;
+        ASSERT_EQ(scan.gaps.size(), 1U) << at;
         EXPECT_EQ(scan.gaps[0].offset, 35) << at;
         EXPECT_EQ(scan.gaps[0].length, 34) << at;
         EXPECT_FALSE(scan.gaps[0].isTorn) << at;
@@ -132,7 +132,7 @@ TEST(ChunkScan, DoesNotTakeADamagedChunkAtTheEndForATornOne) {
         QByteArray bytes = frame;
         bytes[at] = static_cast<char>(bytes[at] ^ 0x40);
         const ChunkScan scan = scanOf(movie() + bytes);
-        ASSERT_EQ(scan.gaps.size(), 1u) << at;
+        ASSERT_EQ(scan.gaps.size(), 1U) << at;
         EXPECT_EQ(scan.gaps[0].offset, 105) << at;
         EXPECT_FALSE(scan.gaps[0].isTorn) << at;
         EXPECT_EQ(scan.soundEnd(), 105 + 36) << at;
@@ -174,10 +174,10 @@ TEST(ChunkScan, FindsAChunkAtEveryDistance) {
 
 TEST(ChunkScan, ReachesBeyondFourGibibytes) {
     const ScratchFile file;
-    const qint64 second = putSparseChunk(file, 0, 2, 0xfffffff0u);
+    const qint64 second = putSparseChunk(file, 0, 2, 0xfffffff0U);
     file.put(second, "gap");
     const qint64 third = putSparseChunk(file, second + 3, 2, 1000);
-    file.put(third, startHeader(2, 0xffffffffu));
+    file.put(third, startHeader(2, 0xffffffffU));
     const ChunkScan scan = scanFile(file);
     EXPECT_EQ(offsets(scan), (std::vector<qint64>{0, second + 3}));
     EXPECT_EQ(scan.chunks[0].end(), 0xfffffff0LL + 32);
@@ -194,8 +194,8 @@ TEST(ChunkScan, TakesTimeInProportionToTheFile) {
     const auto begin = std::chrono::steady_clock::now();
     const ChunkScan scan = scanOf(bytes);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    EXPECT_EQ(scan.chunks.size(), 20000u);
-    EXPECT_EQ(scan.gaps.size(), 20001u);
+    EXPECT_EQ(scan.chunks.size(), 20000U);
+    EXPECT_EQ(scan.gaps.size(), 20001U);
     EXPECT_LT(taken.count(), 10.0);  // 20,000 windows of a megabyte would take longer
 }
 

@@ -47,9 +47,9 @@ protected:
 
 TEST_F(Writer, IsClosedEmptyAndAtZeroAtFirst) {
     EXPECT_FALSE(writer.openned());
-    EXPECT_EQ(writer.tell(), 0u);
+    EXPECT_EQ(writer.tell(), 0U);
     EXPECT_EQ(writer.data(), nullptr);
-    EXPECT_EQ(writer.chunkSize(), 0u);
+    EXPECT_EQ(writer.chunkSize(), 0U);
 }
 
 TEST_F(Writer, AddsChunkAfterChunkAndReturnsTheirOffsets) {
@@ -58,7 +58,7 @@ TEST_F(Writer, AddsChunkAfterChunkAndReturnsTheirOffsets) {
     EXPECT_EQ(add(writer, 2, "aaaa"), 0);
     EXPECT_EQ(add(writer, 6, {}), 36);
     EXPECT_EQ(add(writer, 5, "bb"), 68);
-    EXPECT_EQ(writer.tell(), 102u);
+    EXPECT_EQ(writer.tell(), 102U);
     EXPECT_EQ(file.bytes(), chunk(2, "aaaa") + chunk(6, {}) + chunk(5, "bb"));
 }
 
@@ -99,13 +99,13 @@ TEST_F(Writer, ForwardStepStopsInFrontOfTheEndHeader) {
     openOver(chunk(2, "aaaa") + chunk(2, "bbbbbb"));
     ASSERT_TRUE(writer.nextChunk(2));
     EXPECT_EQ(payload(writer), "aaaa");
-    EXPECT_EQ(writer.tell(), 20u);
+    EXPECT_EQ(writer.tell(), 20U);
     expectFailure<IOFileException>(damagedHeader(), [&] { writer.nextChunk(2); });
-    EXPECT_EQ(writer.tell(), 20u);
+    EXPECT_EQ(writer.tell(), 20U);
     ASSERT_TRUE(writer.seek(36));
     ASSERT_TRUE(writer.nextChunk(2));
     EXPECT_EQ(payload(writer), "bbbbbb");
-    EXPECT_EQ(writer.tell(), 58u);
+    EXPECT_EQ(writer.tell(), 58U);
 }
 
 TEST_F(Writer, BackwardStepStopsInFrontOfTheChunk) {
@@ -113,14 +113,14 @@ TEST_F(Writer, BackwardStepStopsInFrontOfTheChunk) {
     ASSERT_TRUE(writer.seekEnd());
     ASSERT_TRUE(writer.prevChunk(5));
     EXPECT_EQ(payload(writer), "cc");
-    EXPECT_EQ(writer.tell(), 69u);
+    EXPECT_EQ(writer.tell(), 69U);
     ASSERT_TRUE(writer.prevChunk(2));
     EXPECT_EQ(payload(writer), "b");
     ASSERT_TRUE(writer.prevChunk(2)) << "the first chunk is not refused here";
     EXPECT_EQ(payload(writer), "aaaa");
-    EXPECT_EQ(writer.tell(), 0u);
+    EXPECT_EQ(writer.tell(), 0U);
     EXPECT_FALSE(writer.prevChunk(2));
-    EXPECT_EQ(writer.tell(), 0u);
+    EXPECT_EQ(writer.tell(), 0U);
     EXPECT_EQ(payload(writer), "aaaa");
 }
 
@@ -130,11 +130,11 @@ TEST_F(Writer, AnotherTypeAndTheEndsOfTheFileAreNotStepped) {
     ASSERT_TRUE(writer.seek(36));
     EXPECT_FALSE(writer.nextChunk(2));
     EXPECT_FALSE(writer.prevChunk(5));
-    EXPECT_EQ(writer.tell(), 36u);
+    EXPECT_EQ(writer.tell(), 36U);
     EXPECT_EQ(payload(writer), "aaaa") << "the payload was dropped";
     ASSERT_TRUE(writer.seekEnd());
     EXPECT_FALSE(writer.nextChunk(5));
-    EXPECT_EQ(writer.tell(), 70u);
+    EXPECT_EQ(writer.tell(), 70U);
 }
 
 TEST_F(Writer, TheSizeFollowsThePayloadUpAndDown) {
@@ -163,12 +163,12 @@ TEST_F(Writer, ThePayloadIsACopy) {
 TEST_F(Writer, SeeksTakeIntUnsignedAndWideOffsets) {
     openOver(chunk(2, "aaaa"));
     EXPECT_TRUE(writer.seek(5));
-    EXPECT_EQ(writer.tell(), 5u);
-    EXPECT_TRUE(writer.seek(0xfffffffeu));
-    EXPECT_EQ(writer.tell(), 0xfffffffeu);
+    EXPECT_EQ(writer.tell(), 5U);
+    EXPECT_TRUE(writer.seek(0xfffffffeU));
+    EXPECT_EQ(writer.tell(), 0xfffffffeU);
     EXPECT_EQ(writer.cursor(), 0xfffffffe);
     EXPECT_TRUE(writer.seek(qint64{0x123456789}));
-    EXPECT_EQ(writer.tell(), 0x23456789u);
+    EXPECT_EQ(writer.tell(), 0x23456789U);
     EXPECT_EQ(writer.cursor(), 0x123456789);
     EXPECT_TRUE(writer.seekEnd());
     EXPECT_EQ(writer.cursor(), 36);
@@ -180,14 +180,14 @@ TEST_F(Writer, ARefusedSeekIsFalseAndLeavesTheCursor) {
     LogCapture log;
     EXPECT_FALSE(writer.seek(-1));
     EXPECT_FALSE(writer.seek(std::numeric_limits<qint64>::min()));
-    EXPECT_EQ(writer.tell(), 36u);
+    EXPECT_EQ(writer.tell(), 36U);
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
     FDChunkWriter pipeWriter;
     pipeWriter.fileDes(ends[1]);
     EXPECT_FALSE(pipeWriter.seek(4));
     EXPECT_FALSE(pipeWriter.seekEnd());
-    EXPECT_EQ(pipeWriter.tell(), 0u);
+    EXPECT_EQ(pipeWriter.tell(), 0U);
     EXPECT_FALSE(FDChunkWriter().seek(0));
     EXPECT_FALSE(FDChunkWriter().seekEnd());
     EXPECT_TRUE(log.records().empty());
@@ -198,29 +198,29 @@ TEST_F(Writer, SeekPrevGoesBackOverAnyTypeButNotOntoTheFirstChunk) {
     openOver(chunk(2, "aaaa") + chunk(6, "b") + chunk(5, "cc"));
     ASSERT_TRUE(writer.seekEnd());
     ASSERT_TRUE(writer.seekPrev());
-    EXPECT_EQ(writer.tell(), 69u);
+    EXPECT_EQ(writer.tell(), 69U);
     ASSERT_TRUE(writer.seekPrev());
-    EXPECT_EQ(writer.tell(), 36u);
+    EXPECT_EQ(writer.tell(), 36U);
     EXPECT_FALSE(writer.seekPrev());
-    EXPECT_EQ(writer.tell(), 36u);
+    EXPECT_EQ(writer.tell(), 36U);
     EXPECT_EQ(writer.data(), nullptr) << "nothing is read";
     ASSERT_TRUE(writer.seek(0));
     EXPECT_FALSE(writer.seekPrev());
-    EXPECT_EQ(writer.tell(), 0u);
+    EXPECT_EQ(writer.tell(), 0U);
 }
 
 TEST_F(Writer, SeekPrevInAFileOfOneChunkStaysAtTheEnd) {
     openOver(chunk(5, "info"));
     ASSERT_TRUE(writer.seekEnd());
     EXPECT_FALSE(writer.seekPrev());
-    EXPECT_EQ(writer.tell(), 36u);
+    EXPECT_EQ(writer.tell(), 36U);
 }
 
 TEST_F(Writer, SeekPrevPassesHeaderFailuresOn) {
     openOver(chunk(2, "aaaa") + QByteArray("no header here, but long enough"));
     ASSERT_TRUE(writer.seekEnd());
     expectFailure<IOFileException>(damagedHeader(), [&] { writer.seekPrev(); });
-    EXPECT_EQ(writer.tell(), 67u);
+    EXPECT_EQ(writer.tell(), 67U);
 }
 
 TEST_F(Writer, TheInfoChunkIsCutAndReplaced) {
@@ -246,14 +246,14 @@ TEST_F(Writer, AFileThatCannotBeCutFails) {
 }
 
 TEST_F(Writer, AChunkThatRunsPastTheFileIsRefused) {
-    for (uint32_t size : {5u, 1000u, 0x7fffffffu, 0xfffffff0u, 0xffffffffu}) {
+    for (uint32_t size : {5U, 1000U, 0x7fffffffU, 0xfffffff0U, 0xffffffffU}) {
         const ScratchFile damaged(chunk(2, "good") + startHeader(2, size) + QByteArray("abcd"));
         FDChunkWriter other;
         other.fileDes(damaged.open());
         ASSERT_TRUE(other.nextChunk(2));
         ASSERT_TRUE(other.seek(36));
         expectFailure<IOFileException>(outside("FDCW_NC_BOUND"), [&] { other.nextChunk(2); });
-        EXPECT_EQ(other.tell(), 36u);
+        EXPECT_EQ(other.tell(), 36U);
         EXPECT_EQ(payload(other), "good") << "the payload was dropped";
         EXPECT_FALSE(other.nextChunk(3)) << "the type is looked at first";
     }
@@ -266,14 +266,14 @@ TEST_F(Writer, ACutEndHeaderAloneIsNotLookedAt) {
 }
 
 TEST_F(Writer, AChunkThatReachesBeforeTheFileIsRefused) {
-    for (uint32_t size : {5u, 1000u, 0x7fffffffu, 0xffffffffu}) {
+    for (uint32_t size : {5U, 1000U, 0x7fffffffU, 0xffffffffU}) {
         const ScratchFile damaged(startHeader(2, size) + QByteArray("abcd") + endHeader(2, size));
         FDChunkWriter other;
         other.fileDes(damaged.open());
         other.seekEnd();
         expectFailure<IOFileException>(outside("FDCW_PC_BOUND"), [&] { other.prevChunk(2); });
         expectFailure<IOFileException>(outside("FDCW_PC_BOUND"), [&] { other.seekPrev(); });
-        EXPECT_EQ(other.tell(), 36u);
+        EXPECT_EQ(other.tell(), 36U);
         EXPECT_EQ(other.data(), nullptr);
         EXPECT_FALSE(other.prevChunk(3)) << "the type is looked at first";
     }
@@ -315,7 +315,7 @@ TEST_F(Writer, NoChunkEndsBeyondTheLastOffsetOfTheFormat) {
     for (size_t size : {size_t{0xffffffff}, size_t{0x100000004}, size_t{0xffffffffffffffff},
                         size_t{0x7fffffffffffffff}})
         expectFailure<IOFileException>(tooLarge, [&] { writer.addChunk(2, "abcd", size); });
-    EXPECT_EQ(writer.tell(), 0u);
+    EXPECT_EQ(writer.tell(), 0U);
     EXPECT_EQ(file.size(), 0xffffffff);
 }
 
@@ -334,7 +334,7 @@ TEST_F(Writer, DumpShowsSizeOffsetAndDescriptorWithoutALastNewline) {
     const int fd = file.open();
     writer.fileDes(fd);
     ASSERT_TRUE(writer.nextChunk(2));
-    ASSERT_TRUE(writer.seek(0xfffffff0u));
+    ASSERT_TRUE(writer.seek(0xfffffff0U));
     EXPECT_EQ(dumped(writer), title + "size = 4\noffset = 4294967280\nfd = " + std::to_string(fd));
 }
 

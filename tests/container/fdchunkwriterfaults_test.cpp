@@ -53,7 +53,7 @@ TEST_F(FailingWriter, AWriteThatStopsAnywhereLeavesNoByteOfTheChunk) {
         const bool inPayload = room >= 16 && room < 116;
         addWithRoomFor(room, inPayload ? payloadWrite(EFBIG) : headerWrite(EFBIG));
         EXPECT_EQ(file.bytes(), sound) << room;
-        EXPECT_EQ(writer->tell(), 36u) << room;
+        EXPECT_EQ(writer->tell(), 36U) << room;
     }
     // The same call succeeds when there is room again.
     EXPECT_EQ(add(*writer, 2, hundred), 36);
@@ -74,7 +74,7 @@ TEST_F(FailingWriter, AFullDeviceIsTheHeadersFailure) {
     full.fileDes(::open("/dev/full", O_RDWR));
     for (int attempt = 0; attempt < 2; ++attempt)
         expectFailure<IOFileException>(headerWrite(ENOSPC), [&] { add(full, 2, hundred); });
-    EXPECT_EQ(full.tell(), 0u);
+    EXPECT_EQ(full.tell(), 0U);
 }
 
 TEST_F(FailingWriter, BytesThatStoodThereAreNotCut) {
@@ -84,7 +84,7 @@ TEST_F(FailingWriter, BytesThatStoodThereAreNotCut) {
     addWithRoomFor(-150, payloadWrite(EFBIG));
     EXPECT_EQ(file.size(), 36 + tail.size());
     EXPECT_EQ(file.bytes().left(36), sound);
-    EXPECT_EQ(writer->tell(), 36u);
+    EXPECT_EQ(writer->tell(), 36U);
 
     // Partly over what stood there, partly beyond it.
     ASSERT_TRUE(writer->seek(file.size() - 50));
@@ -117,14 +117,14 @@ TEST_F(FailingWriter, WhileATornChunkCannotBeCutNothingIsWritten) {
     addWithRoomFor(50, payloadWrite(EFBIG));
     expectFailure<IOFileException>(payloadWrite(EIO), [&] { add(*writer, 5, "i"); });
     EXPECT_FALSE(writer->seekEnd());
-    EXPECT_EQ(writer->tell(), 36u);
+    EXPECT_EQ(writer->tell(), 36U);
     expectFailure<IOFileException>(
         writerFailure("FDCW_TRUNC", "Error while removing old index chunk:", EIO),
         [&] { writer->truncateFile(); });
     EXPECT_EQ(uncut.hits(), 4);
     EXPECT_EQ(file.size(), 86);
     EXPECT_TRUE(writer->seekEnd());
-    EXPECT_EQ(writer->tell(), 36u);
+    EXPECT_EQ(writer->tell(), 36U);
     EXPECT_EQ(file.bytes(), sound);
 }
 
@@ -165,7 +165,7 @@ TEST_F(FailingWriter, AnotherFileIsNotCutForATornChunkOfThisOne) {
     const ScratchFile second(QByteArray(500, 'o'));
     other.fileDes(second.open());
     ASSERT_TRUE(other.seekEnd());
-    EXPECT_EQ(other.tell(), 500u);
+    EXPECT_EQ(other.tell(), 500U);
     EXPECT_EQ(second.size(), 500);
     ::close(first);
 }
@@ -188,7 +188,7 @@ TEST_F(FailingWriter, ACursorThatCannotBeReachedWritesNothing) {
         expectFailure<IOFileException>(cannotSeek, [&] { add(*writer, 2, hundred); });
         EXPECT_EQ(failing.hits(), 1);
         EXPECT_EQ(file.bytes(), sound);
-        EXPECT_EQ(writer->tell(), 36u);
+        EXPECT_EQ(writer->tell(), 36U);
     }
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
@@ -247,7 +247,7 @@ TEST_F(FailingWriter, LookingForAChunkThatCannotBeReadIsNotTakenForItsAbsence) {
             writerFailure("FDCW_HC_READ", "Could not read chunk header data: ", EIO),
             [&] { writer->hasChunkAt(0, 2, 4); });
     }
-    EXPECT_EQ(writer->tell(), 70u);
+    EXPECT_EQ(writer->tell(), 70U);
 }
 
 TEST_F(FailingWriter, FailedStepsForwardLeaveTheCursor) {
@@ -267,14 +267,14 @@ TEST_F(FailingWriter, FailedStepsForwardLeaveTheCursor) {
         expectFailure<IOFileException>(writerFailure("FDCW_NC_READ", readPrefix, EIO),
                                        [&] { writer->nextChunk(2); });
     }
-    EXPECT_EQ(writer->chunkSize(), 4u);
+    EXPECT_EQ(writer->chunkSize(), 4U);
     EXPECT_EQ(std::memcmp(writer->data(), "\0\0\0\0", 4), 0);
     {
         const FailingCalls silent(Call::Stat, EIO);
         expectFailure<IOFileException>(writerFailure("FDCW_NC_READ", readPrefix, EIO),
                                        [&] { writer->nextChunk(2); });
     }
-    EXPECT_EQ(writer->tell(), 0u);
+    EXPECT_EQ(writer->tell(), 0U);
     ASSERT_TRUE(writer->nextChunk(2));
     EXPECT_EQ(std::memcmp(writer->data(), "aaaa", 4), 0);
 }
@@ -298,9 +298,9 @@ TEST_F(FailingWriter, FailedStepsBackLeaveTheCursor) {
         expectFailure<IOFileException>(writerFailure("FDCW_PC_READ", readPrefix, EIO),
                                        [&] { writer->prevChunk(5); });
     }
-    EXPECT_EQ(writer->chunkSize(), 2u);
+    EXPECT_EQ(writer->chunkSize(), 2U);
     EXPECT_EQ(std::memcmp(writer->data(), "\0\0", 2), 0);
-    EXPECT_EQ(writer->tell(), 70u);
+    EXPECT_EQ(writer->tell(), 70U);
     ASSERT_TRUE(writer->prevChunk(5));
     EXPECT_EQ(std::memcmp(writer->data(), "bb", 2), 0);
 }
@@ -314,8 +314,8 @@ TEST_F(FailingWriter, ABufferThatCannotBeHadLeavesThePayload) {
     ASSERT_TRUE(writer->seek(36));
     const AddressSpaceLimit limit(rlim_t{256} << 20);
     EXPECT_THROW(writer->nextChunk(2), std::bad_alloc);
-    EXPECT_EQ(writer->tell(), 36u);
-    ASSERT_EQ(writer->chunkSize(), 4u);
+    EXPECT_EQ(writer->tell(), 36U);
+    ASSERT_EQ(writer->chunkSize(), 4U);
     EXPECT_EQ(std::memcmp(writer->data(), "aaaa", 4), 0);
 }
 

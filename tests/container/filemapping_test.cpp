@@ -56,7 +56,7 @@ void look(const MMapChunkReader& reader) {
     unsigned int sum = 0;
     for (unsigned int i = 0; i < reader.size(); i += 4096)
         sum += static_cast<unsigned char>(data[i]);
-    ASSERT_EQ(sum, 0u);
+    ASSERT_EQ(sum, 0U);
 }
 
 TEST_F(Mapping, PagesThatWereLookedAtAreGivenBack) {
@@ -159,7 +159,7 @@ TEST_F(Mapping, WhereTheFileCannotBeMappedWholeTheChunkIs) {
     EXPECT_EQ(payload(), QByteArray(100, 'b'));
     onlyTheChunkIsMapped([&] { return reader.nextChunk(5); });
     EXPECT_NE(reader.data(), nullptr);
-    EXPECT_EQ(reader.size(), 0u);
+    EXPECT_EQ(reader.size(), 0U);
     onlyTheChunkIsMapped([&] { return reader.prevChunk(5); });
     onlyTheChunkIsMapped([&] { return reader.prevChunk(2); });
     EXPECT_EQ(payload(), QByteArray(100, 'b'));
@@ -193,12 +193,12 @@ TEST_F(Mapping, AFailedMapLeavesTheCursorAndNoChunk) {
         expectFailure<IOFileException>(mapFailure("MM_NC_MMAP", ENODEV),
                                        [&] { reader.nextChunk(2); });
         EXPECT_EQ(all.hits(), 2);
-        EXPECT_EQ(reader.size(), 0u);
+        EXPECT_EQ(reader.size(), 0U);
         reader.seekEnd();
         expectFailure<IOFileException>(mapFailure("MM_CR_MMAP", ENODEV),
                                        [&] { reader.prevChunk(5); });
         EXPECT_EQ(all.hits(), 4);
-        EXPECT_EQ(reader.size(), 0u);
+        EXPECT_EQ(reader.size(), 0U);
     }
     ASSERT_TRUE(reader.prevChunk(5));
     ASSERT_TRUE(reader.prevChunk(2));

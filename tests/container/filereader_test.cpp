@@ -29,7 +29,7 @@ void expectWithoutFile(FileReader& reader) {
     EXPECT_FALSE(reader.seek(0));
     EXPECT_FALSE(reader.nextChunk(2));
     EXPECT_FALSE(reader.prevChunk(2));
-    EXPECT_EQ(reader.chunkSize(), 0u);
+    EXPECT_EQ(reader.chunkSize(), 0U);
     expectFailure<IOFileException>({"dataio.mmapchunkreader", FILESYSTEM, "MM_D_NODATA",
                                     QStringLiteral("No data availlable.")},
                                    [&] { reader.data(); });
@@ -59,7 +59,7 @@ TEST(FileReader, OpensAtTheStartAndForwardsMoves) {
     ASSERT_TRUE(reader.nextChunk(2));
     EXPECT_EQ(payload(reader), "aaaa");
     ASSERT_TRUE(reader.seekEnd());
-    EXPECT_EQ(reader.chunkSize(), 0u);
+    EXPECT_EQ(reader.chunkSize(), 0U);
     ASSERT_TRUE(reader.prevChunk(5));
     EXPECT_EQ(payload(reader), "bb");
     ASSERT_TRUE(reader.rewind());

@@ -33,7 +33,7 @@ void expectWithoutFile(FileWriter& writer) {
     EXPECT_FALSE(writer.seekPrev());
     EXPECT_FALSE(writer.hasChunkAt(0, 2, 4));
     EXPECT_EQ(writer.data(), nullptr);
-    EXPECT_EQ(writer.chunkSize(), 0u);
+    EXPECT_EQ(writer.chunkSize(), 0U);
     EXPECT_EQ(writer.tell(), 0);
     EXPECT_EQ(writer.fileSize(), -1);
     expectFailure<IOFileException>({"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_BADFD",
@@ -73,7 +73,7 @@ TEST(FileWriter, ANewFileIsForItsOwnerAlone) {
         ::umask(mask);
         struct stat status {};
         ASSERT_EQ(::stat(path.toLocal8Bit().constData(), &status), 0);
-        EXPECT_EQ(status.st_mode & 07777, 0600u) << mode;
+        EXPECT_EQ(status.st_mode & 07777, 0600U) << mode;
     }
 }
 
@@ -108,7 +108,7 @@ TEST(FileWriter, AppendKeepsAnExistingFileAndStartsAtZero) {
     EXPECT_EQ(writer.tell(), 0);
     EXPECT_EQ(writer.fileSize(), 70);
     ASSERT_TRUE(writer.nextChunk(2));
-    EXPECT_EQ(writer.chunkSize(), 4u);
+    EXPECT_EQ(writer.chunkSize(), 4U);
     EXPECT_EQ(std::memcmp(writer.data(), "aaaa", 4), 0);
     ASSERT_TRUE(writer.seekEnd());
     ASSERT_TRUE(writer.prevChunk(5));
@@ -221,7 +221,7 @@ TEST(FileWriter, DumpShowsTheWriterAndTheDescriptor) {
     ::close(next);
     writer.openFile(file.path(), FW_APPEND);
     const std::string text = dumped(writer);
-    EXPECT_EQ(text.rfind("writer = 0x", 0), 0u) << text;
+    EXPECT_EQ(text.rfind("writer = 0x", 0), 0U) << text;
     EXPECT_EQ(text.substr(text.find('\n')), "\nfd = " + std::to_string(next) + "\n");
 }
 
@@ -229,7 +229,7 @@ TEST(FileWriter, CursorAndLengthAreWide) {
     const ScratchFile file;
     FileWriter writer;
     writer.openFile(file.path(), FW_APPEND);
-    ASSERT_TRUE(writer.seek(0xfffffff0u));
+    ASSERT_TRUE(writer.seek(0xfffffff0U));
     EXPECT_EQ(writer.tell(), 0xfffffff0);
     ASSERT_TRUE(writer.seek(qint64{0x1fffffff0}));
     EXPECT_EQ(writer.tell(), 0x1fffffff0);

@@ -23,7 +23,7 @@ namespace {
 constexpr qint64 farAway = 0xc0000000;  // 3 GiB
 
 void expectNoData(const ChunkReader& reader) {
-    EXPECT_EQ(reader.size(), 0u);
+    EXPECT_EQ(reader.size(), 0U);
     expectFailure<IOFileException>({"dataio.mmapchunkreader", FILESYSTEM, "MM_D_NODATA",
                                     QStringLiteral("No data availlable.")},
                                    [&] { reader.data(); });
@@ -113,13 +113,13 @@ TEST_F(MappedReader, AnEmptyPayloadHasAnAddressAndNoSize) {
     openOver(chunk(2, {}) + chunk(2, {}));
     ASSERT_TRUE(reader.nextChunk(2));
     EXPECT_NE(reader.data(), nullptr);
-    EXPECT_EQ(reader.size(), 0u);
+    EXPECT_EQ(reader.size(), 0U);
     ASSERT_TRUE(reader.nextChunk(2));
     EXPECT_NE(reader.data(), nullptr);
     EXPECT_FALSE(reader.nextChunk(2));
     ASSERT_TRUE(reader.prevChunk(2));
     EXPECT_NE(reader.data(), nullptr);
-    EXPECT_EQ(reader.size(), 0u);
+    EXPECT_EQ(reader.size(), 0U);
 }
 
 TEST_F(MappedReader, PayloadsAreNotCopied) {
@@ -166,7 +166,7 @@ TEST_F(MappedReader, EveryCursorOperationEndsTheCurrentChunk) {
 
 TEST_F(MappedReader, SeekTakesIntUnsignedAndWideOffsetsWithoutLookingAtThem) {
     openOver(chunk(2, "aaaa") + chunk(5, "bb"));
-    EXPECT_TRUE(reader.seek(36u));
+    EXPECT_TRUE(reader.seek(36U));
     EXPECT_TRUE(reader.nextChunk(5));
     EXPECT_TRUE(reader.seek(qint64{36}));
     EXPECT_TRUE(reader.nextChunk(5));
@@ -271,7 +271,7 @@ TEST_F(MappedReader, AnotherDescriptorIsLookedAtFromTheNextMoveOn) {
 }
 
 TEST_F(MappedReader, AChunkThatRunsPastTheFileIsRefused) {
-    for (uint32_t size : {5u, 1000u, 0x7fffffffu, 0xfffffff0u, 0xffffffffu}) {
+    for (uint32_t size : {5U, 1000U, 0x7fffffffU, 0xfffffff0U, 0xffffffffU}) {
         const ScratchFile damaged(chunk(2, "good") + startHeader(2, size) + QByteArray("abcd"));
         MMapChunkReader other;
         other.fileDes(damaged.open(O_RDONLY));
@@ -292,7 +292,7 @@ TEST_F(MappedReader, ACutEndHeaderAloneIsNotLookedAt) {
 }
 
 TEST_F(MappedReader, AChunkThatReachesBeforeTheFileIsRefused) {
-    for (uint32_t size : {5u, 1000u, 0x7fffffffu, 0xffffffffu}) {
+    for (uint32_t size : {5U, 1000U, 0x7fffffffU, 0xffffffffU}) {
         const ScratchFile damaged(startHeader(2, size) + QByteArray("abcd") + endHeader(2, size));
         MMapChunkReader other;
         other.fileDes(damaged.open(O_RDONLY));

@@ -30,7 +30,7 @@ protected:
             writer.fileDes(file.open());
             ASSERT_TRUE(writer.seekEnd());
             EXPECT_EQ(add(writer, 2, hundred), 36);
-            EXPECT_EQ(writer.tell(), 168u);
+            EXPECT_EQ(writer.tell(), 168U);
         });
         EXPECT_EQ(file.bytes(), sound + chunk(2, hundred));
         file.resize(36);
@@ -44,7 +44,7 @@ protected:
             writer.fileDes(file.open());
             ASSERT_TRUE(writer.seekEnd());
             expectFailure<IOFileException>(expected, [&] { add(writer, 2, hundred); });
-            EXPECT_EQ(writer.tell(), 36u);
+            EXPECT_EQ(writer.tell(), 36U);
         });
         EXPECT_EQ(file.bytes(), sound);
     }
@@ -137,7 +137,7 @@ TEST_F(ShortWrites, WhatACancelledThreadWroteOfAChunkIsCutByTheNextCall) {
             });
         }));
         EXPECT_EQ(file.size(), 56);
-        EXPECT_EQ(writer.tell(), 36u);
+        EXPECT_EQ(writer.tell(), 36U);
         if (!atOnce) {
             EXPECT_TRUE(writer.seekEnd());
             EXPECT_EQ(file.bytes(), sound);

@@ -27,7 +27,7 @@ TEST_F(Compression, TurnsEveryCompressionIntoEveryOther) {
         for (const CompressionTraits& to : compressions) {
             const Movie made = compressed(RSQCompress::SameAsInput, to.type);
             EXPECT_EQ(made.attribute("compression_type"), attributeOf(to.type));
-            ASSERT_EQ(made.frames.size(), 3u);
+            ASSERT_EQ(made.frames.size(), 3U);
             for (int i = 0; i < 3; ++i) {
                 const QByteArray frame = numberedFrame(i, moviePixels);
                 EXPECT_EQ(
@@ -113,11 +113,11 @@ TEST_F(Compression, CopiesTimesPowersAndFibers) {
     const Movie made = compressed(RSQCompress::SameAsInput, CompressionType::None, 1, 3);
     EXPECT_EQ(made.times, (std::vector<MovieTime>{{20, 2}, {30, 3}}));
     EXPECT_EQ(made.powers, (std::vector<int>{127, 255, 254}));
-    EXPECT_EQ(made.fiberWords.size(), 16u);
+    EXPECT_EQ(made.fiberWords.size(), 16U);
     ImageReader reader(out());
     std::vector<unsigned int> offsets;
     reader.getFiberOffsets(offsets, ImageReader::NoFiberFiltering);
-    ASSERT_EQ(offsets.size(), 8u);
+    ASSERT_EQ(offsets.size(), 8U);
     for (unsigned int i = 0; i < 8; ++i)
         EXPECT_EQ(offsets[i], i * fiberStep);
 }
@@ -178,7 +178,7 @@ TEST_F(Compression, CopiesAMovieWithoutFrames) {
     for (const int first : {-1, 0}) {
         const Movie made = compressed(RSQCompress::SameAsInput, CompressionType::GZip, first, -1);
         EXPECT_TRUE(made.frames.empty());
-        EXPECT_EQ(made.fiberWords.size(), 16u);
+        EXPECT_EQ(made.fiberWords.size(), 16U);
         EXPECT_EQ(made.attribute("compression_type"), "gz");
         EXPECT_FALSE(made.has("plug_event_1"));
     }
@@ -253,7 +253,7 @@ TEST_F(CompressionProgress, NeedsNeitherAReporterNorItsFunction) {
     RSQCompress::compressFileImpl(in(), out(), CompressionType::None, RSQCompress::SameAsInput, -1,
                                   -1, &silent, {});
     EXPECT_EQ(silent._current, 0);
-    EXPECT_EQ(soundMovie(out()).frames.size(), 3u);
+    EXPECT_EQ(soundMovie(out()).frames.size(), 3U);
 }
 
 TEST_F(CompressionProgress, MayEndTheRunByThrowing) {
@@ -262,7 +262,7 @@ TEST_F(CompressionProgress, MayEndTheRunByThrowing) {
     EXPECT_THROW(RSQCompress::compressFile(_inputFilename = in(), _outputFilename = out(),
                                            _progress = &reporter),
                  std::runtime_error);
-    EXPECT_EQ(soundMovie(out()).frames.size(), 2u);
+    EXPECT_EQ(soundMovie(out()).frames.size(), 2U);
 }
 
 // --- named arguments --------------------------------------------------------------------------
@@ -272,7 +272,7 @@ TEST_F(Compression, TakesNamedArgumentsInAnyOrder) {
     RSQCompress::compressFile(_inputFilename = in(), _outputFilename = out());
     EXPECT_EQ(soundMovie(out()).attribute("compression_type"), "none");
     EXPECT_EQ(soundMovie(out()).attribute("data_type"), "imp");
-    EXPECT_EQ(soundMovie(out()).frames.size(), 5u);
+    EXPECT_EQ(soundMovie(out()).frames.size(), 5U);
 
     double reported = 0;
     ProgressReporter reporter([&reported](double amount) { reported += amount; }, 8);
@@ -284,7 +284,7 @@ TEST_F(Compression, TakesNamedArgumentsInAnyOrder) {
     const Movie made = soundMovie(out());
     EXPECT_EQ(made.attribute("compression_type"), "z");
     EXPECT_EQ(made.attribute("data_type"), "vec");
-    ASSERT_EQ(made.frames.size(), 2u);
+    ASSERT_EQ(made.frames.size(), 2U);
     EXPECT_EQ(decompressed(CompressionType::ZLib, made.frames[0], 100).left(2), le16(2000));
     EXPECT_EQ(reported, 8);
 

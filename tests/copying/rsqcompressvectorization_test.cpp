@@ -70,7 +70,7 @@ TEST_P(VectorizationDecision, IsTakenByWhatTheMovieIs) {
 
     const Movie made = compressed(d.wanted);
     EXPECT_EQ(made.attribute("data_type").toStdString(), d.dataType);
-    ASSERT_EQ(made.frames.size(), 1u);
+    ASSERT_EQ(made.frames.size(), 1U);
     EXPECT_EQ(made.fiberWords.size(), static_cast<size_t>(2 * d.fibers));
     switch (d.kind) {
         case Kind::AsStored:

@@ -110,7 +110,7 @@ protected:
                     expectAsUndisturbed();
                 }
             } catch (const BaseException& thrown) {
-                EXPECT_EQ(codesOf(fault.call).count(thrown.code().toStdString()), 1u)
+                EXPECT_EQ(codesOf(fault.call).count(thrown.code().toStdString()), 1U)
                     << thrown.what();
                 ASSERT_FALSE(log.records().empty());
                 expectNothingLost();

@@ -106,7 +106,7 @@ class AttributeLine : public testing::TestWithParam<Line> {};
 TEST_P(AttributeLine, IsReadAs) {
     const auto& [line, expectedKey, value] = GetParam();
     const AttributeChunk chunk = parsed(QString::fromLatin1(line));
-    ASSERT_EQ(chunk.attributes().size(), expectedKey ? 1u : 0u);
+    ASSERT_EQ(chunk.attributes().size(), expectedKey ? 1U : 0U);
     if (expectedKey) {
         EXPECT_EQ(text(chunk, expectedKey), value);
     }
@@ -164,7 +164,7 @@ TEST(AttributeText, OfRandomBytesReadsAlikeFromBytesAndFromText) {
         fromText.dump(dumpedText);
         ASSERT_EQ(dumpedBytes, dumpedText.toLatin1());
     }
-    EXPECT_GT(entries, 3000u);
+    EXPECT_GT(entries, 3000U);
 }
 
 TEST(AttributeText, IsTrimmedOfEachWhiteSpaceCharacterAlike) {
@@ -184,7 +184,7 @@ TEST(AttributeValue, AbsentLeavesTheResultAlone) {
     const AttributeChunk chunk;
     QString asText = QStringLiteral("old");
     int integer = 42;
-    float number = 1.5f;
+    float number = 1.5F;
     double wide = 2.5;
     char character = 'c';
     EXPECT_FALSE(chunk.get(key, asText));
@@ -194,7 +194,7 @@ TEST(AttributeValue, AbsentLeavesTheResultAlone) {
     EXPECT_FALSE(chunk.get(key, character));
     EXPECT_EQ(asText, QStringLiteral("old"));
     EXPECT_EQ(integer, 42);
-    EXPECT_EQ(number, 1.5f);
+    EXPECT_EQ(number, 1.5F);
     EXPECT_EQ(wide, 2.5);
     EXPECT_EQ(character, 'c');
 }
@@ -252,9 +252,9 @@ TEST(AttributeValue, NumberIsAnyUsualFormOrZeroAndFalse) {
     };
     float out = 99;
     EXPECT_TRUE(read("0.5", out));
-    EXPECT_EQ(out, 0.5f);
+    EXPECT_EQ(out, 0.5F);
     EXPECT_TRUE(read("-3.000000e+02", out));
-    EXPECT_EQ(out, -300.0f);
+    EXPECT_EQ(out, -300.0F);
     EXPECT_TRUE(read("inf", out));
     EXPECT_TRUE(std::isinf(out));
     EXPECT_TRUE(read("nan", out));
@@ -262,7 +262,7 @@ TEST(AttributeValue, NumberIsAnyUsualFormOrZeroAndFalse) {
     for (const char* bad : {"1e40", "-1e40", "1e400", "half", "", "1,5"}) {
         out = 99;
         EXPECT_FALSE(read(bad, out)) << bad;
-        EXPECT_EQ(out, 0.0f) << bad;
+        EXPECT_EQ(out, 0.0F) << bad;
     }
 }
 
@@ -294,21 +294,21 @@ TEST(AttributeValue, IsStoredAsText) {
     };
     EXPECT_EQ(stored(-12), "-12");
     EXPECT_EQ(stored(-2147483647 - 1), "-2147483648");
-    EXPECT_EQ(stored(1.0f), "1.000000e+00");
-    EXPECT_EQ(stored(1.5f), "1.500000e+00");
-    EXPECT_EQ(stored(0.25f), "2.500000e-01");
-    EXPECT_EQ(stored(-300.0f), "-3.000000e+02");
+    EXPECT_EQ(stored(1.0F), "1.000000e+00");
+    EXPECT_EQ(stored(1.5F), "1.500000e+00");
+    EXPECT_EQ(stored(0.25F), "2.500000e-01");
+    EXPECT_EQ(stored(-300.0F), "-3.000000e+02");
     EXPECT_EQ(stored('x'), "x");
     EXPECT_EQ(stored(QStringLiteral(" as is\n")), " as is\n");
-    EXPECT_EQ(chunk.attributes().size(), 1u);
+    EXPECT_EQ(chunk.attributes().size(), 1U);
 }
 
 TEST(AttributeChunk, ErasesAndClears) {
     AttributeChunk chunk;
     chunk.set(key, 1);
     chunk.set(QStringLiteral("Key"), 2);
-    EXPECT_EQ(chunk.erase(key), 1u);
-    EXPECT_EQ(chunk.erase(key), 0u);
+    EXPECT_EQ(chunk.erase(key), 1U);
+    EXPECT_EQ(chunk.erase(key), 0U);
     EXPECT_EQ(dumped(chunk), "Key=2\n");
     chunk.clear();
     EXPECT_TRUE(chunk.attributes().empty());

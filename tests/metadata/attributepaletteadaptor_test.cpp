@@ -45,7 +45,7 @@ TEST(PaletteToAttributes, WritesEveryKey) {
     palette._cropMinInt = -5;
     palette._cropMaxInt = 4000;
     palette._name = QStringLiteral("hot iron");
-    palette._nodes = {PalNode(-0.5f, PalColor(0, 0.25f, 2)), PalNode(1.5f, PalColor(1, 1, -1))};
+    palette._nodes = {PalNode(-0.5F, PalColor(0, 0.25F, 2)), PalNode(1.5F, PalColor(1, 1, -1))};
     EXPECT_EQ(written(palette),
               "pal_cropMax=4000\npal_cropMin=-5\n"
               "pal_n0_b=2.000000e+00\npal_n0_g=2.500000e-01\npal_n0_r=0.000000e+00\n"
@@ -81,8 +81,8 @@ TEST(AttributesToPalette, BringsBackWhatAFileKeeps) {
     palette._cropMinInt = 12;
     palette._cropMaxInt = 3000;
     palette._name = QStringLiteral("fire");
-    palette._nodes = {PalNode(0, PalColor(0, 0.5f, 1)), PalNode(0.25f, PalColor(1, 0, 0)),
-                      PalNode(1, PalColor(1, 1, 0.75f))};
+    palette._nodes = {PalNode(0, PalColor(0, 0.5F, 1)), PalNode(0.25F, PalColor(1, 0, 0)),
+                      PalNode(1, PalColor(1, 1, 0.75F))};
     MzPalette stored = palette;
     stored._saturationSignal = true;
     stored._transfo = PTSIGMOID;
@@ -140,7 +140,7 @@ TEST(AttributesToPalette, StopsAtAnIncompleteNode) {
           node(2, "0.1", "red"), node(2, "1e40")}) {
         MzPalette palette;
         EXPECT_FALSE(read(head + node(0, "0.8") + node(1, "0.2") + damaged, palette));
-        EXPECT_EQ(values(palette), (std::vector<float>{0.2f, 0.8f}));
+        EXPECT_EQ(values(palette), (std::vector<float>{0.2F, 0.8F}));
         EXPECT_TRUE(palette._name.isEmpty());
         EXPECT_EQ(palette._cropMinInt, MzPalette()._cropMinInt);
         EXPECT_EQ(palette._cropMaxInt, MzPalette()._cropMaxInt);
@@ -152,11 +152,11 @@ TEST(AttributesToPalette, SortsNodesAndKeepsTheOrderOfEqualOnes) {
     ASSERT_TRUE(read("pal_nbcols=5\n" + node(0, "0.8", "0.1") + node(1, "0.2", "0.2") +
                          node(2, "0.5", "0.3") + node(3, "0.2", "0.4") + node(4, "0.8", "0.5"),
                      palette));
-    EXPECT_EQ(values(palette), (std::vector<float>{0.2f, 0.2f, 0.5f, 0.8f, 0.8f}));
+    EXPECT_EQ(values(palette), (std::vector<float>{0.2F, 0.2F, 0.5F, 0.8F, 0.8F}));
     std::vector<float> reds;
     for (const PalNode& node : palette._nodes)
         reds.push_back(node._col._r);
-    EXPECT_EQ(reds, (std::vector<float>{0.2f, 0.4f, 0.3f, 0.1f, 0.5f}));
+    EXPECT_EQ(reds, (std::vector<float>{0.2F, 0.4F, 0.3F, 0.1F, 0.5F}));
 }
 
 TEST(AttributesToPalette, ClampsPositionsAndColours) {
@@ -166,7 +166,7 @@ TEST(AttributesToPalette, ClampsPositionsAndColours) {
                      palette));
     EXPECT_EQ(values(palette), (std::vector<float>{0, 0, 1}));
     EXPECT_EQ(palette._nodes.front()._col, PalColor(0, 1, 0));
-    EXPECT_EQ(palette._nodes.back()._col, PalColor(1, 0, 0.5f));
+    EXPECT_EQ(palette._nodes.back()._col, PalColor(1, 0, 0.5F));
 }
 
 TEST(AttributesToPalette, IgnoresCropEndsThatAreNoNumbers) {

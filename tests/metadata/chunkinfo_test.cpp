@@ -46,16 +46,16 @@ TEST(ChunkInfoLoad, TakesTheTextUpToTheEndOfThePayload) {
     ChunkInfo info;
     EXPECT_EQ(load(info, oneRecord + "comment=caf\xE9\nwidth=640"), 1);
     ASSERT_TRUE(info.has(2));
-    ASSERT_EQ(info[2].size(), 1u);
-    EXPECT_EQ(info[2][0].offset, 100u);
-    EXPECT_EQ(info[2][0].length, 5u);
+    ASSERT_EQ(info[2].size(), 1U);
+    EXPECT_EQ(info[2][0].offset, 100U);
+    EXPECT_EQ(info[2][0].length, 5U);
     EXPECT_EQ(dumped(info), "comment=caf\xC3\xA9\nwidth=640\n");
 }
 
 TEST(ChunkInfoLoad, NeedsNoText) {
     ChunkInfo info;
     EXPECT_EQ(load(info, oneRecord), 1);
-    EXPECT_EQ(info[2].size(), 1u);
+    EXPECT_EQ(info[2].size(), 1U);
     EXPECT_TRUE(info.attributes().empty());
 }
 
@@ -63,26 +63,26 @@ TEST(ChunkInfoLoad, AddsToWhatIsThere) {
     ChunkInfo info;
     load(info, oneRecord + "a=1\nb=1\n");
     load(info, oneRecord + "b=2\n");
-    EXPECT_EQ(info[2].size(), 2u);
+    EXPECT_EQ(info[2].size(), 2U);
     EXPECT_EQ(dumped(info), "a=1\nb=2\n");
 }
 
 TEST(ChunkInfoLoad, OfAPayloadThatIsTooSmallForItsIndexChangesNothing) {
     const QString message = QStringLiteral("Cannot read header index, chunk too small.");
     for (const QByteArray& payload : {oneRecord.chopped(1), QByteArray("\1\0\0", 3), QByteArray(),
-                                      le32(0x80000000u) + "a=2\n", le32(0x7fffffff) + "a=2\n"}) {
+                                      le32(0x80000000U) + "a=2\n", le32(0x7fffffff) + "a=2\n"}) {
         ChunkInfo info;
         load(info, oneRecord + "a=1\n");
         expectFailure<IOFileException>({"dataio.chunkindex", SOFTWARE, "CI_L_CHUNK", message},
                                        [&] { load(info, payload); });
-        EXPECT_EQ(info[2].size(), 1u);
+        EXPECT_EQ(info[2].size(), 1U);
         EXPECT_EQ(dumped(info), "a=1\n");
     }
 }
 
 TEST(ChunkInfo, ComesBackFromItsPayload) {
     ChunkInfo info;
-    info[2].push_back({4294967295u, 2147483648u});
+    info[2].push_back({4294967295U, 2147483648U});
     info[5].push_back({1, 2});
     info.set(QStringLiteral("a"), QStringLiteral("x=y"));
     ChunkInfo back;

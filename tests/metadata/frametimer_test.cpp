@@ -68,7 +68,7 @@ TEST(FrameTimerRaw, IsReadInItsOwnOrderAndKeepsDoubles) {
 TEST(FrameTimerRaw, OfAnotherSizeIsRefused) {
     FrameTimer unsorted = timer({{2, 0}, {1, 0}});
     QByteArray buffer(16, '?');
-    for (const unsigned int size : {1u, 7u, 12u, 15u, 4294967295u}) {
+    for (const unsigned int size : {1U, 7U, 12U, 15U, 4294967295U}) {
         EXPECT_FALSE(unsorted.dumpToRawBuffer(buffer.data(), size));
         EXPECT_FALSE(unsorted.readFromRawBuffer(buffer.constData(), size));
     }

@@ -88,7 +88,7 @@ private:
     double unit() { return static_cast<double>(_random() % 65537) / 65536; }
     PalColor color() {
         if (_random() % 2)
-            return PalColor(_random() % 2 ? 1.0f : 0.0f, _random() % 2 ? 1.0f : 0.0f, 0);
+            return PalColor(_random() % 2 ? 1.0F : 0.0F, _random() % 2 ? 1.0F : 0.0F, 0);
         return PalColor(static_cast<float>(unit()), static_cast<float>(unit()),
                         static_cast<float>(unit()));
     }
@@ -120,7 +120,7 @@ TEST(PalDataGenerator, GivesTheNaiveTableForUnsigned16) {
 TEST(PalDataGenerator, MapsTheDefaultPaletteOntoGreyLevels) {
     for (const MzPalette& palette : {grey(0, 255), grey(-32768, 32767)}) {
         const std::vector<QRgb> table = generated<IdxUnsigned8>(palette);
-        ASSERT_EQ(table.size(), 256u);
+        ASSERT_EQ(table.size(), 256U);
         for (int i = 0; i < 256; ++i)
             EXPECT_EQ(table[static_cast<size_t>(i)], greyLevel(i)) << i;
     }
@@ -185,19 +185,19 @@ TEST(PalDataGenerator, LeavesTheTableAloneWithoutNodes) {
 }
 
 TEST(PalDataGenerator, ResizesTheTable) {
-    for (const size_t size : {0u, 3u, 70000u}) {
+    for (const size_t size : {0U, 3U, 70000U}) {
         std::vector<QRgb> table(size, 7);
         generate<IdxUnsigned8>(grey(0, 255), table);
-        EXPECT_EQ(table.size(), 256u);
+        EXPECT_EQ(table.size(), 256U);
         generate<IdxUnsigned16>(grey(0, 255), table);
-        EXPECT_EQ(table.size(), 65536u);
+        EXPECT_EQ(table.size(), 65536U);
     }
 }
 
 /// Begins left of the samples, so that it is squeezed to begin at 31: nothing writes 0 to 30.
 MzPalette squeezedAwayFromZero() {
     MzPalette palette = grey(-1000, 155);
-    palette._nodes.front()._val = 0.2f;
+    palette._nodes.front()._val = 0.2F;
     return palette;
 }
 
@@ -221,8 +221,8 @@ TEST(PalDataGenerator, WritesNothingForNodesInFallingOrder) {
 TEST(PalDataGenerator, BlackensTheSmallestValue) {
     const auto blackened = [](const auto& table, const auto& before, size_t index) {
         for (size_t i = 0; i < table.size(); ++i)
-            if (table[i] != (i == index ? 0xff000000u : before[i])) return false;
-        return before[index] != 0xff000000u;
+            if (table[i] != (i == index ? 0xff000000U : before[i])) return false;
+        return before[index] != 0xff000000U;
     };
     MzPalette white = grey(0, 100);
     for (PalNode& node : white._nodes)
@@ -248,12 +248,12 @@ TEST(PalDataGenerator, DoesNotActOnTransparency) {
 }
 
 TEST(PalDataGenerator, KeepsTheAlphaOfAnEntryThatItBlackens) {
-    std::vector<QRgb> table(256, 0x40ffffffu);
+    std::vector<QRgb> table(256, 0x40ffffffU);
     generate<IdxUnsigned8>(squeezedAwayFromZero(), table,
                            MakeMinValueBlack | MakeSpecificValueBlack, 5);
-    EXPECT_EQ(table[0], 0x40000000u);
-    EXPECT_EQ(table[5], 0x40000000u);
-    EXPECT_EQ(table[6], 0x40ffffffu);
+    EXPECT_EQ(table[0], 0x40000000U);
+    EXPECT_EQ(table[5], 0x40000000U);
+    EXPECT_EQ(table[6], 0x40ffffffU);
 }
 
 TEST(PalDataGenerator, TakesColoursAndPositionsThatAreNoNumbers) {
@@ -265,7 +265,7 @@ TEST(PalDataGenerator, TakesColoursAndPositionsThatAreNoNumbers) {
     EXPECT_EQ(table[0], qRgb(0, 0, 255));
     EXPECT_EQ(table[255], qRgb(255, 255, 255));
 
-    for (const float value : {nan, infinity, -infinity, 3e38f, -3e38f}) {
+    for (const float value : {nan, infinity, -infinity, 3e38F, -3e38F}) {
         for (const PalTransfoType transfo : {PTID, PTSIGMOID}) {
             palette = grey(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
             palette._transfo = transfo;
@@ -283,8 +283,8 @@ MzPalette sawTooth(int count, int cropMin, int cropMax) {
     palette._nodes.clear();
     for (int i = 0; i < count; ++i)
         palette._nodes.emplace_back(
-            i % 2 ? 1.0f - 0.3f / static_cast<float>(i) : 0.1f,
-            PalColor(i % 2 ? 1.0f : 0.0f, static_cast<float>(i % 7) / 7, 0));
+            i % 2 ? 1.0F - 0.3F / static_cast<float>(i) : 0.1F,
+            PalColor(i % 2 ? 1.0F : 0.0F, static_cast<float>(i % 7) / 7, 0));
     return palette;
 }
 
@@ -304,7 +304,7 @@ TEST(PalDataGenerator, LetsTheLastOfManySegmentsWin) {
 TEST(PalDataGenerator, CostsNoMoreForMoreNodesThanForATable) {
     // Written segment by segment this would be 3e10 entries.
     const std::vector<QRgb> many = generated<IdxUnsigned16>(sawTooth(1000000, 0, 60000));
-    EXPECT_EQ(many.size(), 65536u);
+    EXPECT_EQ(many.size(), 65536U);
     EXPECT_EQ(many[6000], qRgb(0, static_cast<int>(rounded(255 * (999998 % 7 / 7.0))), 0));
 }
 

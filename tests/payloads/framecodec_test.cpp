@@ -286,10 +286,10 @@ TEST(GzipFrames, HeaderFieldsAreSeenAsTheChainSeesThem) {
 // --- sizes -----------------------------------------------------------------------------------
 
 TEST(PlausibleSize, IsWhatTheFormatsCanReach) {
-    EXPECT_EQ(plausibleDecodedSize(CompressionType::ZLib, 10), 11000u);
-    EXPECT_EQ(plausibleDecodedSize(CompressionType::GZip, 10), 11000u);
-    EXPECT_EQ(plausibleDecodedSize(CompressionType::BZip2, 10), 500000u);
-    EXPECT_EQ(plausibleDecodedSize(CompressionType::BZip2, 0xffffffff), 0xffffffffu * 50000ull);
+    EXPECT_EQ(plausibleDecodedSize(CompressionType::ZLib, 10), 11000U);
+    EXPECT_EQ(plausibleDecodedSize(CompressionType::GZip, 10), 11000U);
+    EXPECT_EQ(plausibleDecodedSize(CompressionType::BZip2, 10), 500000U);
+    EXPECT_EQ(plausibleDecodedSize(CompressionType::BZip2, 0xffffffff), 0xffffffffU * 50000ULL);
 }
 
 TEST(PlausibleSize, IncludesBlackFramesOfDeflate) {

@@ -76,15 +76,15 @@ TEST(ThumbnailGrid, KeepsTheProportions) {
     const ThumbnailGrid quarter = grid(640, 480, 160, 160);
     EXPECT_EQ(quarter.width, 160);
     EXPECT_EQ(quarter.height, 120);
-    EXPECT_EQ(quarter.step, 4.0f);
-    EXPECT_EQ(quarter.stepX, 4.0f);
-    EXPECT_EQ(quarter.stepY, 4.0f);
+    EXPECT_EQ(quarter.step, 4.0F);
+    EXPECT_EQ(quarter.stepX, 4.0F);
+    EXPECT_EQ(quarter.stepY, 4.0F);
 
     const ThumbnailGrid uneven = grid(500, 333, 160, 120);
-    EXPECT_EQ(uneven.step, 500.0f / 160.0f);
+    EXPECT_EQ(uneven.step, 500.0F / 160.0F);
     EXPECT_EQ(uneven.width, 160);
     EXPECT_EQ(uneven.height, 106);  // 106.56
-    EXPECT_EQ(uneven.stepY, 333.0f / 106.0f);
+    EXPECT_EQ(uneven.stepY, 333.0F / 106.0F);
 
     const ThumbnailGrid enlarged = grid(2, 1, 100, 100);
     EXPECT_EQ(enlarged.width, 100);
@@ -179,8 +179,8 @@ TEST(SqueezeRamp, PutsTheRampOntoTheWindow) {
     MzPalette palette = grey(0, 1000);
     const ContrastFaults faults = squeezeRamp(palette, {250, 750});
     EXPECT_FALSE(faults.badCropRange || faults.minOutside || faults.maxOutside);
-    EXPECT_EQ(palette._nodes.front()._val, 0.25f);
-    EXPECT_EQ(palette._nodes.back()._val, 0.75f);
+    EXPECT_EQ(palette._nodes.front()._val, 0.25F);
+    EXPECT_EQ(palette._nodes.back()._val, 0.75F);
 }
 
 TEST(SqueezeRamp, CutsEndsOutsideTheCropRange) {
@@ -190,7 +190,7 @@ TEST(SqueezeRamp, CutsEndsOutsideTheCropRange) {
         float first, last;
     };
     for (const Case& c :
-         {Case{{-1, 500}, true, false, 0, 0.5f}, Case{{500, 1001}, false, true, 0.5f, 1},
+         {Case{{-1, 500}, true, false, 0, 0.5F}, Case{{500, 1001}, false, true, 0.5F, 1},
           Case{{-10, 2000}, true, true, 0, 1}, Case{{1001, 2000}, true, true, 0, 1},
           Case{{-20, -10}, true, true, 0, 1}, Case{{0, 1000}, false, false, 0, 1}}) {
         MzPalette palette = grey(0, 1000);
@@ -218,11 +218,11 @@ TEST(SqueezeRamp, LeavesAPaletteWithAnEmptyCropRange) {
 TEST(SqueezeRamp, TakesTheWidestCropRange) {
     MzPalette palette = grey(-largest - 1, largest);
     EXPECT_FALSE(squeezeRamp(palette, {-16383, 32767}).badCropRange);
-    EXPECT_NEAR(palette._nodes.front()._val, 0.5f, 1e-5f);
+    EXPECT_NEAR(palette._nodes.front()._val, 0.5F, 1e-5F);
 }
 
 int naiveIndex(int i, float step) {
-    return static_cast<int>(std::floor((static_cast<float>(i) + 0.5f) * step));
+    return static_cast<int>(std::floor((static_cast<float>(i) + 0.5F) * step));
 }
 
 /// Compares every pixel with the look-up of the sample that it comes from.
@@ -257,18 +257,18 @@ TEST(Thumbnail16, ShowsTheMaskLevelBlack) {
         node._col = PalColor(1, 1, 1);
     QImage image;
     ASSERT_TRUE(renderThumbnail16(frame.data(), grid(2, 2, 2, 2), white, 0x8000, image));
-    EXPECT_EQ(image.pixel(0, 0), 0xff000000u);
-    EXPECT_EQ(image.pixel(1, 0), 0xffffffffu);
+    EXPECT_EQ(image.pixel(0, 0), 0xff000000U);
+    EXPECT_EQ(image.pixel(1, 0), 0xffffffffU);
     ASSERT_TRUE(renderThumbnail16(frame.data(), grid(2, 2, 2, 2), white, 200, image));
-    EXPECT_EQ(image.pixel(0, 0), 0xffffffffu);
-    EXPECT_EQ(image.pixel(0, 1), 0xff000000u);
+    EXPECT_EQ(image.pixel(0, 0), 0xffffffffU);
+    EXPECT_EQ(image.pixel(0, 1), 0xff000000U);
 }
 
 TEST(Thumbnail16, OfAPaletteWithoutNodesIsBlack) {
     QImage image;
     const Frame16 frame = randomFrame(3, 3, 1);
     ASSERT_TRUE(renderThumbnail16(frame.data(), grid(3, 3, 3, 3), MzPalette(), 0, image));
-    EXPECT_EQ(image.pixel(1, 1), 0xff000000u);
+    EXPECT_EQ(image.pixel(1, 1), 0xff000000U);
 }
 
 TEST(Thumbnail8, HoldsTheSamplesThemselves) {
@@ -332,7 +332,7 @@ TEST(Thumbnail, StaysInsideTheFrameWhateverTheRounding) {
     // Steps that floating point gets wrong by more than a pixel.
     const std::vector<char> bytes(3, 'a');
     QImage image;
-    ASSERT_TRUE(renderThumbnail8(bytes.data(), ThumbnailGrid{3, 1, 5, 1, 1.0f, 1.0f, 1.0f}, image));
+    ASSERT_TRUE(renderThumbnail8(bytes.data(), ThumbnailGrid{3, 1, 5, 1, 1.0F, 1.0F, 1.0F}, image));
     EXPECT_EQ(image.constScanLine(0)[4], 'a');
 }
 

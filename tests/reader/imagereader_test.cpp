@@ -20,8 +20,8 @@ Failure missingInfo(const QString& fileName) {
 TEST_F(MovieReader, IsEmptyBeforeItIsOpened) {
     const void* data = nullptr;
     EXPECT_TRUE(reader.getFilename().isNull());
-    EXPECT_EQ(reader.nbFrames(), 0u);
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.nbFrames(), 0U);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
     EXPECT_TRUE(reader.attributeChunk().attributes().empty());
     EXPECT_FALSE(reader.getFrame(data, 0));
     EXPECT_FALSE(reader.getRawFrame(data, 0));
@@ -33,14 +33,14 @@ TEST_F(MovieReader, IsEmptyBeforeItIsOpened) {
 TEST_F(MovieReader, OpensAMovie) {
     open(twoFrames());
     EXPECT_EQ(reader.getFilename(), file.path());
-    EXPECT_EQ(reader.nbFrames(), 2u);
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.nbFrames(), 2U);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
     EXPECT_EQ(rawFrame(1), QByteArray("cd"));
 }
 
 TEST_F(MovieReader, TheConstructorOpens) {
     put(twoFrames());
-    EXPECT_EQ(ImageReader(file.path()).nbFrames(), 2u);
+    EXPECT_EQ(ImageReader(file.path()).nbFrames(), 2U);
     const QString missing = file.sibling("missing");
     const LogCapture quiet;
     EXPECT_THROW(ImageReader{missing}, IOFileException);
@@ -48,14 +48,14 @@ TEST_F(MovieReader, TheConstructorOpens) {
 
 TEST_F(MovieReader, AMovieWithoutFramesOpens) {
     open(MovieBytes().size(2, 1));
-    EXPECT_EQ(reader.nbFrames(), 0u);
+    EXPECT_EQ(reader.nbFrames(), 0U);
 }
 
 TEST_F(MovieReader, TheLastInfoChunkCounts) {
     const MovieBytes earlier = MovieBytes().attribute("comment", "earlier");
     open(MovieBytes().raw(earlier.bytes()).frame("ab").attribute("comment", "last"));
     EXPECT_EQ(reader.getComment(), QStringLiteral("last"));
-    EXPECT_EQ(reader.nbFrames(), 1u);
+    EXPECT_EQ(reader.nbFrames(), 1U);
 }
 
 TEST_F(MovieReader, OpeningForgetsTheMovieBefore) {
@@ -63,8 +63,8 @@ TEST_F(MovieReader, OpeningForgetsTheMovieBefore) {
     const void* data = nullptr;
     ASSERT_TRUE(reader.getFrame(data, 1));
     open(MovieBytes().attribute("comment", "new"));
-    EXPECT_EQ(reader.nbFrames(), 0u);
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.nbFrames(), 0U);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
     EXPECT_FALSE(reader.getLaserPower(0));
     EXPECT_FALSE(reader.getFrameTiming(0));
     int width = 0;
@@ -75,7 +75,7 @@ TEST_F(MovieReader, OpeningForgetsTheMovieBefore) {
 TEST_F(MovieReader, OpeningCanBeRepeatedWithItsOwnName) {
     open(twoFrames());
     reader.open(reader.getFilename());
-    EXPECT_EQ(reader.nbFrames(), 2u);
+    EXPECT_EQ(reader.nbFrames(), 2U);
     EXPECT_EQ(reader.getFilename(), file.path());
 }
 
@@ -113,14 +113,14 @@ TEST_F(MovieReader, AFailedOpenLeavesTheNameAndAnEmptyHeader) {
     writeFile(file.path(), chunk(MovieBytes::Frame, "ab"));
     expectFailure<IOFileException>(missingInfo(file.path()), [&] { reader.open(file.path()); });
     EXPECT_EQ(reader.getFilename(), file.path());
-    EXPECT_EQ(reader.nbFrames(), 0u);
+    EXPECT_EQ(reader.nbFrames(), 0U);
     EXPECT_TRUE(reader.attributeChunk().attributes().empty());
 
     put(twoFrames());
     reader.reloadHeader();  // the file is open
     EXPECT_FALSE(reader.attributeChunk().attributes().empty());
     reader.open(file.path());
-    EXPECT_EQ(reader.nbFrames(), 2u);
+    EXPECT_EQ(reader.nbFrames(), 2U);
 }
 
 TEST_F(MovieReader, AFailureBehindTheHeaderLeavesTheSame) {
@@ -134,7 +134,7 @@ TEST_F(MovieReader, AFailureBehindTheHeaderLeavesTheSame) {
         readerFailure("IR_GRFI_NOSIZE", QStringLiteral("Size not available.")),
         [&] { reader.open(file.path()); });
     EXPECT_EQ(reader.getFilename(), file.path());
-    EXPECT_EQ(reader.nbFrames(), 0u);
+    EXPECT_EQ(reader.nbFrames(), 0U);
     EXPECT_TRUE(reader.attributeChunk().attributes().empty());
     EXPECT_FALSE(reader.getLaserPower(0));
     EXPECT_FALSE(reader.getFrameTiming(0));
@@ -147,7 +147,7 @@ TEST_F(MovieReader, AFileThatCannotBeOpenedEndsTheMovieBefore) {
         const LogCapture quiet;
         EXPECT_THROW(reader.open(missing), IOFileException);
     }
-    EXPECT_EQ(reader.nbFrames(), 0u);
+    EXPECT_EQ(reader.nbFrames(), 0U);
     EXPECT_TRUE(reader.attributeChunk().attributes().empty());
     EXPECT_FALSE(reader.getLaserPower(0));
     EXPECT_FALSE(reader.getFrameTiming(0));
@@ -175,7 +175,7 @@ TEST_F(MovieReader, ReloadingRefreshesIndexAndAttributesOnly) {
     EXPECT_FALSE(reader.width(value));
     EXPECT_EQ(reader.dataType(), QStringLiteral("vec"));
 
-    EXPECT_EQ(reader.nbFrames(), 2u);
+    EXPECT_EQ(reader.nbFrames(), 2U);
     EXPECT_EQ(frame(0, 3), QByteArray("xyz")) << "neither compressed nor vectorized";
     EXPECT_EQ(reader.getLaserPower(1), 1.0F);
     ASSERT_TRUE(reader.getFrameTiming(1));
@@ -195,7 +195,7 @@ TEST_F(MovieReader, ReloadingADamagedInfoChunkLeavesAnEmptyHeader) {
     writeFile(file.path(), chunk(MovieBytes::Frame, "ab") + chunk(MovieBytes::Info, le32(1)));
     expectFailure<IOFileException>(indexTooSmall(), [&] { reader.reloadHeader(); });
     EXPECT_TRUE(reader.attributeChunk().attributes().empty());
-    EXPECT_EQ(reader.nbFrames(), 2u);
+    EXPECT_EQ(reader.nbFrames(), 2U);
     EXPECT_EQ(rawFrame(0), boost::none);
 }
 
@@ -203,14 +203,14 @@ TEST_F(MovieReader, AfterReloadingAShorterIndexItsBoundsCount) {
     open(twoFrames().frame("ef").frame("gh"));
     put(twoFrames());
     reader.reloadHeader();
-    EXPECT_EQ(reader.nbFrames(), 4u);
+    EXPECT_EQ(reader.nbFrames(), 4U);
     EXPECT_EQ(rawFrame(1), QByteArray("cd"));
     EXPECT_EQ(rawFrame(2), boost::none) << "one behind the last is nothing";
-    EXPECT_EQ(reader.currFrameIdx(), 1u);
+    EXPECT_EQ(reader.currFrameIdx(), 1U);
     expectFailure<IOFileException>(
         readerFailure("IR_RC_BOUND", QStringLiteral("Chunk number out of bounds.")),
         [&] { rawFrame(3); });
-    EXPECT_EQ(reader.currFrameIdx(), 1u);
+    EXPECT_EQ(reader.currFrameIdx(), 1U);
 }
 
 TEST_F(MovieReader, ClosingKeepsWhatWasLoaded) {
@@ -221,7 +221,7 @@ TEST_F(MovieReader, ClosingKeepsWhatWasLoaded) {
              .laserPowers(QByteArray("\xfe\xfe")));
     reader.close();
     EXPECT_TRUE(reader.getFilename().isNull());
-    EXPECT_EQ(reader.nbFrames(), 2u);
+    EXPECT_EQ(reader.nbFrames(), 2U);
     EXPECT_EQ(reader.getComment(), QStringLiteral("here"));
     EXPECT_EQ(reader.getLaserPower(0), 1.0F);
     EXPECT_TRUE(reader.getFrameTiming(0));

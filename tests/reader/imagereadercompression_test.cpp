@@ -49,7 +49,7 @@ TEST_P(CompressedMovie, GivesSamples) {
     open(movie().frame(stream(risingFrame(1, 8))).frame(stream(risingFrame(500, 8))));
     EXPECT_EQ(rawFrame(1), risingFrame(500, 8));
     EXPECT_EQ(frame(0, 16), risingFrame(1, 8));
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
 }
 
 TEST_P(CompressedMovie, HasTwoBytesASampleWhateverItsPixels) {
@@ -79,7 +79,7 @@ TEST_P(CompressedMovie, AStreamThatIsTooLongFails) {
     const void* data = nullptr;
     expectStreamFailure([&] { reader.getFrame(data, 0); });
     expectStreamFailure([&] { reader.getFrame(data, 1); });
-    EXPECT_EQ(reader.currFrameIdx(), 1u);
+    EXPECT_EQ(reader.currFrameIdx(), 1U);
     EXPECT_EQ(rawFrame(2), risingFrame(7, 8)) << "the reader goes on";
 }
 

@@ -129,7 +129,7 @@ TEST_F(Fibers, AnOddNumberOfWordsIsToldOnceACall) {
         open(MovieBytes().size(100, 50).chunk(MovieBytes::FiberCenter, QByteArray(size, '\0')));
         LogCapture log;
         EXPECT_EQ(reader.nbFibers(ImageReader::NoFiberFiltering), 1);
-        ASSERT_EQ(log.records().size(), 1u);
+        ASSERT_EQ(log.records().size(), 1U);
         const LogRecord& record = log.records().front();
         EXPECT_EQ(record.level, LogLevel::Info);
         EXPECT_EQ(record.loggerName, QStringLiteral("dataio.imagereader"));
@@ -137,7 +137,7 @@ TEST_F(Fibers, AnOddNumberOfWordsIsToldOnceACall) {
                   QStringLiteral("Odd number of floats for fibers! Discarding last float."));
         EXPECT_TRUE(record.code.isEmpty());
         EXPECT_EQ(reader.nbFibers(ImageReader::BundleBoundingBoxFiberFiltering), 1);
-        EXPECT_EQ(log.records().size(), 2u);
+        EXPECT_EQ(log.records().size(), 2U);
     }
     for (const int size : {0, 3, 8, 11, 16}) {
         open(MovieBytes().size(100, 50).chunk(MovieBytes::FiberCenter, QByteArray(size, '\0')));
@@ -158,7 +158,7 @@ TEST_F(Fibers, TheOddWordIsToldBeforeTheModeIsLookedAt) {
     open(MovieBytes().size(100, 50).fibers({1, 2, 3}));
     const LogCapture log;
     EXPECT_THROW(reader.nbFibers(static_cast<Mode>(6)), IOFileException);
-    ASSERT_EQ(log.records().size(), 2u);
+    ASSERT_EQ(log.records().size(), 2U);
     EXPECT_EQ(log.records().front().level, LogLevel::Info);
 }
 
@@ -273,7 +273,7 @@ TEST_F(Fibers, WorldPositionsAreScaledByTheLongerSide) {
     Floats world;
     open(MovieBytes().size(200, 100).fibers({0, 0, 0xffffffff, 0xffffffff}));
     reader.getWorldFiberCenters(world, ImageReader::ImageSizeFiberFiltering);
-    ASSERT_EQ(world.size(), 4u);
+    ASSERT_EQ(world.size(), 4U);
     EXPECT_FLOAT_EQ(world[0], 0.0025F);
     EXPECT_FLOAT_EQ(world[1], 0.4975F);
     EXPECT_FLOAT_EQ(world[2], 199.5F / 200);

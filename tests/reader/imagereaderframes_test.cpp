@@ -41,16 +41,16 @@ bool isMappedFrom(const QString& path, const void* address) {
 TEST_F(MovieReader, GivesFramesInAnyOrderAndRemembersTheLast) {
     open(frames({"one", "two", "three"}));
     EXPECT_EQ(rawFrame(2), QByteArray("three"));
-    EXPECT_EQ(reader.currFrameIdx(), 2u);
+    EXPECT_EQ(reader.currFrameIdx(), 2U);
     EXPECT_EQ(frame(0, 3), QByteArray("one"));
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
 }
 
 TEST_F(MovieReader, TheIndexOrdersTheFrames) {
     MovieBytes movie;
     movie.raw(chunk(2, "second") + chunk(8, "x") + chunk(2, "first"));
     open(movie.record(2, 38 + 33, 5).record(8, 38, 1).record(2, 0, 6));
-    EXPECT_EQ(reader.nbFrames(), 2u);
+    EXPECT_EQ(reader.nbFrames(), 2U);
     EXPECT_EQ(rawFrame(0), QByteArray("first"));
     EXPECT_EQ(rawFrame(1), QByteArray("second"));
 }
@@ -64,14 +64,14 @@ TEST_F(MovieReader, TellsWhatTheIndexSaysOfAFrame) {
     EXPECT_FALSE(reader.frameRecord(0));
     open(MovieBytes().laserPowers("p").frame("three").record(2, 7, 999));
     ASSERT_TRUE(reader.frameRecord(0));
-    EXPECT_EQ(reader.frameRecord(0)->offset, 33u);
-    EXPECT_EQ(reader.frameRecord(0)->length, 5u);
+    EXPECT_EQ(reader.frameRecord(0)->offset, 33U);
+    EXPECT_EQ(reader.frameRecord(0)->length, 5U);
     ASSERT_TRUE(reader.frameRecord(1));
-    EXPECT_EQ(reader.frameRecord(1)->offset, 7u);
-    EXPECT_EQ(reader.frameRecord(1)->length, 999u);
+    EXPECT_EQ(reader.frameRecord(1)->offset, 7U);
+    EXPECT_EQ(reader.frameRecord(1)->length, 999U);
     EXPECT_FALSE(reader.frameRecord(2));
     EXPECT_FALSE(reader.frameRecord(0xffffffff));
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
 }
 
 TEST_F(MovieReader, AnEmptyFrameIsAFrame) {
@@ -85,12 +85,12 @@ TEST_F(MovieReader, AFrameBeyondTheLastIsNoneAndChangesNothing) {
     ASSERT_TRUE(rawFrame(1));
     int untouched = 0;
     const void* data = &untouched;
-    for (const unsigned int beyond : {2u, 3u, 0xffffffffu}) {
+    for (const unsigned int beyond : {2U, 3U, 0xffffffffU}) {
         EXPECT_FALSE(reader.getFrame(data, beyond));
         EXPECT_FALSE(reader.getRawFrame(data, beyond));
     }
     EXPECT_EQ(data, &untouched);
-    EXPECT_EQ(reader.currFrameIdx(), 1u);
+    EXPECT_EQ(reader.currFrameIdx(), 1U);
 }
 
 TEST_F(MovieReader, NextFrameWalksToTheEndAndCountsOn) {
@@ -98,13 +98,13 @@ TEST_F(MovieReader, NextFrameWalksToTheEndAndCountsOn) {
     const void* data = nullptr;
     EXPECT_TRUE(reader.nextFrame(data));
     EXPECT_TRUE(reader.nextFrame(data));
-    EXPECT_EQ(reader.currFrameIdx(), 2u);
+    EXPECT_EQ(reader.currFrameIdx(), 2U);
     EXPECT_FALSE(reader.nextFrame(data));
-    EXPECT_EQ(reader.currFrameIdx(), 3u);
+    EXPECT_EQ(reader.currFrameIdx(), 3U);
     EXPECT_FALSE(reader.nextFrame(data));
-    EXPECT_EQ(reader.currFrameIdx(), 4u);
+    EXPECT_EQ(reader.currFrameIdx(), 4U);
     EXPECT_TRUE(reader.rewind());
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
     ASSERT_TRUE(reader.nextFrame(data));
     EXPECT_EQ(std::string(static_cast<const char*>(data), 3), "one");
 }
@@ -115,14 +115,14 @@ TEST_F(MovieReader, NextFrameRepeatsTheFrameThatWasAskedFor) {
     const void* data = nullptr;
     ASSERT_TRUE(reader.nextFrame(data));
     EXPECT_EQ(*static_cast<const char*>(data), '3');
-    EXPECT_EQ(reader.currFrameIdx(), 4u);
+    EXPECT_EQ(reader.currFrameIdx(), 4U);
 }
 
 // --- where frames lie ------------------------------------------------------------------------
 
 TEST_F(MovieReader, AnUncompressedFrameIsLookedAtInTheFile) {
     open(frames({"one", "two"}));
-    for (const unsigned int idx : {0u, 1u}) {
+    for (const unsigned int idx : {0U, 1U}) {
         const void* data = nullptr;
         ASSERT_TRUE(reader.getFrame(data, idx));
         EXPECT_TRUE(isMappedFrom(file.path(), data));
@@ -133,7 +133,7 @@ TEST_F(MovieReader, FramesOfManyPagesAreLookedAtInTheFile) {
     const QByteArray pixels(300000, 'p');
     open(MovieBytes().frame("odd").frame(pixels).frame(pixels));
     const void* data = nullptr;
-    ASSERT_EQ(reader.getRawFrame(data, 2), 300000u);
+    ASSERT_EQ(reader.getRawFrame(data, 2), 300000U);
     EXPECT_TRUE(isMappedFrom(file.path(), data));
     EXPECT_TRUE(isMappedFrom(file.path(), static_cast<const char*>(data) + 299999));
     EXPECT_EQ(rawFrame(2), pixels);
@@ -142,7 +142,7 @@ TEST_F(MovieReader, FramesOfManyPagesAreLookedAtInTheFile) {
 TEST_F(MovieReader, ASwappedFrameIsACopy) {
     open(MovieBytes().endian(Order::Big).attribute("pixbits", 16).frame("abcd").frame("efgh"));
     const void* data = nullptr;
-    ASSERT_EQ(reader.getRawFrame(data, 0), 4u);
+    ASSERT_EQ(reader.getRawFrame(data, 0), 4U);
     EXPECT_FALSE(isMappedFrom(file.path(), data));
     EXPECT_EQ(rawFrame(1), QByteArray("fehg"));
     EXPECT_EQ(rawFrame(0), QByteArray("badc")) << "the file is not swapped in place";
@@ -235,13 +235,13 @@ TEST_F(MovieReader, ARecordThatLeadsToNoFrameGivesNone) {
     movie.record(2, movie.end(), 3);         // the powers
     movie.chunk(MovieBytes::LaserPower, "x");
     open(movie);
-    ASSERT_EQ(reader.nbFrames(), 3u);
+    ASSERT_EQ(reader.nbFrames(), 3U);
     int untouched = 0;
     const void* data = &untouched;
     EXPECT_FALSE(reader.getFrame(data, 1));
     EXPECT_FALSE(reader.getRawFrame(data, 2));
     EXPECT_EQ(data, &untouched);
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
     EXPECT_EQ(rawFrame(0), QByteArray("one"));
 }
 
@@ -271,7 +271,7 @@ TEST_F(MovieReader, NextFrameStaysAtAFrameThatFails) {
     const LogCapture quiet;
     const void* data = nullptr;
     EXPECT_THROW(reader.nextFrame(data), IOFileException);
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
 }
 
 TEST_F(MovieReader, AFileThatShrinksUnderTheReaderFailsAtTheNextRequest) {
@@ -298,6 +298,6 @@ TEST_F(MovieReader, AShrunkFileIsToldByItsMissingInfo) {
     file.resize(35);
     const QString message = "File " + file.path() + ": missing info, bad file format.";
     expectFailure<IOFileException>(readerFailure("IR_MISSINFO", message), [&] { rawFrame(1); });
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
     EXPECT_EQ(rawFrame(0), QByteArray("one")) << "what is left can be read";
 }

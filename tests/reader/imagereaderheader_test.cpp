@@ -155,7 +155,7 @@ TEST_F(MovieReader, ReadsThePalette) {
     open(withFirstNode(1));
     MzPalette palette;
     EXPECT_TRUE(reader.palette(palette));
-    ASSERT_EQ(palette._nodes.size(), 1u);
+    ASSERT_EQ(palette._nodes.size(), 1U);
     EXPECT_EQ(palette._nodes.front(), firstNode);
 }
 
@@ -176,7 +176,7 @@ TEST_F(MovieReader, ABrokenPaletteKeepsTheNodesInFrontOfTheBreak) {
     open(withFirstNode(2));
     MzPalette palette;
     EXPECT_FALSE(reader.palette(palette));
-    ASSERT_EQ(palette._nodes.size(), 1u) << "not the default";
+    ASSERT_EQ(palette._nodes.size(), 1U) << "not the default";
     EXPECT_EQ(palette._nodes.front(), firstNode);
 }
 
@@ -227,7 +227,7 @@ TEST_F(MovieReader, ChangedAttributesStayInMemory) {
     EXPECT_TRUE(reader.width(width));
     EXPECT_EQ(width, 9);
     const ImageReader& constant = reader;
-    EXPECT_EQ(constant.attributeChunk().attributes().count(QStringLiteral("plug_k")), 1u);
+    EXPECT_EQ(constant.attributeChunk().attributes().count(QStringLiteral("plug_k")), 1U);
     reader.reloadHeader();
     EXPECT_TRUE(reader.width(width));
     EXPECT_EQ(width, 2);

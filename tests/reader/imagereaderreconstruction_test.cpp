@@ -163,7 +163,7 @@ TEST_F(Reconstruction, NextFrameReconstructsToo) {
 TEST_F(Reconstruction, RawFramesAreNotReconstructed) {
     open(vectorized().frame(bytes16({7, 8, 9})));
     const void* data = nullptr;
-    ASSERT_EQ(withService.getRawFrame(data, 0), 6u);
+    ASSERT_EQ(withService.getRawFrame(data, 0), 6U);
     EXPECT_EQ(QByteArray(static_cast<const char*>(data), 6), bytes16({7, 8, 9}));
     EXPECT_EQ(calls.reconstructed, 0);
 }
@@ -243,7 +243,7 @@ TEST_F(Reconstruction, WithoutAServiceOnlyRawFramesAreGiven) {
             ": vectorized data unsupported because no reconstruction service provided.");
     expectFailure<IOFileException>(unsupported, [&] { reader.getFrame(data, 0); });
     expectFailure<IOFileException>(unsupported, [&] { reader.nextFrame(data); });
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
     EXPECT_FALSE(reader.getFrame(data, 1)) << "a frame that is not there needs no service";
 }
 
@@ -299,7 +299,7 @@ TEST_F(Reconstruction, NegativeAndOverflowingImagesAreRefusedAtOpen) {
         put(withFibers(width, height, 3));
         expectFailure<IOFileException>(invalidFrameSize("IR_GRF_SIZE"),
                                        [&] { withService.open(file.path()); });
-        EXPECT_EQ(withService.nbFrames(), 0u);
+        EXPECT_EQ(withService.nbFrames(), 0U);
     }
     EXPECT_EQ(calls.prepared, 0);
 }

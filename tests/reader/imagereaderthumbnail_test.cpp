@@ -54,7 +54,7 @@ TEST_F(Thumbnail, ShowsTheFrameThatIsAskedFor) {
     const auto [min, max] = naive.window();
     expectThrough(grey(0, 2000), static_cast<float>(min) / 2000.0F,
                   static_cast<float>(max) / 2000.0F, 0x8000, naive);
-    EXPECT_EQ(reader.currFrameIdx(), 1u);
+    EXPECT_EQ(reader.currFrameIdx(), 1U);
 }
 
 TEST_F(Thumbnail, ReadsTheFrameBetweenSizeAndPixelType) {
@@ -64,9 +64,9 @@ TEST_F(Thumbnail, ReadsTheFrameBetweenSizeAndPixelType) {
              .frame(picture16())
              .frame(picture16()));
     expectNone(0, 10, 1);
-    EXPECT_EQ(reader.currFrameIdx(), 0u);
+    EXPECT_EQ(reader.currFrameIdx(), 0U);
     expectNone(10, 10, 1);
-    EXPECT_EQ(reader.currFrameIdx(), 1u);
+    EXPECT_EQ(reader.currFrameIdx(), 1U);
 }
 
 TEST_F(Thumbnail, WithoutAPaletteUsesTheDefaultOne) {
@@ -115,11 +115,11 @@ TEST_F(Thumbnail, MasksOneLevel) {
     const auto [min, max] = naive.window();
     expectThrough(grey(0, 2000), static_cast<float>(min) / 2000.0F,
                   static_cast<float>(max) / 2000.0F, 100, naive);
-    EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000u);
+    EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000U);
     // Only the 16 bits of the level count.
     open(withHeader(MZ_USHORT).attribute("mask_level", 65536 + 100).frame(picture16()));
     ASSERT_TRUE(reader.thumbnail(image, width, height, 0));
-    EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000u);
+    EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000U);
 }
 
 TEST_F(Thumbnail, MasksTheLowestLevelUnlessToldOtherwise) {
@@ -128,11 +128,11 @@ TEST_F(Thumbnail, MasksTheLowestLevelUnlessToldOtherwise) {
     const QByteArray frame = le16(0x8000) + picture16().mid(2);
     open(withPalette(withHeader(MZ_USHORT), white).frame(frame));
     ASSERT_TRUE(reader.thumbnail(image, width, height, 0));
-    EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000u);
-    EXPECT_EQ(pixelOf(image, 1, 0), 0xffffffffu);
+    EXPECT_EQ(pixelOf(image, 0, 0), 0xff000000U);
+    EXPECT_EQ(pixelOf(image, 1, 0), 0xffffffffU);
     open(withPalette(withHeader(MZ_USHORT), white).attribute("mask_level", 7).frame(frame));
     ASSERT_TRUE(reader.thumbnail(image, width, height, 0));
-    EXPECT_EQ(pixelOf(image, 0, 0), 0xffffffffu);
+    EXPECT_EQ(pixelOf(image, 0, 0), 0xffffffffU);
 }
 
 TEST_F(Thumbnail, OfEightBitsHoldsTheSamples) {

@@ -58,7 +58,7 @@ TEST_F(ReloadHeader, AFrameStaysWhereItIsWhenReloadingFails) {
     const LogCapture quiet;
     EXPECT_THROW(reader.reloadHeader(), IOFileException);
     EXPECT_TRUE(isFilledWith(first, 'a'));
-    EXPECT_EQ(reader.nbFrames(), 2u);
+    EXPECT_EQ(reader.nbFrames(), 2U);
     EXPECT_TRUE(isFilledWith(requestFrame(1), 'b'));
 }
 
@@ -67,7 +67,7 @@ TEST_F(ReloadHeader, TheNextFrameOfAGrownFileCanBeHad) {
     requestFrame(1);
     grow(frameSize);
     reader.reloadHeader();
-    EXPECT_EQ(reader.nbFrames(), 2u) << "as many as when the movie was opened";
+    EXPECT_EQ(reader.nbFrames(), 2U) << "as many as when the movie was opened";
     reader.open(file.path());
     EXPECT_TRUE(isFilledWith(requestFrame(2), 'g'));
 }

@@ -34,7 +34,7 @@ TEST(DamagedMovie, GivesThePayloadsOfItsWholeChunks) {
     const ScratchFile file("some bytes" + frames() + startHeader(2, 100) + "torn");
     DamagedMovie movie(file.path());
     const auto& chunks = movie.remains().scan.chunks;
-    ASSERT_EQ(chunks.size(), 2u);
+    ASSERT_EQ(chunks.size(), 2U);
     EXPECT_EQ(QByteArray(movie.payload(chunks[1]), 12), "second frame");
     EXPECT_EQ(QByteArray(movie.payload(chunks[0]), 11), "first frame");
     EXPECT_FALSE(movie.remains().wholeInfo());
@@ -66,8 +66,8 @@ TEST(DamagedMovie, SaysWhatItsInfoChunkSaysEvenATornOne) {
         if (c.text == "none") continue;
         const auto* index = movie.remains().ownInfo->find(2);
         ASSERT_NE(index, nullptr);
-        ASSERT_EQ(index->size(), 2u);
-        EXPECT_EQ(index->front().offset, 43u);
+        ASSERT_EQ(index->size(), 2U);
+        EXPECT_EQ(index->front().offset, 43U);
     }
 }
 

@@ -71,10 +71,10 @@ TEST(FrameList, RemovesFramesWithTheirPlaces) {
 }
 
 TEST(EntriesLeft, AreThoseThatTheListReaches) {
-    EXPECT_EQ(entriesLeft({0, 2, 3}, 4), 3u);
-    EXPECT_EQ(entriesLeft({0, 2, 3}, 3), 2u);
-    EXPECT_EQ(entriesLeft({1, 2}, 1), 0u);
-    EXPECT_EQ(entriesLeft({}, 5), 0u);
+    EXPECT_EQ(entriesLeft({0, 2, 3}, 4), 3U);
+    EXPECT_EQ(entriesLeft({0, 2, 3}, 3), 2U);
+    EXPECT_EQ(entriesLeft({1, 2}, 1), 0U);
+    EXPECT_EQ(entriesLeft({}, 5), 0U);
 }
 
 TEST(EntriesAt, AreThoseOfTheFramesThatAreLeft) {

@@ -47,7 +47,7 @@ protected:
         EXPECT_EQ(report.framesKept, whole.size());
         EXPECT_EQ(report.bytesKept, end);
         EXPECT_EQ(report.bytesCut, cut - end);
-        ASSERT_EQ(report.gaps.size(), cut > end ? 1u : 0u);
+        ASSERT_EQ(report.gaps.size(), cut > end ? 1U : 0U);
         if (cut > end) {
             EXPECT_EQ(report.gaps[0].offset, end);
             EXPECT_EQ(report.gaps[0].length, cut - end);
@@ -100,7 +100,7 @@ TEST_F(Salvage, LeavesASoundFileAlone) {
     ASSERT_EQ(::chmod(damaged().toLocal8Bit().constData(), S_IRUSR), 0);
     const SalvageReport report = ImageUtilities::salvage(damaged(), AttributeChunk());
     EXPECT_TRUE(report.wasSound);
-    EXPECT_EQ(report.framesKept, 3u);
+    EXPECT_EQ(report.framesKept, 3U);
     EXPECT_EQ(report.bytesKept, bytes.size());
     EXPECT_EQ(report.bytesCut, 0);
     EXPECT_TRUE(report.gaps.empty());
@@ -146,10 +146,10 @@ TEST_F(Salvage, OfARecordingWithoutAFrameGivesAMovieWithoutOne) {
     for (const QByteArray& torn : {QByteArray(), startHeader(2, 100), QByteArray("\n<CSTA")}) {
         writeFile(damaged(), torn);
         const SalvageReport report = salvageInPlace();
-        EXPECT_EQ(report.framesKept, 0u);
+        EXPECT_EQ(report.framesKept, 0U);
         EXPECT_EQ(report.bytesCut, torn.size());
         EXPECT_EQ(soundMovie(damaged()).types(), (std::vector<uint32_t>{6, 5}));
-        EXPECT_EQ(ImageReader(damaged()).nbFrames(), 0u);
+        EXPECT_EQ(ImageReader(damaged()).nbFrames(), 0U);
     }
 }
 
@@ -158,9 +158,9 @@ TEST_F(Salvage, NeedsNoReconstructionService) {
     const WatchedService service;
     for (const QByteArray& content : {bytes, withoutInfo()}) {
         writeAnew(damaged(), content);
-        EXPECT_EQ(salvageToOutput().framesKept, 3u);
+        EXPECT_EQ(salvageToOutput().framesKept, 3U);
         EXPECT_EQ(service.uses(), 0);
-        EXPECT_EQ(salvageInPlace().framesKept, 3u);
+        EXPECT_EQ(salvageInPlace().framesKept, 3U);
         EXPECT_EQ(service.uses(), 0);
     }
     const ImageReader reader(damaged());
@@ -187,7 +187,7 @@ TEST_F(Salvage, RefusesWhatIsNoMovie) {
                 EXPECT_EQ(thrown.message(), failure.message);
                 EXPECT_EQ(thrown.origin(), failure.origin);
             }
-            ASSERT_EQ(log.records().size(), 2u);
+            ASSERT_EQ(log.records().size(), 2U);
             EXPECT_EQ(log.records()[1].code.toStdString(), failure.code);
             EXPECT_EQ(log.records()[1].loggerName.toStdString(), failure.logger);
         };
@@ -274,18 +274,18 @@ TEST_F(Salvage, OnAFullDiskLeavesTheFileAsItWas) {
         EXPECT_THROW(salvageToOutput(), IOFileException);
         EXPECT_FALSE(QFile::exists(output()));
     }
-    EXPECT_EQ(salvageInPlace().framesKept, 3u);
+    EXPECT_EQ(salvageInPlace().framesKept, 3U);
 }
 
 TEST_F(Salvage, ServesFilesUpToFourGibibytes) {
     recordGood({});
     attributes.set(QStringLiteral("compression_type"), QStringLiteral("none"));
     const ScratchFile file;
-    const qint64 second = putSparseChunk(file, 0, 2, 0xe0000000u);
+    const qint64 second = putSparseChunk(file, 0, 2, 0xe0000000U);
     file.put(second, chunk(2, frameOf(kind, 1)) + startHeader(2, 256) + "torn");
     const LogCapture quiet;
     const SalvageReport report = ImageUtilities::salvage(file.path(), attributes);
-    EXPECT_EQ(report.framesKept, 2u);
+    EXPECT_EQ(report.framesKept, 2U);
     EXPECT_EQ(report.bytesCut, 20);
     const Movie salvaged = soundMovie(file.path());
     EXPECT_EQ(salvaged.frameOffsets, (std::vector<uint64_t>{0, static_cast<uint64_t>(second)}));
@@ -295,8 +295,8 @@ TEST_F(Salvage, ServesFilesUpToFourGibibytes) {
 TEST_F(Salvage, RefusesFilesThatNoIndexCanAddress) {
     recordGood({});
     const ScratchFile file;
-    const qint64 second = putSparseChunk(file, 0, 2, 0xe0000000u);
-    const qint64 end = putSparseChunk(file, second, 2, 0xe0000000u);
+    const qint64 second = putSparseChunk(file, 0, 2, 0xe0000000U);
+    const qint64 end = putSparseChunk(file, second, 2, 0xe0000000U);
     const LogCapture quiet;
     EXPECT_THROW(ImageUtilities::salvage(file.path(), attributes), IOFileException);
     EXPECT_EQ(file.size(), end);

@@ -121,14 +121,14 @@ TEST_F(DamagedRecording, LeavesTimesOutWhenNobodyKnowsWhichFramesAreMissing) {
 }
 
 TEST_F(DamagedRecording, KeepsWhatIsWholeOfFibersTimesAndPowers) {
-    for (const uint32_t type : {6u, 7u, 8u}) {
+    for (const uint32_t type : {6U, 7U, 8U}) {
         for (const MovieChunk& chunk : movie.chunks) {
             if (chunk.type != type) continue;
             QByteArray content = withoutInfo();
             content[static_cast<qsizetype>(chunk.offset)] = 'x';
             writeAnew(damaged(), content);
             fibers.clear();
-            EXPECT_EQ(salvageToOutput().framesKept, 5u);
+            EXPECT_EQ(salvageToOutput().framesKept, 5U);
             const Movie salvaged = soundMovie(output());
             EXPECT_EQ(salvaged.fiberWords.empty(), type == 6);
             EXPECT_EQ(salvaged.times, type == 7 ? std::vector<MovieTime>() : movie.times);
@@ -199,7 +199,7 @@ TEST_F(DamagedRecording, ComesBackWithTheWholeLinesOfATornInfoChunk) {
     for (qsizetype cut = text; cut < bytes.size() - 16; ++cut) {
         writeAnew(damaged(), bytes.left(cut));
         const SalvageReport salvaged = salvageInPlace();
-        EXPECT_EQ(salvaged.framesKept, 5u);
+        EXPECT_EQ(salvaged.framesKept, 5U);
         const Movie found = soundMovie(damaged());
         std::map<QByteArray, QByteArray> expected = {
             {"comment", "another"}, {"endian", "2"}, {"width", "16"}};

@@ -37,7 +37,7 @@ TEST_F(SalvageGiven, WithAttributesOfAnotherKindLeavesTheFileAsItWas) {
         EXPECT_FALSE(QFile::exists(output()));
 
         attributes = ImageUtilities::attributesOf(good());
-        EXPECT_EQ(salvageInPlace().framesKept, 3u);
+        EXPECT_EQ(salvageInPlace().framesKept, 3U);
     }
 }
 
@@ -83,7 +83,7 @@ TEST_F(SalvageGiven, AdjustsTheDataTypeToTheFrames) {
             writeFile(damaged(), withoutInfo());
             salvageInPlace();
             EXPECT_EQ(soundMovie(damaged()).attribute("data_type"), isVectorized ? "vec" : "imp");
-            EXPECT_EQ(salvageToOutput().framesKept, 3u);
+            EXPECT_EQ(salvageToOutput().framesKept, 3U);
         }
     }
 }
@@ -111,7 +111,7 @@ TEST_F(SalvageGiven, NeedsFibersForCompressedVectorizedFrames) {
     EXPECT_EQ(readFile(damaged()), killed);
     fibers = ImageUtilities::fibersOf(good());
     EXPECT_EQ(fibers, someFibers());
-    EXPECT_EQ(salvageInPlace().framesKept, 3u);
+    EXPECT_EQ(salvageInPlace().framesKept, 3U);
     expectFrames(damaged(), kind, allFrames(), false);
 
     attributes.erase(QStringLiteral("width"));

@@ -108,7 +108,7 @@ TEST(PlanInPlace, WritesTheInfoChunkAloneBehindWhatIsComplete) {
     EXPECT_EQ(offsetsIn(plan, 6), (Offsets{364}));
     EXPECT_EQ(offsetsIn(plan, 7), (Offsets{412}));
     EXPECT_EQ(offsetsIn(plan, 8), (Offsets{460}));
-    EXPECT_EQ(plan.report().framesKept, 2u);
+    EXPECT_EQ(plan.report().framesKept, 2U);
     EXPECT_EQ(plan.report().bytesCut, 50);
     expectEachByteOnce(plan, remains);
 }
@@ -121,7 +121,7 @@ TEST(PlanInPlace, WritesListsAnewThatHaveEntriesOfLostFrames) {
     for (size_t i = 0; i < 2; ++i) {
         const auto& left = std::get<LeftEntries>(plan.tail()[i].payload);
         EXPECT_EQ(left.list.offset, remains.movie.scan.chunks[2 + i].offset);
-        EXPECT_EQ(left.entrySize, i == 0 ? 8u : 1u);
+        EXPECT_EQ(left.entrySize, i == 0 ? 8U : 1U);
         EXPECT_EQ(left.places, (Places{0, 2}));
         EXPECT_EQ(plan.tail()[i].size, 2 * left.entrySize);
     }
@@ -150,10 +150,10 @@ TEST(PlanInPlace, MovesItsTailAndNothingElse) {
 
 TEST(PlanInPlace, LeavesOutWhatNoIndexCanAddress) {
     Remains remains;
-    remains.chunk(2, 0xe0000000u).chunk(2, 0x20000000u).chunk(5, 10);
+    remains.chunk(2, 0xe0000000U).chunk(2, 0x20000000U).chunk(5, 10);
     const SalvagePlan plan = planOf(remains, SalvageMode::InPlace);
-    EXPECT_EQ(plan.frameCount(), 1u);
-    ASSERT_EQ(plan.report().gaps.size(), 2u);
+    EXPECT_EQ(plan.frameCount(), 1U);
+    ASSERT_EQ(plan.report().gaps.size(), 2U);
     EXPECT_EQ(plan.report().gaps[0].why.toStdString(), "beyond what an index can address");
     EXPECT_EQ(plan.report().gaps[1].why.toStdString(), "beyond what an index can address");
     expectEachByteOnce(plan, remains);
@@ -168,7 +168,7 @@ TEST(PlanInPlace, LetsTheOwnInfoChunkStandThatSaysTheSame) {
     remains.movie.wholeInfoPayload = payload;
     const SalvagePlan plan = planOf(remains, SalvageMode::InPlace);
     EXPECT_TRUE(plan.ownInfoStands());
-    EXPECT_EQ(plan.report().gaps.size(), 1u);
+    EXPECT_EQ(plan.report().gaps.size(), 1U);
     expectEachByteOnce(plan, remains);
 
     const SalvagePlan copy = planOf(remains, SalvageMode::Copy);
@@ -217,12 +217,12 @@ TEST(PlannedCopy, HoldsFramesThenOthersThenTheTailWithoutGaps) {
 
 TEST(PlannedCopy, LeavesOutFramesThatDoNotFitWithTheirEntries) {
     Remains remains;
-    remains.chunk(2, 0x90000000u).chunk(2, 0x70000000u).chunk(2, 0x60000000u).chunk(8, 3);
+    remains.chunk(2, 0x90000000U).chunk(2, 0x70000000U).chunk(2, 0x60000000U).chunk(8, 3);
     const SalvagePlan plan = planOf(remains, SalvageMode::Copy);
-    ASSERT_EQ(plan.frameCount(), 2u);
-    EXPECT_EQ(plan.kept()[1].original.size, 0x60000000u);
+    ASSERT_EQ(plan.frameCount(), 2U);
+    EXPECT_EQ(plan.kept()[1].original.size, 0x60000000U);
     EXPECT_EQ(std::get<LeftEntries>(plan.tail()[0].payload).places, (Places{0, 2}));
-    ASSERT_EQ(plan.report().gaps.size(), 1u);
+    ASSERT_EQ(plan.report().gaps.size(), 1U);
     EXPECT_EQ(plan.report().gaps[0].offset, 0x90000020);
     EXPECT_EQ(plan.report().gaps[0].why.toStdString(), "beyond what an index can address");
     expectEachByteOnce(plan, remains);
@@ -237,7 +237,7 @@ TEST(PlannedCopy, IsAsLongAsAnIndexCanAddressAndNoLonger) {
         Remains remains;
         remains.chunk(2, static_cast<unsigned int>(largest - tail - framing + beyond));
         const SalvagePlan plan = planOf(remains, SalvageMode::Copy);
-        EXPECT_EQ(plan.frameCount(), beyond == 0 ? 1u : 0u);
+        EXPECT_EQ(plan.frameCount(), beyond == 0 ? 1U : 0U);
         if (beyond == 0) {
             EXPECT_EQ(plan.tail().back().offset + tail, largest);
         }
@@ -251,24 +251,24 @@ TEST(SalvagePlan, WithoutAFrameIsAnotherPlan) {
     remains.chunk(2, 100).chunk(2, 200).chunk(2, 300).chunk(7, 24).chunk(8, 3);
     const SalvagePlan plan = planOf(remains, SalvageMode::Copy);
     const SalvagePlan left = plan.without({{0, QStringLiteral("one")}, {2, QStringLiteral("two")}});
-    EXPECT_EQ(plan.frameCount(), 3u);
+    EXPECT_EQ(plan.frameCount(), 3U);
     EXPECT_TRUE(plan.report().gaps.empty());
-    EXPECT_EQ(plan.tail()[0].size, 24u);
+    EXPECT_EQ(plan.tail()[0].size, 24U);
 
-    ASSERT_EQ(left.frameCount(), 1u);
-    EXPECT_EQ(left.kept()[0].original.size, 200u);
+    ASSERT_EQ(left.frameCount(), 1U);
+    EXPECT_EQ(left.kept()[0].original.size, 200U);
     EXPECT_EQ(left.kept()[0].offset, 0);
     EXPECT_EQ(std::get<LeftEntries>(left.tail()[0].payload).places, (Places{1}));
     EXPECT_EQ(left.tail()[0].offset, 232);
-    ASSERT_EQ(left.report().gaps.size(), 2u);
+    ASSERT_EQ(left.report().gaps.size(), 2U);
     EXPECT_EQ(left.report().gaps[0].why.toStdString(), "one");
     EXPECT_EQ(left.report().gaps[1].why.toStdString(), "two");
     EXPECT_EQ(left.report().gaps[1].offset, 364);
     expectEachByteOnce(left, remains);
 
     const SalvagePlan none = left.without({{0, QStringLiteral("three")}});
-    EXPECT_EQ(none.frameCount(), 0u);
-    EXPECT_EQ(none.report().gaps.size(), 3u);
+    EXPECT_EQ(none.frameCount(), 0U);
+    EXPECT_EQ(none.report().gaps.size(), 3U);
     expectEachByteOnce(none, remains);
 }
 
@@ -284,12 +284,12 @@ TEST(SalvagePlan, CarriesEveryKindOfTrailingChunkInTheOrderOfTheirTable) {
     }
     const SalvagePlan copy = planOf(remains, SalvageMode::Copy);
     EXPECT_EQ(typesOf(copy.tail()), kinds);
-    EXPECT_EQ(copy.kept().size(), 1u);
+    EXPECT_EQ(copy.kept().size(), 1U);
     const SalvagePlan inPlace = planOf(remains, SalvageMode::InPlace);
     for (const unsigned int kind : kinds) {
         if (kind == MZ_CT_INFO) continue;
-        EXPECT_EQ(offsetsIn(copy, kind).size(), 1u) << kind;
-        EXPECT_EQ(offsetsIn(inPlace, kind).size(), 1u) << kind;
+        EXPECT_EQ(offsetsIn(copy, kind).size(), 1U) << kind;
+        EXPECT_EQ(offsetsIn(inPlace, kind).size(), 1U) << kind;
     }
     for (const SalvagePlan& plan : {copy, inPlace}) {
         EXPECT_TRUE(plan.report().gaps.empty());
@@ -304,15 +304,15 @@ TEST(SalvagePlan, TakesGivenFibersForAMovieThatHasNone) {
     for (const SalvageMode mode : {SalvageMode::InPlace, SalvageMode::Copy}) {
         const SalvagePlan plan = planOf(remains, mode, fibers);
         ASSERT_EQ(typesOf(plan.tail()), (Types{6, 5}));
-        EXPECT_EQ(plan.tail()[0].size, 16u);
+        EXPECT_EQ(plan.tail()[0].size, 16U);
         EXPECT_EQ(offsetsIn(plan, 6), (Offsets{132}));
-        EXPECT_EQ(planOf(remains, mode).tail().size(), 1u);
+        EXPECT_EQ(planOf(remains, mode).tail().size(), 1U);
         const LogCapture quiet;
         EXPECT_THROW(planOf(remains, mode, fibers, AttributeChunk()), IOFileException);
     }
     remains.chunk(6, 8);
     const SalvagePlan plan = planOf(remains, SalvageMode::Copy, fibers, AttributeChunk());
-    EXPECT_EQ(plan.tail()[0].size, 8u);
+    EXPECT_EQ(plan.tail()[0].size, 8U);
 }
 
 }  // namespace

@@ -108,8 +108,8 @@ inline std::ostream& operator<<(std::ostream& out, const FramingSize& row) {
 inline std::vector<FramingSize> framingSizes(const QByteArray& movie) {
     std::vector<FramingSize> rows;
     for (const MovieChunk& chunk : parseMovie(movie).chunks) {
-        for (uint32_t size : {0u, 1u, chunk.size - 1, chunk.size + 1, chunk.size + 32, 0x7fffffffu,
-                              0x80000000u, 0xffffffe0u, 0xffffffffu}) {
+        for (uint32_t size : {0U, 1U, chunk.size - 1, chunk.size + 1, chunk.size + 32, 0x7fffffffU,
+                              0x80000000U, 0xffffffe0U, 0xffffffffU}) {
             if (size == chunk.size) continue;
             rows.push_back({chunk, size, true, false});
             rows.push_back({chunk, size, false, true});
@@ -139,13 +139,13 @@ inline std::ostream& operator<<(std::ostream& out, const IndexNumber& row) {
 inline std::vector<IndexNumber> indexNumbers(const QByteArray& movie) {
     const std::vector<MovieRecord> index = parseMovie(movie).index;
     std::vector<IndexNumber> rows;
-    for (uint32_t number : {0u, 1u, 2u, 1000u, 0x15555555u, 0x15555556u, 0x55555555u, 0x55555556u,
-                            0x7fffffffu, 0x80000000u, 0xfffffffeu, 0xffffffffu})
+    for (uint32_t number : {0U, 1U, 2U, 1000U, 0x15555555U, 0x15555556U, 0x55555555U, 0x55555556U,
+                            0x7fffffffU, 0x80000000U, 0xfffffffeU, 0xffffffffU})
         if (number != index.size()) rows.push_back({IndexNumber::Count, 0, number});
     const auto size = static_cast<uint32_t>(movie.size());
     for (size_t i = 0; i < index.size(); ++i) {
-        for (uint32_t number : {0u, 1u, size - 33, size - 32, size - 16, size - 1, size,
-                                0x7fffffffu, 0x80000000u, 0xfffffff0u, 0xffffffffu}) {
+        for (uint32_t number : {0U, 1U, size - 33, size - 32, size - 16, size - 1, size,
+                                0x7fffffffU, 0x80000000U, 0xfffffff0U, 0xffffffffU}) {
             const auto record = static_cast<int>(i);
             if (number != index[i].offset) rows.push_back({IndexNumber::Offset, record, number});
             if (number != index[i].length) rows.push_back({IndexNumber::Length, record, number});

@@ -44,7 +44,7 @@ void expectFailure(const Failure& expected, Action&& action) {
         EXPECT_EQ(thrown.origin(), expected.origin);
         EXPECT_TRUE(thrown.techDetailsMsg().isEmpty());
     }
-    ASSERT_EQ(log.records().size(), 1u);
+    ASSERT_EQ(log.records().size(), 1U);
     const LogRecord& record = log.records().front();
     EXPECT_EQ(record.level, LogLevel::Error);
     EXPECT_EQ(record.loggerName.toStdString(), expected.logger);

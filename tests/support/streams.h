@@ -78,7 +78,7 @@ inline QByteArray inflated(const QByteArray& stream, int format, qsizetype size)
     state.next_out = reinterpret_cast<Bytef*>(out.data());
     state.avail_out = static_cast<uInt>(out.size());
     EXPECT_EQ(inflate(&state, Z_FINISH), Z_STREAM_END);
-    EXPECT_EQ(state.avail_in, 0u);
+    EXPECT_EQ(state.avail_in, 0U);
     out.resize(static_cast<qsizetype>(state.total_out));
     inflateEnd(&state);
     return out;

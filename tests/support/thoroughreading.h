@@ -39,7 +39,7 @@ bool succeeds(Request request) {
         request();
         return true;
     } catch (const IOFileException& thrown) {
-        EXPECT_EQ(codesOfDamage().count(thrown.code().toStdString()), 1u) << thrown.what();
+        EXPECT_EQ(codesOfDamage().count(thrown.code().toStdString()), 1U) << thrown.what();
         EXPECT_FALSE(thrown.message().isEmpty());
     } catch (const BaseException& thrown) {
         ADD_FAILURE() << "not an IOFileException: " << thrown.what();

@@ -75,7 +75,7 @@ TEST(CallsThatCompile, MakingAReader) {
     const auto onHeap = std::make_unique<const ImageReader>(name, service);
     for (const ImageReader* reader :
          {&named, &both, &bothOfItsClass, &withNull, &withNone, &list, &braced, &*onHeap})
-        EXPECT_EQ(reader->nbFrames(), 1u);
+        EXPECT_EQ(reader->nbFrames(), 1U);
 
     ImageReader::setReconstructionServiceFactory(service);
     ImageReader::setReconstructionServiceFactory(ofItsClass);
@@ -121,7 +121,7 @@ TEST(CallsThatCompile, ReadingAHeader) {
     EXPECT_EQ(reader.getMaskLevel(), -32768);
     MzPalette palette;
     EXPECT_FALSE(reader.palette(palette));
-    EXPECT_EQ(reader.attributeChunk().attributes().count("width"), 1u);
+    EXPECT_EQ(reader.attributeChunk().attributes().count("width"), 1U);
 
     std::vector<float> positions;
     std::vector<unsigned int> indexes;
@@ -170,7 +170,7 @@ TEST(CallsThatCompile, AddingFramesInTheirOrder) {
     writer.addFrameAtEnd(pixels, frameBytes, 0.5);
     writer.replaceFrame(pixels, 0);
     writer.replaceFrame(pixels, 0, 0.5F);
-    writer.replaceFrame(pixels, 0u, 0.5);
+    writer.replaceFrame(pixels, 0U, 0.5);
     writer.organizeIndex(1, 2);
     writer.setFirstFrame(1);
     writer.close();
@@ -201,7 +201,7 @@ TEST(CallsThatCompile, AddingFramesWithTheirTimes) {
     writer.addFrameAtEnd(pixels, frameBytes, time1, 0.5);
     writer.replaceFrame(pixels, 0, time1);
     writer.replaceFrame(pixels, 0, time1, 0.5F);
-    writer.replaceFrame(pixels, 0u, time1, 0.5);
+    writer.replaceFrame(pixels, 0U, time1, 0.5);
     writer.close();
     EXPECT_EQ(soundMovie(file.path()).times, (std::vector<MovieTime>(12, {1, 2})));
 }
@@ -279,7 +279,7 @@ TEST(CallsThatCompile, CopyingWithNamedArguments) {
                                   nullptr, Service());
     RSQCompress::compressFileImpl(in, out, CompressionType::None, RSQCompress::SameAsInput, 0, 0,
                                   &progress, repeatingService());
-    EXPECT_EQ(soundMovie(out).frames.size(), 1u);
+    EXPECT_EQ(soundMovie(out).frames.size(), 1U);
 }
 
 TEST(CallsThatCompile, Attributes) {
@@ -295,9 +295,9 @@ TEST(CallsThatCompile, Attributes) {
     QString text;
     EXPECT_TRUE(chunk.get("number", number) && chunk.get("letter", letter));
     EXPECT_TRUE(chunk.get("half", real) && chunk.get("text", text));
-    EXPECT_EQ(chunk.erase("number"), 1u);
+    EXPECT_EQ(chunk.erase("number"), 1U);
     const AttributeChunk::AttributeMap& map = const_cast<const AttributeChunk&>(chunk).attributes();
-    EXPECT_EQ(map.size(), 3u);
+    EXPECT_EQ(map.size(), 3U);
     chunk.attributes()["other"]._val = "value";
 
     AttributeChunk other;
@@ -319,7 +319,7 @@ TEST(CallsThatCompile, Attributes) {
     AttributePaletteAdaptor::paletteToAttributes(palette, other, QString());
     std::vector<QRgb> table;
     PalDataGenerator<LerpQRGB<IdxUnsigned8>>()(palette, table, MakeMinValueBlack, 0);
-    EXPECT_EQ(table.size(), 256u);
+    EXPECT_EQ(table.size(), 256U);
 }
 
 TEST(CallsThatCompile, TimesAndIndexes) {
@@ -347,7 +347,7 @@ TEST(CallsThatCompile, TimesAndIndexes) {
     char* payload = info.save(length);
     EXPECT_EQ(info.load(payload, static_cast<unsigned int>(length)), 1);
     delete[] payload;
-    EXPECT_EQ(info.erase("a"), 1u);
+    EXPECT_EQ(info.erase("a"), 1U);
     info.clear();
     ChunkIndex& asIndex = info;
     AttributeChunk& asAttributes = info;
@@ -367,7 +367,7 @@ TEST(CallsThatCompile, ChunkHeaders) {
     EXPECT_FALSE(end.loadFD(fd));
     ChunkHeaderBase& base = end;
     EXPECT_TRUE(base.loadFD(fd, qint64{16}));
-    EXPECT_EQ(base.type() + base.size(), 6u);
+    EXPECT_EQ(base.type() + base.size(), 6U);
     ChunkStartHeader copy = start;
     copy = ChunkStartHeader(MZ_CT_INFO, 0);
     EXPECT_EQ(copy.type(), static_cast<unsigned int>(MZ_CT_INFO));

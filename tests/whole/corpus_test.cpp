@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(Files, Corpus, testing::ValuesIn(namesIn(corpus())),
                          [](const auto& file) { return file.param; });
 
 TEST(CorpusFolder, HoldsFiles) {
-    EXPECT_GE(namesIn(QDir(QStringLiteral(DATAIO_CORPUS_DIR))).size(), 12u);
+    EXPECT_GE(namesIn(QDir(QStringLiteral(DATAIO_CORPUS_DIR))).size(), 12U);
 }
 
 }  // namespace

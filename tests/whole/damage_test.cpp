@@ -169,7 +169,7 @@ TEST_P(Damage, MemoryIsBounded) {
             }
             meet(sized(GetParam(), size, size));
         }
-        for (uint32_t number : {0x7fffffffu, 0x55555556u}) {
+        for (uint32_t number : {0x7fffffffU, 0x55555556U}) {
             meet(IndexNumber{IndexNumber::Count, 0, number}.of(good));
         }
         EXPECT_LE(processMemory("VmPeak") - before, mostMemory);

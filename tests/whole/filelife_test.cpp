@@ -112,7 +112,7 @@ protected:
 
         for (uint32_t i = 0; i < 4; ++i)
             model.append(frame(i), 100 + i, i % 2 == 0 ? '\xfe' : '\xff');
-        model.fibers = le32(0) + le32(0) + le32(4026531839u) + le32(3758096383u);
+        model.fibers = le32(0) + le32(0) + le32(4026531839U) + le32(3758096383U);
         model.text = {{"compression_type", "none"},
                       {"endian", "2"},
                       {"height", "8"},

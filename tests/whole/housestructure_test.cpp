@@ -61,7 +61,7 @@ TEST(House, IsSoundInSmall) {
 
 TEST(House, TheTableIsReadToItsEnd) {
     const std::vector<Floor> floors = floorsIn(smallPage);
-    ASSERT_EQ(floors.size(), 3u);
+    ASSERT_EQ(floors.size(), 3U);
     EXPECT_EQ(floors[0].folder, "libDataIO/upper");
     EXPECT_EQ(floors[0].headers, Names{"plain.h"});
     EXPECT_EQ(floors[0].mayInclude, (Names{"libCommon", "libDataIO/lower"}));
@@ -177,9 +177,9 @@ House realHouse() {
 
 TEST(House, ThisOneIsAsItsTableSays) {
     const House house = realHouse();
-    EXPECT_GT(house.installed.size(), 25u);
-    EXPECT_GT(house.files.size(), 80u);
-    EXPECT_EQ(floorsIn(house.page).size(), 9u);
+    EXPECT_GT(house.installed.size(), 25U);
+    EXPECT_GT(house.files.size(), 80U);
+    EXPECT_EQ(floorsIn(house.page).size(), 9U);
     for (const std::string& finding : judged(house))
         ADD_FAILURE() << finding;
 }

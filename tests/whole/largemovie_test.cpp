@@ -67,7 +67,7 @@ class LargeMovies : public testing::TestWithParam<qint64> {};
 TEST_P(LargeMovies, AreReadInAnyOrder) {
     const LargeMovie movie(GetParam());
     ImageReader reader(movie.file.path());
-    ASSERT_EQ(reader.nbFrames(), 7u);
+    ASSERT_EQ(reader.nbFrames(), 7U);
     for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(frameAt(reader, 6), "last one");
         EXPECT_EQ(frameAt(reader, 0), "at start");
@@ -87,7 +87,7 @@ TEST_P(LargeMovies, AreReplacedInAndAppendedTo) {
     writer.close();
 
     const Movie parsed = soundMovie(movie.file.path());
-    ASSERT_EQ(parsed.frames.size(), 8u);
+    ASSERT_EQ(parsed.frames.size(), 8U);
     EXPECT_EQ(parsed.frameOffsets.back(), static_cast<uint64_t>(movie.end));
     ImageReader reader(movie.file.path());
     EXPECT_EQ(frameAt(reader, 2), "REPLACED");

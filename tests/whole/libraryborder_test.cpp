@@ -78,7 +78,7 @@ TEST(LibraryBorder, MovieIsRecordedAndRead) {
 
     ImageReader reader(file.path());
     const void* data = nullptr;
-    ASSERT_EQ(reader.nbFrames(), 2u);
+    ASSERT_EQ(reader.nbFrames(), 2U);
     ASSERT_TRUE(reader.getFrame(data, 1));
     EXPECT_EQ(std::memcmp(data, frame.constData(), 2400), 0);
 }
@@ -124,7 +124,7 @@ TEST(LibraryBorder, CaughtFailureOutlivesItsCauseAndTellsAll) {
 TEST(LibraryBorder, LogStreamOfTheApplicationGetsTheRecords) {
     const LogCapture listening(LogLevel::Warning);
     EXPECT_THROW(ImageWriter().addFrame("abc", 3), IOFileException);
-    ASSERT_EQ(listening.records().size(), 1u);
+    ASSERT_EQ(listening.records().size(), 1U);
     EXPECT_EQ(listening.records().front().code, "FDCW_AC_BADFD");
     EXPECT_EQ(listening.records().front().loggerName, "dataio.fdchunkwriter");
     EXPECT_EQ(listening.records().front().level, LogLevel::Error);

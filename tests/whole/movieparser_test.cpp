@@ -32,7 +32,7 @@ TEST(MovieParser, ReadsEveryPartOfASoundMovie) {
     EXPECT_EQ(movie.times, (std::vector<MovieTime>{{-5, 6}}));
     EXPECT_EQ(movie.powers, (std::vector<int>{127, 255}));
     EXPECT_EQ(movie.attribute("b"), "c=d");
-    EXPECT_EQ(movie.text.size(), 2u);
+    EXPECT_EQ(movie.text.size(), 2U);
 }
 
 TEST(MovieParser, SeesDamagedFraming) {
@@ -46,7 +46,7 @@ TEST(MovieParser, SeesDamagedFraming) {
     EXPECT_EQ(firstProblem(other), "end header differs from start header at 18");
     other = sound;
     other[18 + 13] = 1;  // the size there
-    EXPECT_EQ(parseMovie(other).problems.size(), 2u);
+    EXPECT_EQ(parseMovie(other).problems.size(), 2U);
     EXPECT_EQ(firstProblem(QByteArray()), "last chunk is no info chunk at 0");
 }
 

@@ -74,9 +74,9 @@ TEST(TestSources, NameTheCodesOfTheLibraryAndAllOfThem) {
     named.merge(codesBelow("fuzz"));
     const Strings thrown = codesBelow("libDataIO");
     for (const std::string& code : named)
-        EXPECT_EQ(thrown.count(code), 1u) << code << " exists nowhere";
+        EXPECT_EQ(thrown.count(code), 1U) << code << " exists nowhere";
     for (const std::string& code : thrown)
-        EXPECT_EQ(named.count(code), 1u) << code << " is not tested";
+        EXPECT_EQ(named.count(code), 1U) << code << " is not tested";
     EXPECT_EQ(codesIn("\"IW_AF_SIZE\", \"MZ_UCHAR\", IW_AF_FULL"), Strings{"IW_AF_SIZE"});
 }
 

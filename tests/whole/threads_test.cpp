@@ -82,7 +82,7 @@ void expectMovie(const QString& path, int thread) {
     }
     std::vector<float> fibers;
     reader.getRasterFiberContinuousIndexes(fibers, ImageReader::NoFiberFiltering);
-    EXPECT_EQ(fibers.size(), 4u);
+    EXPECT_EQ(fibers.size(), 4U);
 }
 
 TEST(Threads, WritersAndReadersOfDifferentFilesDoNotMeet) {

@@ -183,7 +183,7 @@ protected:
                 expectStated(thrown, log, codesOf(steps[i], fault));
             }
             if (faults.size() == 1) {
-                EXPECT_EQ(log.records().size(), 1u);
+                EXPECT_EQ(log.records().size(), 1U);
                 expectStateAfterFailure(i, fault);
             } else {
                 EXPECT_TRUE(readFileIfAny(path).startsWith(undisturbed[i]));
@@ -202,7 +202,7 @@ protected:
 
     static void expectStated(const IOFileException& thrown, const LogCapture& log,
                              const Codes& codes) {
-        EXPECT_EQ(codes.count(thrown.code().toStdString()), 1u) << thrown.what();
+        EXPECT_EQ(codes.count(thrown.code().toStdString()), 1U) << thrown.what();
         EXPECT_EQ(thrown.origin(),
                   thrown.code() == QLatin1String("FDCW_AC_SEEK") ? SOFTWARE : SYSCALL);
         ASSERT_FALSE(log.records().empty());

@@ -40,7 +40,7 @@ TEST(ImageWriterCreate, StartsWithByteOrderAndNoCompression) {
     ImageWriter writer;
     EXPECT_EQ(text(writer, "endian"), "2");
     EXPECT_EQ(text(writer, "compression_type"), "none");
-    EXPECT_EQ(writer.attributeChunk().attributes().size(), 2u);
+    EXPECT_EQ(writer.attributeChunk().attributes().size(), 2U);
 }
 
 TEST(ImageWriterCreate, ForgetsWhatWasSetOrRecordedBefore) {
@@ -122,7 +122,7 @@ TEST(ImageWriterEnd, SwallowsAFailureWithNoRecordButItsOwn) {
     writer->addRasterFiberContinuousIndexes({1, 1});
     const LogCapture log;
     writer.reset();
-    ASSERT_EQ(log.records().size(), 1u);
+    ASSERT_EQ(log.records().size(), 1U);
     EXPECT_EQ(log.records().front().code, "IW_ARFCI_INFO");
     EXPECT_EQ(file.bytes(), chunk(2, "abc"));
 }

@@ -74,7 +74,7 @@ TEST(ModifyAttribute, CanBeDoneAgainAndAgain) {
     EXPECT_EQ(file.bytes(), wholeMovie().finished(oldText));
     writer.modify(file.path());
     writer.close();
-    EXPECT_EQ(soundMovie(file.path()).frames.size(), 2u);
+    EXPECT_EQ(soundMovie(file.path()).frames.size(), 2U);
 }
 
 TEST(ModifyAttribute, DropsAnOpenRecordingAsItStands) {
@@ -132,7 +132,7 @@ TEST(ModifyAttribute, FullDiskPutsTheOldEndBack) {
             const LogCapture log;
             const FileSizeLimit limit(static_cast<rlim_t>(room));
             EXPECT_THROW(writer.modifyAttribute(file.path(), longer), IOFileException) << room;
-            EXPECT_EQ(log.records().size(), 1u);
+            EXPECT_EQ(log.records().size(), 1U);
         }
         EXPECT_FALSE(writer.isOpen());
         ASSERT_EQ(file.bytes(), before) << room;

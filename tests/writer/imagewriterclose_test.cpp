@@ -213,7 +213,7 @@ TEST(ImageWriterClose, FullDiskIsTakenBackAndCloseTriedAgain) {
             const LogCapture log;
             const FileSizeLimit limit(static_cast<rlim_t>(room));
             EXPECT_THROW(writer.close(), IOFileException) << room;
-            EXPECT_EQ(log.records().size(), 1u);
+            EXPECT_EQ(log.records().size(), 1U);
         }
         ASSERT_TRUE(writer.isOpen());
         ASSERT_EQ(file.bytes(), frames) << room;
@@ -257,7 +257,7 @@ TEST(ImageWriterClose, FileThatCannotBeSoughtIsRefused) {
     EXPECT_TRUE(writer->isOpen());
     const LogCapture log;
     writer.reset();
-    EXPECT_EQ(log.records().size(), 1u);
+    EXPECT_EQ(log.records().size(), 1U);
 }
 
 }  // namespace

@@ -130,7 +130,7 @@ TEST_P(CompressedFrames, TinyFrameFitsBehindALargeOne) {
     const Movie movie = soundMovie(_file.path());
     EXPECT_EQ(movie.frames,
               (std::vector<QByteArray>{reference(large), reference("a"), reference("")}));
-    EXPECT_EQ(movie.times.size(), 3u);
+    EXPECT_EQ(movie.times.size(), 3U);
     EXPECT_EQ(movie.powers, (std::vector<int>{127, 127, 127}));
 }
 

@@ -45,7 +45,7 @@ void expectRefused(const char* code, const char* message, bool autotime, const A
     writer.close();
     const Movie movie = soundMovie(file.path());
     EXPECT_EQ(movie.types(), (std::vector<uint32_t>{2, 7, 8, 5}));
-    EXPECT_EQ(movie.times.size(), 1u);
+    EXPECT_EQ(movie.times.size(), 1U);
     EXPECT_EQ(movie.powers, (std::vector<int>{127}));
     EXPECT_FALSE(movie.has("data_type"));
 }
@@ -181,7 +181,7 @@ TEST(AddFrame, AutomaticTimeIsThatOfTheCall) {
     writer.close();
 
     const Movie movie = soundMovie(file.path());
-    ASSERT_EQ(movie.times.size(), 3u);
+    ASSERT_EQ(movie.times.size(), 3U);
     const auto micros = [](int64_t sec, int64_t usec) { return sec * 1000000 + usec; };
     int64_t last = micros(before.tv_sec, before.tv_usec);
     for (const MovieTime& time : movie.times) {
@@ -335,7 +335,7 @@ TEST(AddFrame, FullDiskLeavesNothingOfTheFrameAndItCanBeAddedAgain) {
                               : QLatin1String("Could not write chunk start header: ")))
                     << failure.message().toStdString();
             }
-            EXPECT_EQ(log.records().size(), 1u);
+            EXPECT_EQ(log.records().size(), 1U);
         }
         ASSERT_EQ(file.bytes(), first);
         add(writer, "second", timeOf(2), 1.0F);

@@ -99,7 +99,7 @@ TEST(FullMovie, ThereIsRoomForHeaderAndFibersSetLater) {
     const Movie movie = soundMovie(file.path());
     EXPECT_LE(movie.chunks.back().offset, static_cast<uint64_t>(limit));
     EXPECT_LE(file.size(), limit);
-    EXPECT_EQ(movie.fiberWords.size(), 60000u);
+    EXPECT_EQ(movie.fiberWords.size(), 60000U);
     EXPECT_EQ(movie.attribute("notes").size(), 3 * mebi);
 }
 

@@ -47,7 +47,7 @@ TEST(ImageWriterHeader, SettersWriteTheirKeys) {
     writer.width(641);
     EXPECT_EQ(text(writer, "indexed"), "0");
     EXPECT_EQ(text(writer, "width"), "641");
-    EXPECT_EQ(writer.attributeChunk().attributes().size(), 11u);
+    EXPECT_EQ(writer.attributeChunk().attributes().size(), 11U);
 }
 
 TEST(ImageWriterHeader, AnyAttributeKeepsTheTypeItWasGiven) {

@@ -215,7 +215,7 @@ TEST(ModifyOlderMovie, TimesMoveFromAttributesToAChunk) {
                              "utc_offset_seconds=99\n"));
     EXPECT_EQ(movie.types(), (std::vector<uint32_t>{Frame, Frame, Times, Info}));
     EXPECT_EQ(movie.times, (std::vector<MovieTime>{{4, 3}, {5, 6}}));
-    EXPECT_EQ(movie.text.size(), 2u);
+    EXPECT_EQ(movie.text.size(), 2U);
     EXPECT_TRUE(movie.has("utc_offset_seconds"));
 }
 

@@ -77,7 +77,7 @@ TEST(ReplaceFrame, TakesThePresentTimeWithAutotime) {
     writer.replaceFrame("AAA", 0);
     writer.close();
     const Movie movie = soundMovie(file.path());
-    ASSERT_EQ(movie.times.size(), 2u);
+    ASSERT_EQ(movie.times.size(), 2U);
     const MovieTime& last = movie.times.back();  // sorted: the replaced one is the youngest
     EXPECT_GE(std::make_pair(int64_t{last.sec}, int64_t{last.usec}),
               std::make_pair(int64_t{before.tv_sec}, int64_t{before.tv_usec}));

@@ -43,7 +43,7 @@ protected:
         const Movie movie = soundMovie(_file.path());
         EXPECT_EQ(orderOf(movie), frames);
         EXPECT_EQ(movie.powers, powers);
-        ASSERT_EQ(movie.times.size(), 10u);
+        ASSERT_EQ(movie.times.size(), 10U);
         for (int i = 0; i < 10; ++i) {
             EXPECT_EQ(movie.times[size_t(i)], (MovieTime{91 + i, 0}));
             EXPECT_EQ(movie.chunks[size_t(i)].size, uint32_t(i));

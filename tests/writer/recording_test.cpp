@@ -133,7 +133,7 @@ TEST_P(Recording, IsWholeAndReadBackBitForBit) {
     EXPECT_EQ(movie.types(), types);
     EXPECT_EQ(movie.times.size(), count);
     EXPECT_EQ(movie.powers.size(), count);
-    EXPECT_EQ(movie.fiberWords.size(), 2u * fibers);
+    EXPECT_EQ(movie.fiberWords.size(), 2U * fibers);
     EXPECT_EQ(movie.attribute("comment"), "first line\asecond line");
     EXPECT_EQ(movie.attribute("data_type"), GetParam().vectorized ? "vec" : "");
     if (GetParam().compression == CompressionType::None) {
@@ -255,7 +255,7 @@ TEST(LifeOfAMovie, IsSoundAfterEveryStep) {
     writer.modifyAttribute(file.path(), attributes);
     const Movie movie = soundMovie(file.path());
     EXPECT_EQ(movie.types(), (std::vector<uint32_t>{2, 2, 2, 2, 2, 2, 2, 7, 8, 5}));
-    EXPECT_EQ(movie.text.size(), 2u);
+    EXPECT_EQ(movie.text.size(), 2U);
     expectInAnotherProcess([&]() -> const char* {
         ImageReader reader(file.path());
         return isFrame(reader, 0, "gggg") && isFrame(reader, 6, "ffff") ? nullptr : "frame";
