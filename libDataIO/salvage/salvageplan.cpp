@@ -34,10 +34,9 @@ QByteArray suppliedPayload(MZImageChunkType type, const std::vector<float>& fibe
         case MZ_CT_FIBERCENTER:
             return fiberPayload(fibers, attributes);
         case MZ_CT_FRAMETIMER:
-        case MZ_CT_LASERPOWER:
-            return {};  // they were in the memory of the recorder alone
-        case MZ_CT_INFO:
-            return {};  // made when all others have their places
+        case MZ_CT_LASERPOWER:  // both were in the memory of the recorder alone
+        case MZ_CT_INFO:        // made when all others have their places
+            return {};
         case MZ_CT_FRAME:
         case MZ_CT_HEADER:
         case MZ_CT_PALETTE:
