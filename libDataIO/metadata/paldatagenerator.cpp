@@ -91,11 +91,12 @@ public:
         int64_t total = 0;
         for (const Segment& segment : segments)
             total += std::min(segment.to - segment.from + 1, size());
-        if (total <= 2 * size())
-            for (const Segment& segment : segments)
-                write(segment);
-        else
+        if (total > 2 * size()) {
             writeFromTheLast(segments);
+            return;
+        }
+        for (const Segment& segment : segments)
+            write(segment);
     }
 
 private:
