@@ -44,6 +44,7 @@ void expectGivenBack(Holder hold) {
 }
 
 TEST(Cancellation, AWriterClosesItsFile) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
     expectGivenBack([](int fd) {
         auto writer = std::make_unique<FDChunkWriter>();
         writer->fileDes(fd);
@@ -52,6 +53,7 @@ TEST(Cancellation, AWriterClosesItsFile) {
 }
 
 TEST(Cancellation, AReaderClosesItsFile) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
     expectGivenBack([](int fd) {
         auto reader = std::make_unique<MMapChunkReader>();
         reader->fileDes(fd);
@@ -61,10 +63,12 @@ TEST(Cancellation, AReaderClosesItsFile) {
 }
 
 TEST(Cancellation, ADescriptorIsClosed) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
     expectGivenBack([](int fd) { return std::make_unique<posix::Descriptor>(fd); });
 }
 
 TEST(Cancellation, TheOwnersOfReaderAndWriterAreDestroyed) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
     const ScratchFile file(chunk(2, "aaaa"));
     bool isBehind = false;
     EXPECT_TRUE(isCancelled([&] {
@@ -82,6 +86,7 @@ TEST(Cancellation, TheOwnersOfReaderAndWriterAreDestroyed) {
 }
 
 TEST(Cancellation, DoesNotLeaveAFileHalfClosed) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
     const ScratchFile file;
     const int fd = file.open();
     FDChunkWriter writer;
@@ -99,6 +104,7 @@ TEST(Cancellation, DoesNotLeaveAFileHalfClosed) {
 }
 
 TEST(Cancellation, PassesThroughACallThatWrites) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
     const ScratchFile file;
     FDChunkWriter writer;
     writer.fileDes(file.open());
@@ -113,6 +119,7 @@ TEST(Cancellation, PassesThroughACallThatWrites) {
 }
 
 TEST(Cancellation, IsSwitchedOffOnlyAsLongAsTheGuardLives) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
     bool isBehind = false;
     EXPECT_TRUE(isCancelled([&] {
         {
@@ -129,6 +136,7 @@ TEST(Cancellation, IsSwitchedOffOnlyAsLongAsTheGuardLives) {
 }
 
 TEST(Cancellation, ThatWasOffBeforeStaysOff) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
     bool isBehind = false;
     EXPECT_FALSE(isCancelled([&] {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
