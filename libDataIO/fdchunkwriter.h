@@ -7,6 +7,7 @@
 #include <libDataIO/chunkwriter.h>
 
 #include <memory>
+#include <vector>
 
 namespace mz {
 
@@ -39,6 +40,17 @@ public:
     ///         lost; the call may be tried again
     int addChunk(unsigned int type, const void* data, size_t size) override;
 
+    /// Writes over a chunk with one of the same type and size, and moves the cursor behind it. Its
+    /// end header is unrecognisable while the payload is written: should the process be killed, or
+    /// the disk fail, there is a damaged place and never a whole chunk made of two.
+    /// @param data `size` bytes, only read during the call
+    /// @return false, nothing changed, when no such chunk stands at `offset`
+    /// @throws IOFileException "FDCW_AC_BADFD" without a descriptor; "FDCW_HC_READ" when the system
+    ///         does not show the chunk; "FDCW_AC_SEEK", "CHB_WFD_WRITE", "FDCW_AC_WRITE" as
+    ///         addChunk(). As long as nothing of the payload was written, the old chunk stays as it
+    ///         was; else the place is damaged, and the call may be tried again
+    bool replaceChunk(qint64 offset, unsigned int type, const void* data, unsigned int size);
+
     /// Closes the descriptor, if any; it is given up also when closing fails.
     /// @throws IOFileException "FDCW_CF_CLOSE" when the system reports a failure: data written
     ///         before may be lost
@@ -63,10 +75,6 @@ public:
     ///         "FDCW_PC_SEEK1", "FDCW_PC_SEEK2" when the descriptor cannot be moved, "FDCW_PC_READ"
     ///         when the payload cannot be read; and else as nextChunk()
     bool prevChunk(unsigned int type) override;
-
-    /// Whether a chunk of exactly that type and payload size stands at `offset`. The cursor stays.
-    /// @throws IOFileException "FDCW_HC_READ" when the system fails
-    bool hasChunkAt(qint64 offset, unsigned int type, unsigned int size) const;
 
     bool openned() const override { return _fd != -1; }
 
@@ -102,6 +110,7 @@ public:
     void truncateFile();
 
 private:
+    void _checkOpen() const;
     bool _removeTornChunk();
     int _readPayload(unsigned int size);
 
@@ -111,6 +120,8 @@ private:
     unsigned int _size = 0;
     qint64 _offset = 0;
     qint64 _soundLength = -1;  ///< where a torn chunk must still be cut off, -1 when there is none
+    std::vector<qint64>
+        _halfReplaced;  ///< chunks without an end header since replacing them failed
 };
 
 }  // namespace mz

@@ -16,7 +16,7 @@ enum FileWriterMode {
 };
 
 /// The front of an FDChunkWriter, where the operations are described. Without an open file moves
-/// and hasChunkAt() return false, data() is null and chunkSize() 0, addChunk() throws
+/// return false, data() is null and chunkSize() 0, addChunk() and replaceChunk() throw
 /// "FDCW_AC_BADFD" and truncate() "FDCW_TRUNC". Not copyable.
 class DATAIO_EXPORT FileWriter {
 public:
@@ -41,7 +41,7 @@ public:
     int addChunk(unsigned int type, const void* data, size_t size);
     bool nextChunk(unsigned int type);
     bool prevChunk(unsigned int type);
-    bool hasChunkAt(qint64 offset, unsigned int type, unsigned int size) const;
+    bool replaceChunk(qint64 offset, unsigned int type, const void* data, unsigned int size);
     /// @param offset in bytes from the start of the file
     bool seek(qint64 offset);
     bool seekEnd();

@@ -122,7 +122,9 @@ public:
     void addFrameAtEnd(const void* data, int size, float laserPower = -1.0F);
     void addFrameAtEnd(const void* data, int size, timeval time, float laserPower = -1.0F);
 
-    /// Writes over frame `index` in place; a fault of the disk may leave that frame half written.
+    /// Writes over frame `index` in place. A fault of the disk, or a process that is killed, may
+    /// leave a damaged place there, which salvaging passes over, never a frame made of two; after
+    /// a failure the call may be tried again.
     /// `data` must hold as many bytes as that frame has in the file, which for a reopened movie of
     /// compressed frames are those of its stream: they are replaced as they are. Its time becomes
     /// the current one with autotime and `time` when given, else it stays. Powers missing up to the

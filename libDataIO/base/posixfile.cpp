@@ -119,6 +119,21 @@ qint64 writeAll(int fd, const void* data, size_t size) {
     return writeAll(fd, &part, 1);
 }
 
+qint64 writeAllAt(int fd, qint64 offset, const void* data, size_t size) {
+    const auto* const bytes = static_cast<const char*>(data);
+    size_t written = 0;
+    while (written < size) {
+        const ssize_t moved = untilNotInterrupted([&] {
+            return ::pwrite(fd, bytes + written, size - written,
+                            offset + static_cast<qint64>(written));
+        });
+        if (moved == 0) errno = EIO;
+        if (moved <= 0) break;
+        written += static_cast<size_t>(moved);
+    }
+    return static_cast<qint64>(written);
+}
+
 qint64 seek(int fd, qint64 offset, int whence) {
     return untilNotInterrupted([&] { return ::lseek(fd, offset, whence); });
 }

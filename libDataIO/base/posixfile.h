@@ -32,6 +32,8 @@ ssize_t read(int fd, void* data, size_t size);
 ///         that moved nothing
 qint64 writeAll(int fd, iovec* parts, int count);
 qint64 writeAll(int fd, const void* data, size_t size);
+/// Leaves the descriptor's position alone.
+qint64 writeAllAt(int fd, qint64 offset, const void* data, size_t size);
 
 /// What came of reading until all was there.
 struct ReadResult {

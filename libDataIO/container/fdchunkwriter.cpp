@@ -1,3 +1,4 @@
+#include <libDataIO/base/makeroom.h>
 #include <libDataIO/base/nocancellation.h>
 #include <libDataIO/base/posixfile.h>
 #include <libDataIO/chunkheader.h>
@@ -23,7 +24,8 @@ bool fits(qint64 offset, size_t payloadSize) {
            offset <= maxFileSize - chunkFramingSize - static_cast<qint64>(payloadSize);
 }
 
-/// @return how many bytes of the chunk were written, with errno when not all were
+/// @return how many bytes of the chunk were written at the descriptor's position, with errno when
+///         not all were
 qint64 writeChunk(int fd, unsigned int type, const void* data, size_t size) {
     const auto size32 = static_cast<unsigned int>(size);
     ChunkHeaderBytes start = encodeChunkHeader(ChunkStartHeader::_headerStr, type, size32);
@@ -80,12 +82,18 @@ FDChunkWriter::~FDChunkWriter() {
 void FDChunkWriter::fileDes(int fd) {
     _fd = fd;
     _soundLength = -1;
+    _halfReplaced.clear();
+}
+
+void FDChunkWriter::_checkOpen() const {
+    if (_fd == -1) {
+        DATAIO_FAIL(IOFileException, logger, SOFTWARE, "FDCW_AC_BADFD",
+                    QStringLiteral("Cannot write in a non openned file."));
+    }
 }
 
 int FDChunkWriter::addChunk(unsigned int type, const void* data, size_t size) {
-    if (_fd == -1)
-        DATAIO_FAIL(IOFileException, logger, SOFTWARE, "FDCW_AC_BADFD",
-                    QStringLiteral("Cannot write in a non openned file."));
+    _checkOpen();
     if (!_removeTornChunk()) failPayloadWrite(errno, DATAIO_HERE);
     // The end as a position, which is told faster than the file's status.
     const qint64 lengthBefore = posix::seek(_fd, 0, SEEK_END);
@@ -105,6 +113,37 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, size_t size) {
     const auto offset = static_cast<unsigned int>(_offset);
     _offset += chunkSize;
     return static_cast<int>(offset);
+}
+
+bool FDChunkWriter::replaceChunk(qint64 offset, unsigned int type, const void* data,
+                                 unsigned int size) {
+    _checkOpen();
+    const qint64 endHeader = offset + chunkHeaderSize + size;
+    const ChunkHeaderBytes start = encodeChunkHeader(ChunkStartHeader::_headerStr, type, size);
+    const ChunkHeaderBytes end = encodeChunkHeader(ChunkEndHeader::_headerStr, type, size);
+    const auto broken = std::find(_halfReplaced.begin(), _halfReplaced.end(), offset);
+    const bool isWhole = broken == _halfReplaced.end();
+    if (!hasBytesAt(_fd, offset, start) || (isWhole && !hasBytesAt(_fd, endHeader, end)))
+        return false;
+    if (posix::seek(_fd, offset, SEEK_SET) == -1) failSeekBeforeWrite(logger, DATAIO_HERE);
+    if (isWhole) makeRoomForOne(_halfReplaced);
+
+    const NoCancellation replacing;  // a thread that ended in between would leave half a chunk
+    const ChunkHeaderBytes nothing{};
+    qint64 written = 0;
+    if (posix::writeAllAt(_fd, endHeader, nothing.data(), nothing.size()) == chunkHeaderSize)
+        written = writeChunk(_fd, type, data, size);
+    const int reason = errno;
+    if (written == size + chunkFramingSize) {
+        if (!isWhole) _halfReplaced.erase(broken);
+        _offset = offset + written;
+        return true;
+    }
+    const bool isMended =
+        isWhole && written <= chunkHeaderSize &&
+        posix::writeAllAt(_fd, endHeader, end.data(), end.size()) == chunkHeaderSize;
+    if (isWhole && !isMended) _halfReplaced.push_back(offset);
+    failWriteAfter(written, size, reason, DATAIO_HERE);
 }
 
 bool FDChunkWriter::_removeTornChunk() {
@@ -165,12 +204,6 @@ bool FDChunkWriter::prevChunk(unsigned int type) {
         DATAIO_FAIL(IOFileException, logger, SYSCALL, "FDCW_PC_READ", previousUnreadable(error));
     _offset = chunkStart;
     return true;
-}
-
-bool FDChunkWriter::hasChunkAt(qint64 offset, unsigned int type, unsigned int size) const {
-    const ChunkHeaderBytes start = encodeChunkHeader(ChunkStartHeader::_headerStr, type, size);
-    const ChunkHeaderBytes end = encodeChunkHeader(ChunkEndHeader::_headerStr, type, size);
-    return hasBytesAt(_fd, offset, start) && hasBytesAt(_fd, offset + chunkHeaderSize + size, end);
 }
 
 /// @return 0, or errno when the system failed

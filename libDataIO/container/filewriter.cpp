@@ -69,8 +69,10 @@ bool FileWriter::prevChunk(unsigned int type) {
     return _writer && _writer->prevChunk(type);
 }
 
-bool FileWriter::hasChunkAt(qint64 offset, unsigned int type, unsigned int size) const {
-    return _writer && _writer->hasChunkAt(offset, type, size);
+bool FileWriter::replaceChunk(qint64 offset, unsigned int type, const void* data,
+                              unsigned int size) {
+    return _writer ? _writer->replaceChunk(offset, type, data, size)
+                   : FDChunkWriter().replaceChunk(offset, type, data, size);
 }
 
 bool FileWriter::seek(qint64 offset) {

@@ -167,12 +167,10 @@ void MovieRecording::replaceFrame(const void* data, unsigned int index, std::opt
     const ChunkRecord record = frames.records()[index];
     // A damaged index could lead into the middle of other frames, or take more bytes of the caller
     // than the frame has.
-    if (_writer.openned() && !_writer.hasChunkAt(record.offset, MZ_CT_FRAME, record.length)) {
+    if (!_writer.replaceChunk(record.offset, MZ_CT_FRAME, data, record.length)) {
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_RF_CHUNK",
                     QObject::tr("Frame is not where the index says, file may be corrupted."));
     }
-    if (_writer.openned() && !_writer.seek(record.offset)) failSeek();
-    _writer.addChunk(MZ_CT_FRAME, data, record.length);
     if (hasAutotime()) time = now();
     frames.replace(index, time, power);
 }

@@ -234,22 +234,6 @@ TEST_F(FailingWriter, InterruptedCallsAreMadeAgain) {
     EXPECT_EQ(file.bytes(), sound);
 }
 
-TEST_F(FailingWriter, LookingForAChunkThatCannotBeReadIsNotTakenForItsAbsence) {
-    openOver(sound + chunk(5, "bb"));
-    EXPECT_TRUE(writer->hasChunkAt(0, 2, 4));
-    EXPECT_TRUE(writer->hasChunkAt(36, 5, 2));
-    EXPECT_FALSE(writer->hasChunkAt(0, 2, 3));
-    EXPECT_FALSE(writer->hasChunkAt(36, 2, 2));
-    EXPECT_FALSE(writer->hasChunkAt(70, 2, 4));
-    for (int header : {0, 1}) {
-        const FailingCalls read(Call::Read, EIO, header);
-        expectFailure<IOFileException>(
-            writerFailure("FDCW_HC_READ", "Could not read chunk header data: ", EIO),
-            [&] { writer->hasChunkAt(0, 2, 4); });
-    }
-    EXPECT_EQ(writer->tell(), 70U);
-}
-
 TEST_F(FailingWriter, FailedStepsForwardLeaveTheCursor) {
     openOver(sound + chunk(5, "bb"));
     ASSERT_TRUE(writer->seek(0));

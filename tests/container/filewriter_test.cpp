@@ -31,7 +31,6 @@ void expectWithoutFile(FileWriter& writer) {
     EXPECT_FALSE(writer.seek(0));
     EXPECT_FALSE(writer.seekEnd());
     EXPECT_FALSE(writer.seekPrev());
-    EXPECT_FALSE(writer.hasChunkAt(0, 2, 4));
     EXPECT_EQ(writer.data(), nullptr);
     EXPECT_EQ(writer.chunkSize(), 0U);
     EXPECT_EQ(writer.tell(), 0);
@@ -39,6 +38,9 @@ void expectWithoutFile(FileWriter& writer) {
     expectFailure<IOFileException>({"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_BADFD",
                                     QStringLiteral("Cannot write in a non openned file.")},
                                    [&] { add(writer, 2, "aaaa"); });
+    expectFailure<IOFileException>({"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_BADFD",
+                                    QStringLiteral("Cannot write in a non openned file.")},
+                                   [&] { writer.replaceChunk(0, 2, "aaaa", 4); });
     expectFailure<IOFileException>({"dataio.fdchunkwriter", SYSCALL, "FDCW_TRUNC",
                                     systemError("Error while removing old index chunk:", EBADF)},
                                    [&] { writer.truncate(); });

@@ -8,15 +8,13 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstring>
+#include <functional>
 #include <random>
-#include <thread>
 
+#include <tests/support/killedrecorder.h>
 #include <tests/support/logcapture.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/writerscenarios.h>
@@ -39,9 +37,8 @@ QByteArray recordedFrame(int number) {
     return scenarioFrame(number, samplesOf(number));
 }
 
-/// Records until it is killed, and tells through the pipe how many frames are complete. Now and
-/// then it closes the movie and opens it again.
-[[noreturn]] void recordForEver(const QString& path, int pipe) {
+/// Now and then it closes the movie and opens it again.
+void recordForEver(const QString& path, const KilledRecorder::Report& reportComplete) {
     ImageWriter writer;
     writer.create(path, true);
     writer.width(4);
@@ -50,57 +47,13 @@ QByteArray recordedFrame(int number) {
     for (int number = 0;; ++number) {
         const QByteArray frame = recordedFrame(number);
         writer.addFrame(frame.constData(), static_cast<int>(frame.size()));
-        const int complete = number + 1;
-        if (::write(pipe, &complete, sizeof complete) != sizeof complete) _exit(1);
+        reportComplete(number + 1);
         if (number % 7 == 6) {
             writer.close();
             writer.modify(path);
         }
     }
 }
-
-/// A child of this process rather than a program of its own: it lives for a few milliseconds, in
-/// which a program would not even have started under a sanitizer.
-class Recorder {
-public:
-    explicit Recorder(const QString& path) {
-        int ends[2];
-        EXPECT_EQ(::pipe(ends), 0);
-        _reports = ends[0];
-        _child = ::fork();
-        if (_child == 0) {
-            ::close(ends[0]);
-            recordForEver(path, ends[1]);
-        }
-        ::close(ends[1]);
-    }
-    Recorder(const Recorder&) = delete;
-    Recorder& operator=(const Recorder&) = delete;
-    ~Recorder() { ::close(_reports); }
-
-    /// @return the number of frames that it had reported
-    int killAfter(std::chrono::microseconds life) {
-        int complete = readReport();
-        std::this_thread::sleep_for(life);
-        ::kill(_child, SIGKILL);
-        int status = 0;
-        EXPECT_EQ(::waitpid(_child, &status, 0), _child);
-        EXPECT_TRUE(WIFSIGNALED(status)) << "the recorder ended by itself";
-        while (const int report = readReport())
-            complete = report;
-        return complete;
-    }
-
-private:
-    /// 0 when there are no more.
-    int readReport() const {
-        int report = 0;
-        return ::read(_reports, &report, sizeof report) == sizeof report ? report : 0;
-    }
-
-    int _reports = -1;
-    pid_t _child = -1;
-};
 
 bool holds(const QByteArray& payload, int number) {
     return payload == recordedFrame(number);
@@ -157,7 +110,9 @@ TEST(KilledRecorder, LosesNoFrameThatWasComplete) {
     int torn = 0;
     for (int round = 0; round < kills; ++round) {
         SCOPED_TRACE("seed " + std::to_string(seed) + ", kill " + std::to_string(round));
-        const int complete = Recorder(path).killAfter(std::chrono::microseconds(life(random)));
+        KilledRecorder recorder(
+            [&](const KilledRecorder::Report& report) { recordForEver(path, report); });
+        const int complete = recorder.killAfter(std::chrono::microseconds(life(random)));
         const QByteArray bytes = readFile(path);
         const Movie movie = parseMovie(bytes);
         const std::vector<QByteArray> frames = framesIn(movie);
@@ -174,6 +129,77 @@ TEST(KilledRecorder, LosesNoFrameThatWasComplete) {
     std::printf("%d kills, %d frames, %d files that do not open\n", kills, framesSurvived, torn);
     RecordProperty("seed", std::to_string(seed));
     RecordProperty("frames", framesSurvived);
+}
+
+// --- rings ---
+
+constexpr unsigned int ringSize = 4;
+constexpr int ringFrameSamples = 1 << 20;
+
+QByteArray uniformFrame(int number) {
+    QByteArray frame(2 * ringFrameSamples, Qt::Uninitialized);
+    std::fill_n(reinterpret_cast<uint16_t*>(frame.data()), ringFrameSamples,
+                static_cast<uint16_t>(number));
+    return frame;
+}
+
+/// Reports how many frames were complete, those of the first round and those that replaced them.
+void replaceForEver(const QString& path, const KilledRecorder::Report& reportComplete) {
+    ImageWriter writer;
+    writer.create(path, true);
+    for (int number = 0;; ++number) {
+        const QByteArray frame = uniformFrame(number);
+        const auto place = static_cast<unsigned int>(number) % ringSize;
+        if (number < static_cast<int>(ringSize))
+            writer.addFrame(frame.constData(), static_cast<int>(frame.size()));
+        else
+            writer.replaceFrame(frame.constData(), place);
+        reportComplete(number + 1);
+    }
+}
+
+/// What the salvaged frames show. A frame of two is none of them.
+std::vector<int> numbersIn(ImageReader& reader) {
+    std::vector<int> numbers;
+    for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
+        const void* data = nullptr;
+        EXPECT_EQ(reader.getRawFrame(data, i).get(), 2U * ringFrameSamples);
+        const auto* samples = static_cast<const uint16_t*>(data);
+        const auto isOther = [&](uint16_t sample) { return sample != samples[0]; };
+        EXPECT_TRUE(std::none_of(samples, samples + ringFrameSamples, isOther)) << "frame " << i;
+        numbers.push_back(samples[0]);
+    }
+    return numbers;
+}
+
+TEST(KilledRecorder, FrameThatIsBeingReplacedIsTheOldOneTheNewOneOrADamagedPlace) {
+    const LogCapture silent(LogLevel::Error);
+    const unsigned seed = std::random_device()();
+    std::printf("seed %u\n", seed);
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<std::chrono::microseconds::rep> life(3000, 9000);
+    AttributeChunk attributes = attributesForSalvage();
+    attributes.set(QStringLiteral("width"), 1024);
+    attributes.set(QStringLiteral("height"), ringFrameSamples / 1024);
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("movie"));
+    int damaged = 0;
+    for (int round = 0; round < 60 || (damaged == 0 && round < 600); ++round) {
+        SCOPED_TRACE("seed " + std::to_string(seed) + ", kill " + std::to_string(round));
+        KilledRecorder recorder(
+            [&](const KilledRecorder::Report& report) { replaceForEver(path, report); });
+        const int complete = recorder.killAfter(std::chrono::microseconds(life(random)));
+        ImageUtilities::salvage(path, attributes);
+        ImageReader reader(path);
+        const std::vector<int> numbers = numbersIn(reader);
+        // All but the oldest frame, whose place is the next one to be written, must be there.
+        for (int number = std::max(0, complete - static_cast<int>(ringSize) + 1); number < complete;
+             ++number)
+            ASSERT_EQ(std::count(numbers.begin(), numbers.end(), number), 1) << "frame " << number;
+        if (complete >= static_cast<int>(ringSize) && numbers.size() < ringSize) ++damaged;
+    }
+    std::printf("%d kills left a damaged place\n", damaged);
+    EXPECT_GT(damaged, 0) << "no kill came while a frame was being replaced";
 }
 
 }  // namespace

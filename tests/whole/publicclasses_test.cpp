@@ -73,7 +73,7 @@ const std::map<std::string, Size>& table() {
         DATAIO_SIZE(ChunkInfo, 136),
         DATAIO_SIZE(ChunkReader, 16),
         DATAIO_SIZE(ChunkWriter, 8),
-        DATAIO_SIZE(FDChunkWriter, 48),
+        DATAIO_SIZE(FDChunkWriter, 72),
         DATAIO_SIZE(FileReader, 24),
         DATAIO_SIZE(FileWriter, 16),
         DATAIO_SIZE(TimevalLessThan, 1),
