@@ -355,9 +355,8 @@ bool ImageReader::getBundleBoundingBox(std::vector<float>& bbox) const {
 // --- laser power and time of frames ---
 
 boost::optional<float> ImageReader::getLaserPower(unsigned int idx) const {
-    const std::vector<float>& powers = _state->movie.powers();
-    if (idx >= powers.size() || powers[idx] < 0) return boost::none;
-    return powers[idx];
+    const std::optional<float> power = _state->movie.power(idx);
+    return power ? boost::make_optional(*power) : boost::none;
 }
 
 bool ImageReader::getLaserPower(unsigned int idx, float& power) const {

@@ -56,9 +56,14 @@ void OpenMovie::_loadTimes() {
 }
 
 void OpenMovie::_loadPowers() {
-    QByteArray payload;
-    if (!read(MZ_CT_LASERPOWER, 0, payload) || payload.size() != qint64{_frameCount}) return;
-    _powers = decodeLaserPowers(payload.constData(), static_cast<std::size_t>(payload.size()));
+    if (!read(MZ_CT_LASERPOWER, 0, _powers) || _powers.size() != qint64{_frameCount})
+        _powers.clear();
+}
+
+std::optional<float> OpenMovie::power(unsigned int frame) const {
+    if (frame >= static_cast<std::size_t>(_powers.size())) return std::nullopt;
+    const float power = decodeLaserPower(static_cast<unsigned char>(_powers[frame]));
+    return power < 0 ? std::nullopt : std::make_optional(power);
 }
 
 bool OpenMovie::hasOtherByteOrder() const {

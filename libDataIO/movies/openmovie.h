@@ -40,7 +40,8 @@ public:
     unsigned int frameCount() const { return _frameCount; }
     CompressionType::e compression() const { return _compression; }
     const FrameTimer& times() const { return _times; }
-    const std::vector<float>& powers() const { return _powers; }
+    /// Empty for a frame that has none.
+    std::optional<float> power(unsigned int frame) const;
 
     /// Whether samples and fibre positions are in the other byte order, as far as the attributes
     /// say now.
@@ -72,7 +73,7 @@ private:
     unsigned int _frameCount = 0;
     CompressionType::e _compression = CompressionType::None;
     FrameTimer _times;
-    std::vector<float> _powers;
+    QByteArray _powers;  ///< as they are stored: few are ever asked for
 };
 
 }  // namespace mz

@@ -11,7 +11,10 @@ namespace mz {
 /// Stands for "no laser power" in memory; readers take any negative value as that.
 constexpr float noLaserPower = -1.0F;
 
-/// One power a byte; noLaserPower for 255.
+/// noLaserPower for 255.
+float decodeLaserPower(unsigned char byte);
+
+/// One power a byte.
 std::vector<float> decodeLaserPowers(const void* payload, size_t size);
 
 /// One byte a power: 255 for negative powers and NaN, else the low 8 bits of round(power × 254).
