@@ -61,7 +61,7 @@ void makeTable(const MzPalette& palette) {
     require(palette._nodes.empty() == table.empty(), "a palette with nodes has a table");
 }
 
-void readPalette(const AttributeChunk& attributes) {
+void readPalette(const AttributeChunk& attributes, Choice& choice) {
     MzPalette palette;
     if (AttributePaletteAdaptor::attributesToPalette(attributes, palette, QString())) {
         AttributeChunk stored;
@@ -74,34 +74,37 @@ void readPalette(const AttributeChunk& attributes) {
     for (const auto transfer : {PTID, PTGAMMA, PTSIGMOID}) {
         palette._transfo = transfer;
         palette._saturationSignal = !palette._saturationSignal;
-        makeTable<IdxSigned8>(palette);
-        makeTable<IdxUnsigned8>(palette);
+        if (choice.onceIn(4)) makeTable<IdxSigned8>(palette);
+        if (choice.onceIn(4)) makeTable<IdxUnsigned8>(palette);
     }
-    makeTable<IdxSigned16>(palette);
+    if (choice.onceIn(64)) makeTable<IdxSigned16>(palette);
     palette.adjustNodeValues(0.25F, 0.5F);
-    makeTable<IdxUnsigned16>(palette);
+    if (choice.onceIn(64)) makeTable<IdxUnsigned16>(palette);
 }
 
 }  // namespace
 
-void parseAttributes(const QByteArray& input) {
+void parseAttributes(const QByteArray& input, Choice choice) {
     const AttributeChunk attributes = parsedLatin1(input);
-    require(haveSameEntries(attributes, parsed(QString::fromLatin1(input))),
-            "bytes parse as their text does");
-    comeBackFromText(attributes);
-    comeBackFromText(parsed(QString::fromUtf8(input)));
-    readValues(attributes);
-    readTimes(attributes);
-    readPalette(attributes);
-
-    AttributeChunk merged;
-    merged.set(QStringLiteral("width"), 1);
-    merged.safeMerge(attributes, AttributeChunk::RemoveFrameTimer);
-    int width = 0;
-    require(merged.get(QStringLiteral("width"), width) && width == 1,
-            "a safe merge replaces nothing");
-    merged.merge(attributes);
-    AttributeChunk::formatComment(QString::fromLatin1(input));
+    const auto comesBack = [&] {
+        require(haveSameEntries(attributes, parsed(QString::fromLatin1(input))),
+                "bytes parse as their text does");
+        comeBackFromText(attributes);
+    };
+    const auto merges = [&] {
+        AttributeChunk merged;
+        merged.set(QStringLiteral("width"), 1);
+        merged.safeMerge(attributes, AttributeChunk::RemoveFrameTimer);
+        int width = 0;
+        require(merged.get(QStringLiteral("width"), width) && width == 1,
+                "a safe merge replaces nothing");
+        merged.merge(attributes);
+        AttributeChunk::formatComment(QString::fromLatin1(input));
+    };
+    choice.doOne(
+        comesBack, [&] { comeBackFromText(parsed(QString::fromUtf8(input))); },
+        [&] { readValues(attributes); }, [&] { readTimes(attributes); },
+        [&] { readPalette(attributes, choice); }, merges);
 }
 
 }  // namespace mz::fuzz

@@ -31,8 +31,9 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
-        mz::fuzz::DATAIO_FUZZ_OPERATION(QByteArray::fromRawData(reinterpret_cast<const char*>(data),
-                                                                static_cast<qsizetype>(size)));
+        const auto input = QByteArray::fromRawData(reinterpret_cast<const char*>(data),
+                                                   static_cast<qsizetype>(size));
+        mz::fuzz::DATAIO_FUZZ_OPERATION(input, mz::fuzz::Choice::of(input));
     } catch (const mz::fuzz::Broken& broken) {
         std::fprintf(stderr, "ERROR: not kept: %s\n", broken.promise);
         std::abort();

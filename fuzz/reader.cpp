@@ -59,10 +59,11 @@ void readHeader(ImageReader& reader) {
     reader.removeAttribute(QStringLiteral("plug_fuzz"));
 }
 
-void readFibers(const ImageReader& reader) {
+void readFibers(const ImageReader& reader, Choice& choice) {
     std::vector<float> positions;
     std::vector<unsigned int> numbers;
     for (int i = 0; i <= noFilteringMode; ++i) {
+        if (!choice.onceIn(noFilteringMode)) continue;
         const auto mode = static_cast<ImageReader::FiberFilteringMode>(i);
         succeeds([&] {
             reader.getRasterFiberContinuousIndexes(positions, mode);
@@ -115,7 +116,7 @@ bool isFlat(const ImageReader& reader) {
            height / width < 4;
 }
 
-void readFrame(ImageReader& reader, unsigned int number) {
+void readPixels(ImageReader& reader, unsigned int number) {
     const bool exists = number < reader.nbFrames();
     const void* data = nullptr;
     succeedsOnFrames([&] {
@@ -127,24 +128,37 @@ void readFrame(ImageReader& reader, unsigned int number) {
     succeedsOnFrames([&] {
         if (reader.getFrame(data, number)) touch(data, imageBytes(reader));
     });
-    for (const int side : {1, 40, std::numeric_limits<int>::max()}) {
-        if (side > 40 && !isFlat(reader)) break;
-        QImage image;
-        if (!reader.thumbnail(image, std::min(side, 400), side, static_cast<int>(number))) {
-            require(image.isNull(), "an image that cannot be made is untouched");
-        }
+}
+
+void makeThumbnail(ImageReader& reader, unsigned int number, int side) {
+    if (side > 40 && !isFlat(reader)) return;
+    QImage image;
+    if (!reader.thumbnail(image, std::min(side, 400), side, static_cast<int>(number)))
+        require(image.isNull(), "an image that cannot be made is untouched");
+}
+
+void readFrame(ImageReader& reader, unsigned int number, Choice& choice) {
+    readPixels(reader, number);
+    for (const int side : {1, 40}) {
+        if (choice.onceIn(4)) makeThumbnail(reader, number, side);
     }
+    if (choice.onceIn(256)) makeThumbnail(reader, number, std::numeric_limits<int>::max());
     readTiming(reader, number);
 }
 
-void readFrames(ImageReader& reader) {
+void readFrames(ImageReader& reader, Choice& choice) {
     const unsigned int count = reader.nbFrames();
-    for (unsigned int i = 0; i < std::min(count, mostFrames); ++i)
-        readFrame(reader, i);
-    for (unsigned int i : {count - 1, count, count + 1, std::numeric_limits<unsigned int>::max()})
-        readFrame(reader, i);
+    for (unsigned int i = 0; i < std::min(count, mostFrames); ++i) {
+        if (choice.onceIn(3)) readFrame(reader, i, choice);
+    }
+    for (unsigned int i : {count - 1, count, count + 1, std::numeric_limits<unsigned int>::max()}) {
+        if (choice.onceIn(6)) readFrame(reader, i, choice);
+    }
+}
 
-    // Backwards, and by steps.
+/// Backwards, and by steps.
+void walkFrames(ImageReader& reader) {
+    const unsigned int count = reader.nbFrames();
     const void* data = nullptr;
     for (unsigned int i = std::min(count, mostFrames); i > 0; --i)
         succeedsOnFrames([&] { reader.getRawFrame(data, i - 1); });
@@ -154,6 +168,13 @@ void readFrames(ImageReader& reader) {
         if (!succeedsOnFrames([&] { reader.nextFrame(data); })) break;
         require(reader.currFrameIdx() == current + 1, "nextFrame steps on by one");
     }
+}
+
+void reload(ImageReader& reader) {
+    const void* data = nullptr;
+    succeedsOnFrames([&] { reader.getRawFrame(data, 0); });
+    require(succeeds([&] { reader.reloadHeader(); }), "a header that was read is read again");
+    readPixels(reader, 0);
 }
 
 void readClosed(ImageReader& reader) {
@@ -168,27 +189,32 @@ void readClosed(ImageReader& reader) {
     readTiming(reader, 0);
 }
 
-void visit(ImageReader& reader, const QString& path) {
+void visit(ImageReader& reader, const QString& path, Choice& choice) {
     if (succeeds([&] { reader.open(path); })) {
-        readHeader(reader);
-        readFibers(reader);
-        readFrames(reader);
-        require(succeeds([&] { reader.reloadHeader(); }), "a header that was read is read again");
-        readFrame(reader, 0);
+        choice.doOne([&] { readHeader(reader); }, [&] { readFibers(reader, choice); },
+                     [&] { readFrames(reader, choice); }, [&] { walkFrames(reader); },
+                     [&] { reload(reader); });
     }
-    readClosed(reader);
+    if (choice.onceIn(8)) readClosed(reader);
 }
 
 }  // namespace
 
-void readMovie(const QByteArray& input) {
+void readMovie(const QByteArray& input, Choice choice) {
     if (claimsLargeFrames(input)) return;
     const MemoryFile file(input);
-    ImageReader alone;
-    visit(alone, file.path());
-    if (!input.contains("vec")) return;
-    ImageReader withService(boost::make_shared<TouchingService>());
-    visit(withService, file.path());
+    const auto without = [&] {
+        ImageReader alone;
+        visit(alone, file.path(), choice);
+    };
+    const auto with = [&] {
+        ImageReader reader(boost::make_shared<TouchingService>());
+        visit(reader, file.path(), choice);
+    };
+    if (input.contains("vec"))
+        choice.doOne(without, with);
+    else
+        without();
 }
 
 }  // namespace mz::fuzz

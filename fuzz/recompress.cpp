@@ -58,24 +58,26 @@ void copyAs(const Wish& wish, const QString& from, const QString& to) {
 
 }  // namespace
 
-void recompressMovie(const QByteArray& input) {
+void recompressMovie(const QByteArray& input, Choice choice) {
     if (claimsLargeFrames(input)) return;
     const auto [bytes, movie] = splitInput(input);
-    Script script(bytes);
     // The index may list the same frame over and over.
     if (movie.size() > 1 << 14) return;
     const MemoryFile file(movie);
+    if (choice.onceIn(16)) {
+        ImageWriter writer;
+        const MemoryFile other;
+        writer.create(other.path(), false);
+        succeeds([&] { ImageUtilities::copyRsqFileAttributes(writer, file.path()); });
+        writer.close();
+        if (!choice.isEverything()) return;
+    }
+    Script script(bytes);
     const MemoryFile output;
     do {
         copyAs(nextWish(script), file.path(), output.path());
-    } while (!script.isAtEnd());
+    } while (!script.isAtEnd() && choice.onceIn(4));
     require(file.bytes() == movie, "the input of a copy stays");
-
-    ImageWriter writer;
-    const MemoryFile other;
-    writer.create(other.path(), false);
-    succeeds([&] { ImageUtilities::copyRsqFileAttributes(writer, file.path()); });
-    writer.close();
 }
 
 }  // namespace mz::fuzz

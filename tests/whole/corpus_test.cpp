@@ -32,11 +32,11 @@ std::vector<std::string> namesIn(const QDir& folder) {
 
 class Corpus : public testing::TestWithParam<std::string> {
 protected:
-    void run(void (*operation)(const QByteArray&)) {
+    void run(void (*operation)(const QByteArray&, fuzz::Choice)) {
         const LogCapture quiet;
         const QByteArray bytes = readFile(corpus().filePath(QString::fromStdString(GetParam())));
         try {
-            operation(bytes);
+            operation(bytes, {});
         } catch (const fuzz::Broken& broken) {
             ADD_FAILURE() << "not kept: " << broken.promise;
         }
