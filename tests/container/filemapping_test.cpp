@@ -44,6 +44,12 @@ protected:
     MMapChunkReader reader;
 };
 
+/// Bytes of files that count as this process's own memory, be they on a disk or themselves in
+/// memory.
+int64_t filePages() {
+    return processMemory("RssFile") + processMemory("RssShmem");
+}
+
 /// How many mappings of a file the process has.
 int mappingsOf(const QString& path) {
     const QByteArray maps = readFile(QStringLiteral("/proc/self/maps"));
@@ -67,12 +73,12 @@ TEST_F(Mapping, PagesThatWereLookedAtAreGivenBack) {
         end = putSparseChunk(file, end, 2, size);
     reader.fileDes(file.open(O_RDONLY));
 
-    const qint64 before = processMemory("RssFile");
+    const qint64 before = filePages();
     qint64 most = 0;
     for (int i = 0; i < chunks; ++i) {
         ASSERT_TRUE(reader.nextChunk(2));
         look(reader);
-        most = std::max(most, processMemory("RssFile") - before);
+        most = std::max(most, filePages() - before);
     }
     EXPECT_LE(most, 66 * mebibyte);
     EXPECT_GE(most, 50 * mebibyte) << "nothing was kept from chunk to chunk";
@@ -81,13 +87,13 @@ TEST_F(Mapping, PagesThatWereLookedAtAreGivenBack) {
     for (int i = 0; i < chunks; ++i) {
         ASSERT_TRUE(reader.prevChunk(2));
         look(reader);
-        EXPECT_LE(processMemory("RssFile") - before, 66 * mebibyte);
+        EXPECT_LE(filePages() - before, 66 * mebibyte);
     }
     for (int i = 0; i < chunks; ++i) {
         ASSERT_TRUE(reader.seek(0));
         ASSERT_TRUE(reader.nextChunk(2));
         look(reader);
-        EXPECT_LE(processMemory("RssFile") - before, 66 * mebibyte);
+        EXPECT_LE(filePages() - before, 66 * mebibyte);
     }
 }
 
@@ -128,7 +134,9 @@ TEST_F(Mapping, NoOffsetIsTooLargeToLookFor) {
     try {
         EXPECT_FALSE(reader.nextChunk(2));
     } catch (const IOFileException& refused) {
-        EXPECT_EQ(refused.code(), "CHB_LFD_SEEK") << "file systems differ in what they can seek";
+        const std::string code = refused.code().toStdString();
+        EXPECT_TRUE(code == "CHB_LFD_SEEK" || code == "CHB_LDF_READ")
+            << code << ": file systems differ in what they can seek and read";
     }
     ASSERT_TRUE(reader.rewind());
     EXPECT_TRUE(reader.nextChunk(2));

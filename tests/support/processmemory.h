@@ -9,7 +9,8 @@
 namespace mz::test {
 
 /// A line of /proc/self/status in bytes: "VmSize" and "VmPeak" of address space, "VmHWM" of memory
-/// at the most, "RssFile" of pages of files; -1 when there is none of that name.
+/// at the most, "RssFile" of
+/// pages of files, "RssShmem" of those that lie in memory; -1 when there is none of that name.
 inline int64_t processMemory(const std::string& name) {
     std::ifstream status("/proc/self/status");
     std::string word;
