@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <thread>
 
 namespace mz::posix {
 
@@ -24,23 +26,64 @@ auto untilNotInterrupted(Call call) {
     return result;
 }
 
-/// Calls with the path in the local 8-bit encoding. A path with a NUL inside names no file: the
-/// system would take the part before it for another one.
+/// A path with a NUL inside names no file: the system would take the part before it for another
+/// one.
+bool isName(const QByteArray& name) {
+    const bool isOne = !name.contains('\0');
+    if (!isOne) errno = ENOENT;
+    return isOne;
+}
+
+/// Calls with the path in the local 8-bit encoding.
 template <class Call>
 int withPath(const QString& path, Call call) {
-    if (path.contains(QChar::Null)) {
-        errno = ENOENT;
-        return -1;
-    }
     int result = -1;
     int error = 0;
     {
         const QByteArray name = QFile::encodeName(path);
-        result = untilNotInterrupted([&] { return call(name.constData()); });
+        if (isName(name)) result = call(name);
         error = errno;
     }
     errno = error;  // whatever giving the name's memory back has left there
     return result;
+}
+
+/// Longer than the system lets anybody keep others from a file by a lease (45 s by default), as
+/// file servers do for their clients.
+constexpr auto longestLease = std::chrono::seconds(60);
+constexpr auto leaseStep = std::chrono::milliseconds(5);
+
+/// Opens without waiting: at a pipe that has taken the name's place one would wait for ever. Only
+/// for a lease is waited, which the system takes from its holder.
+int openSoon(const char* name, int flags) {
+    constexpr int ownerAlone = S_IRUSR | S_IWUSR;
+    for (auto waited = leaseStep.zero();; waited += leaseStep) {
+        const int fd = untilNotInterrupted(
+            [&] { return ::open(name, flags | O_CLOEXEC | O_NONBLOCK, ownerAlone); });
+        if (fd != -1 || errno != EWOULDBLOCK || waited >= longestLease) return fd;
+        std::this_thread::sleep_for(leaseStep);
+    }
+}
+
+/// The same file by another descriptor, behind those that programs write their messages to.
+int beyondStandardStreams(const char* name, int fd, int flags) {
+    if (fd == -1 || fd > STDERR_FILENO) return fd;
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    // Of a call that failed no file is left; once it is locked nobody else has begun to write it.
+    const bool isMadeHere = (flags & O_EXCL) != 0;
+    if (moved == -1 && isMadeHere && lock(fd)) ::unlink(name);
+    close(fd);
+    errno = error;
+    return moved;
+}
+
+/// @return whether the system has done it
+bool setLock(int fd, short type) {
+    struct flock whole {};
+    whole.l_type = type;
+    whole.l_whence = SEEK_SET;
+    return untilNotInterrupted([&] { return fcntl(fd, F_OFD_SETLK, &whole); }) != -1;
 }
 
 /// @param read reads up to so many bytes to a place, as many bytes behind the first as are done
@@ -61,8 +104,12 @@ ReadResult untilFull(void* data, qint64 size, Read read) {
 }  // namespace
 
 int open(const QString& path, int flags) {
-    return withPath(
-        path, [&](const char* name) { return ::open(name, flags | O_CLOEXEC, S_IRUSR | S_IWUSR); });
+    return withPath(path, [&](const QByteArray& name) { return open(name, flags); });
+}
+
+int open(const QByteArray& name, int flags) {
+    if (!isName(name)) return -1;
+    return beyondStandardStreams(name.constData(), openSoon(name.constData(), flags), flags);
 }
 
 int close(int fd) {
@@ -74,7 +121,21 @@ int close(int fd) {
 }
 
 int status(const QString& path, struct stat& result) {
-    return withPath(path, [&](const char* name) { return ::stat(name, &result); });
+    return withPath(path, [&](const QByteArray& name) {
+        return untilNotInterrupted([&] { return ::stat(name.constData(), &result); });
+    });
+}
+
+int status(int fd, struct stat& result) {
+    return untilNotInterrupted([&] { return ::fstat(fd, &result); });
+}
+
+bool lock(int fd) {
+    return setLock(fd, F_WRLCK) || (errno != EAGAIN && errno != EACCES);
+}
+
+void unlock(int fd) {
+    setLock(fd, F_UNLCK);
 }
 
 ssize_t read(int fd, void* data, size_t size) {
@@ -144,8 +205,7 @@ int truncate(int fd, qint64 length) {
 
 qint64 fileSize(int fd) {
     struct stat result {};
-    if (untilNotInterrupted([&] { return ::fstat(fd, &result); }) == -1) return -1;
-    return result.st_size;
+    return status(fd, result) == -1 ? -1 : result.st_size;
 }
 
 ReadBytes bytesAt(int fd, qint64 offset, qint64 size) {

@@ -12,16 +12,30 @@
 #include <sys/types.h>
 #include <sys/uio.h>
 
+#include <cerrno>
 #include <cstddef>
+#include <utility>
 
 namespace mz::posix {
 
-/// Not inherited by child processes. A file that is created belongs to its owner alone.
+/// Not inherited by child processes, and never 0, 1 or 2: where a program was started without
+/// standard error, its next message would be written into the movie. A file that is created belongs
+/// to its owner alone. What would have to be waited for, the other end of a pipe, is not waited
+/// for.
 int open(const QString& path, int flags);
+/// The same for a name as the system has it.
+int open(const QByteArray& name, int flags);
 /// Closes a descriptor, which is gone whatever the result. No thread is cancelled in it: who closes
 /// could not know whether the number is another file's by then, and destructors close.
 int close(int fd);
 int status(const QString& path, struct stat& result);
+int status(int fd, struct stat& result);
+
+/// Takes the file for this description of it, if nobody else has it. A lock binds only those who
+/// ask for it, and ends with the last descriptor of the description or with unlock().
+/// @return false when another description has it; true also where the file system has no locks
+bool lock(int fd);
+void unlock(int fd);
 
 ssize_t read(int fd, void* data, size_t size);
 
@@ -60,16 +74,21 @@ struct ReadBytes {
 /// Up to `size` bytes from an offset on; fewer at the end of the file or of what can be read.
 ReadBytes bytesAt(int fd, qint64 offset, qint64 size);
 
-/// Closes a descriptor, if it is one, when its block is left.
+/// Closes a descriptor, if it is one, when its block is left. errno stays that of the call for
+/// whose sake the block is left.
 class Descriptor {
 public:
     explicit Descriptor(int fd) : _fd(fd) {}
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor() {
+        const int error = errno;
         if (_fd != -1) close(_fd);
+        errno = error;
     }
     int get() const { return _fd; }
+    /// Leaves the descriptor to the caller.
+    int release() { return std::exchange(_fd, -1); }
 
 private:
     int _fd;

@@ -15,6 +15,19 @@ namespace mz {
                    QStringLiteral("Cannot seek in file before writing data."), location);
 }
 
+/// A file that another writer has open is left to it.
+/// @param logger of the class that met it
+[[noreturn]] inline void failBusy(Logger* logger, const QString& path,
+                                  const LocationInfo& location) {
+    DATAIO_FAIL_AT(IOFileException, logger, FILESYSTEM, "FW_OF_BUSY",
+                   "File " + path + " is being written by another writer.", location);
+}
+
+/// Of what is no file.
+inline QString notRegular(const QString& path) {
+    return "File " + path + " is not a regular file.";
+}
+
 /// Of a chunk that does not lie inside its file.
 inline QString chunkOutsideFile() {
     return QStringLiteral("Chunk exceeds file, file may be corrupted.");

@@ -12,6 +12,11 @@ namespace {
 
 Logger* const logger = Logger::logger(QStringLiteral("dataio.filereader"));
 
+void checkRegular(const struct stat& status, const QString& path) {
+    if (!S_ISREG(status.st_mode))
+        DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_REGFILE", notRegular(path));
+}
+
 }  // namespace
 
 FileReader::FileReader() = default;
@@ -23,15 +28,18 @@ void FileReader::openFile(const QString& path) {
     struct stat status {};
     if (posix::status(path, status) == -1)
         DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_STAT", fileError(path));
-    if (!S_ISREG(status.st_mode))
-        DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_REGFILE",
-                    "File " + path + " is not a regular file.");
+    checkRegular(status, path);
     auto reader = std::make_unique<MMapChunkReader>();
-    const int fd = posix::open(path, O_RDONLY);
-    if (fd == -1) DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_OPEN", fileError(path));
-    reader->fileDes(fd);
+    posix::Descriptor file(posix::open(path, O_RDONLY));
+    if (file.get() == -1)
+        DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_OPEN", fileError(path));
+    // Another look: something else may have taken the file's place meanwhile.
+    if (posix::status(file.get(), status) == -1)
+        DATAIO_FAIL(IOFileException, logger, FILESYSTEM, "FR_OF_STAT", fileError(path));
+    checkRegular(status, path);
+    _fd = file.release();
+    reader->fileDes(_fd);
     _reader = std::move(reader);
-    _fd = fd;
 }
 
 void FileReader::closeFile() {

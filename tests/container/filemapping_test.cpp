@@ -280,6 +280,47 @@ TEST_F(Mapping, AFileThatHasGrownIsReadThoughItsOldMappingStays) {
     EXPECT_EQ(mappingsOf(file.path()), 0);
 }
 
+TEST_F(Mapping, TheDestructorLeavesNoneBehind) {
+    const QByteArray bytes = chunk(2, QByteArray(5000, 'a'));
+    openOver(bytes);
+    {
+        MMapChunkReader whole;
+        whole.fileDes(file.open(O_RDONLY));
+        ASSERT_TRUE(whole.nextChunk(2));
+        EXPECT_EQ(mappingsOf(file.path()), 1);
+    }
+    EXPECT_EQ(mappingsOf(file.path()), 0) << "of the whole file";
+    {
+        MMapChunkReader single;
+        single.fileDes(file.open(O_RDONLY));
+        const FailingCalls noRoom(Call::Map, ENOMEM);
+        ASSERT_TRUE(single.nextChunk(2));
+        EXPECT_EQ(mappingsOf(file.path()), 1);
+    }
+    EXPECT_EQ(mappingsOf(file.path()), 0) << "of a chunk";
+}
+
+/// Another program may cut the file at any time.
+TEST_F(Mapping, AFileThatIsCutBehindAHeaderHasNoSuchChunk) {
+    const QByteArray first = chunk(2, "aaaa");
+    const QByteArray bytes = first + chunk(5, QByteArray(5000, 'b'));
+    const auto cutsBeforeItsLengthIsAsked = [&](const char* code, auto move) {
+        file.put(0, bytes);
+        const Meanwhile cut(Call::Stat, 1, [&] { file.resize(first.size() + 100); });
+        expectFailure<IOFileException>(
+            {"dataio.mmapchunkreader", SOFTWARE, code,
+             QStringLiteral("Chunk exceeds file, file may be corrupted.")},
+            move);
+        EXPECT_TRUE(cut.hasHappened());
+        EXPECT_EQ(reader.size(), 0U);
+    };
+    openOver(bytes);
+    reader.seekEnd();
+    cutsBeforeItsLengthIsAsked("MM_CR_BOUND", [&] { reader.prevChunk(5); });
+    reader.seek(first.size());
+    cutsBeforeItsLengthIsAsked("MM_NC_BOUND", [&] { reader.nextChunk(5); });
+}
+
 TEST_F(Mapping, TheDestructorIsSilent) {
     const LogCapture log;
     auto other = std::make_unique<MMapChunkReader>();

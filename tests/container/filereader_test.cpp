@@ -147,6 +147,25 @@ TEST(FileReader, DescriptorsAreNotInherited) {
     EXPECT_EQ(::fcntl(next, F_GETFD), -1);
 }
 
+TEST(FileReader, AFileThatCannotBeReleasedStaysOpen) {
+    const ScratchFile file(chunk(2, "aaaa"));
+    FileReader reader;
+    reader.openFile(file.path());
+    ASSERT_TRUE(reader.nextChunk(2));
+    {
+        const FailingCalls stuck(Call::Unmap, EINVAL);
+        expectFailure<CriticalException>({"dataio.mmapchunkreader", SYSCALL, "MM_UNMAP",
+                                          systemError("Could not clear previous buffer: ", EINVAL)},
+                                         [&] { reader.closeFile(); });
+    }
+    EXPECT_TRUE(reader.openned());
+    QByteArray copy;
+    EXPECT_TRUE(reader.readLast(2, copy));
+    EXPECT_EQ(copy, "aaaa");
+    reader.closeFile();
+    expectWithoutFile(reader);
+}
+
 /// Payloads that are read instead of being looked at.
 class PayloadCopies : public testing::Test {
 protected:

@@ -222,4 +222,25 @@ INSTANTIATE_TEST_SUITE_P(Reader, ReaderFaults, testing::ValuesIn(recordings()),
                              return std::string(raw ? "Raw" : "Compressed");
                          });
 
+TEST(FailingClose, LeavesTheMovieOpenUntilItIsClosedAgain) {
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("movie"));
+    writeFile(path, movieOf({}));
+    ImageReader reader(path);
+    const void* data = nullptr;
+    ASSERT_TRUE(reader.getFrame(data, 0));
+    {
+        const LogCapture quiet;
+        const FailingCalls stuck(Call::Unmap, ENOMEM);
+        EXPECT_THROW(reader.close(), CriticalException);
+        EXPECT_EQ(stuck.hits(), 1);
+    }
+    EXPECT_EQ(reader.getFilename(), path);
+    ASSERT_TRUE(reader.getFrame(data, 1));
+    EXPECT_EQ(answerOf(data, scenarioFrameBytes), scenarioFrame(1));
+    reader.close();
+    EXPECT_EQ(reader.getFilename(), QString());
+    EXPECT_FALSE(reader.getFrame(data, 1));
+}
+
 }  // namespace

@@ -14,6 +14,8 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include <tests/support/faultlayer.h>
 
@@ -37,6 +39,17 @@ struct State {
     long clock;
 };
 State state{};
+
+/// What Meanwhile is to do, and before which call.
+struct Action {
+    Call call;
+    int position;
+    std::function<void()> run;
+};
+std::optional<Action>& action() {
+    static std::optional<Action> awaited;
+    return awaited;
+}
 
 int& countOf(Call call) {
     return state.counts[static_cast<size_t>(call)];
@@ -69,6 +82,12 @@ void fail(int error) {
 /// Counts a call for the file; the fault that strikes it, or null.
 const Fault* strike(Call call) {
     const int number = ++countOf(call);
+    if (action() && action()->call == call && action()->position == number) {
+        const std::function<void()> run = std::exchange(action(), std::nullopt)->run;
+        state.active = false;
+        run();
+        state.active = true;
+    }
     for (size_t i = 0; i < state.faultCount; ++i) {
         const Fault& fault = state.faults[i];
         if (fault.call != call || number < fault.position) continue;
@@ -155,6 +174,22 @@ size_t totalOf(const iovec* parts, int count) {
     return total;
 }
 
+/// What fcntl does to files that the library locks, or moves away from the standard streams.
+std::optional<Call> callOf(int command, const void* argument) {
+    if (command == F_DUPFD_CLOEXEC) return Call::Duplicate;
+    if (command != F_OFD_SETLK) return std::nullopt;
+    return static_cast<const struct flock*>(argument)->l_type == F_UNLCK ? Call::Unlock
+                                                                         : Call::Lock;
+}
+
+int controlled(int fd, int command, void* argument) {
+    const std::optional<Call> call = callOf(command, argument);
+    if (call && strike(*call, fd) != nullptr) return -1;
+    const auto answer = static_cast<int>(syscall(SYS_fcntl, fd, command, argument));
+    if (call == Call::Duplicate && isOurs(fd) && !state.everyFile) note(answer, true);
+    return answer;
+}
+
 int opened(int directory, const char* path, int flags, unsigned mode) {
     pthread_testcancel();
     const bool ours = isOurs(path);
@@ -167,8 +202,9 @@ int opened(int directory, const char* path, int flags, unsigned mode) {
 }  // namespace
 
 const char* nameOf(Call call) {
-    constexpr const char* names[] = {"open",     "close", "read", "write", "seek",
-                                     "truncate", "stat",  "map",  "unmap", "advise"};
+    constexpr const char* names[] = {"open",     "close",  "read",      "write", "seek",
+                                     "truncate", "stat",   "map",       "unmap", "advise",
+                                     "lock",     "unlock", "duplicate", "remove"};
     return names[static_cast<size_t>(call)];
 }
 
@@ -235,6 +271,23 @@ FailingCalls::~FailingCalls() {
 
 int FailingCalls::hits() const {
     return state.hits;
+}
+
+Meanwhile::Meanwhile(Call call, int position, std::function<void()> run) {
+    begin({});
+    action() = Action{call, position, std::move(run)};
+    state.everyFile = true;
+    state.active = true;
+}
+
+Meanwhile::~Meanwhile() {
+    action().reset();
+    state.active = false;
+    state.everyFile = false;
+}
+
+bool Meanwhile::hasHappened() const {
+    return !action();
 }
 
 void setClock(long seconds) {
@@ -321,6 +374,27 @@ DATAIO_TEST_CALL off_t lseek(int fd, off_t offset, int whence) noexcept {
 DATAIO_TEST_CALL int ftruncate(int fd, off_t length) noexcept {
     if (strike(Call::Truncate, fd) != nullptr) return -1;
     return static_cast<int>(syscall(SYS_ftruncate, fd, length));
+}
+
+DATAIO_TEST_CALL int fcntl(int fd, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return controlled(fd, command, argument);
+}
+
+DATAIO_TEST_CALL int fcntl64(int fd, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return controlled(fd, command, argument);
+}
+
+DATAIO_TEST_CALL int unlink(const char* path) noexcept {
+    if (isOurs(path) && strike(Call::Remove) != nullptr) return -1;
+    return static_cast<int>(syscall(SYS_unlink, path));
 }
 
 DATAIO_TEST_CALL int fstat(int fd, struct stat* status) noexcept {

@@ -9,14 +9,33 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace mz::test {
 
-enum class Call { Open, Close, Read, Write, Seek, Truncate, Stat, Map, Unmap, Advise };
-constexpr Call allCalls[] = {Call::Open,     Call::Close, Call::Read, Call::Write, Call::Seek,
-                             Call::Truncate, Call::Stat,  Call::Map,  Call::Unmap, Call::Advise};
+/// Lock is the taking of a lock, Duplicate the making of another descriptor for an open file.
+enum class Call {
+    Open,
+    Close,
+    Read,
+    Write,
+    Seek,
+    Truncate,
+    Stat,
+    Map,
+    Unmap,
+    Advise,
+    Lock,
+    Unlock,
+    Duplicate,
+    Remove
+};
+constexpr Call allCalls[] = {Call::Open,      Call::Close,    Call::Read, Call::Write,
+                             Call::Seek,      Call::Truncate, Call::Stat, Call::Map,
+                             Call::Unmap,     Call::Advise,   Call::Lock, Call::Unlock,
+                             Call::Duplicate, Call::Remove};
 const char* nameOf(Call call);
 
 /// How a call goes wrong: with an error and no other effect than that a close has closed, or, for
@@ -89,6 +108,20 @@ public:
 
     /// Calls that failed so far.
     int hits() const;
+};
+
+/// What somebody else does right before one call of a kind, for whatever file. The calls that the
+/// action makes itself do not count. Only one at a time, and none together with the others.
+class Meanwhile {
+public:
+    /// @param position of the call, from 1
+    Meanwhile(Call call, int position, std::function<void()> action);
+    Meanwhile(const Meanwhile&) = delete;
+    Meanwhile& operator=(const Meanwhile&) = delete;
+    ~Meanwhile();
+
+    /// Whether the call has been made.
+    bool hasHappened() const;
 };
 
 /// For setClock: nothing but an error.
