@@ -16,7 +16,8 @@ namespace mz {
 class DATAIO_EXPORT FDChunkWriter : public ChunkWriter {
 public:
     FDChunkWriter();
-    /// Closes the descriptor; failures are silent.
+    /// Closes the descriptor; failures are silent. The torn chunk of an earlier failure is cut off
+    /// first, but not in a process that has inherited the writer.
     ~FDChunkWriter() override;
 
     /// Adopts a descriptor, which closeFile() or the destructor closes. The cursor stays as it is;
@@ -51,10 +52,16 @@ public:
     ///         was; else the place is damaged, and the call may be tried again
     bool replaceChunk(qint64 offset, unsigned int type, const void* data, unsigned int size);
 
-    /// Closes the descriptor, if any; it is given up also when closing fails.
+    /// Closes the descriptor, if any; it is given up also when closing fails. The file's lock ends,
+    /// if it has one.
     /// @throws IOFileException "FDCW_CF_CLOSE" when the system reports a failure: data written
-    ///         before may be lost
+    ///         before may be lost. Not in a process that has inherited the writer
     void closeFile() override;
+
+    /// Whether the descriptor was adopted by another process, of which this one was forked off. The
+    /// file is that one's: here closeFile() and the destructor give the descriptor up and do
+    /// nothing else.
+    bool inherited() const;
 
     /// Steps over the chunk behind the cursor if it is of the given type, and reads its payload.
     /// The cursor is then in front of that chunk's end header, 16 bytes before the next chunk (the
@@ -112,9 +119,11 @@ public:
 private:
     void _checkOpen() const;
     bool _removeTornChunk();
+    void _endWriting();
     int _readPayload(unsigned int size);
 
     int _fd = -1;
+    int _process = 0;  ///< the one that adopted the descriptor
     std::unique_ptr<char[]> _data;
     unsigned int _capacity = 0;
     unsigned int _size = 0;

@@ -27,16 +27,32 @@ public:
     ~FileWriter();
 
     /// Opens a file for reading and writing, cursor at its start in both modes. A missing file is
-    /// created, readable and writable by its owner alone. The file that was open before is closed
-    /// first as it stands and in silence, also when opening then fails.
-    /// @throws IOFileException "FW_OF_OPEN" (FW_CREATE) or "FW_OF_OPEN2" (FW_APPEND)
+    /// created, readable and writable by its owner alone, also behind a symbolic link that leads to
+    /// nothing. The file that was open before is closed first as it stands and in silence, also
+    /// when opening then fails.
+    ///
+    /// While the file is open no other writer can open it, in this process or another: it is locked
+    /// (an advisory lock of the open file description, on file systems that have them). Readers
+    /// never ask for that lock.
+    /// @throws IOFileException "FW_OF_BUSY", FILESYSTEM, when another writer has the file;
+    ///         "FW_OF_OPEN" (FW_CREATE) or "FW_OF_OPEN2" (FW_APPEND), SYSCALL, when the system
+    ///         refuses; nothing is touched then. A pipe is not waited for: chunks cannot be written
+    ///         to it ("FDCW_AC_SEEK")
     void openFile(const QString& path, FileWriterMode mode);
 
     /// Does nothing without an open file.
     /// @throws IOFileException "FDCW_CF_CLOSE"; there is no open file then either
     void closeFile();
 
+    /// Gives up what the last openFile() has begun: removes the file if that has made it, and
+    /// closes it. Failures are silent, but for the record that closing makes of its own.
+    /// @param path that was given to openFile(); a file that has taken its place is not removed
+    void abandonFile(const QString& path);
+
     bool openned() const;
+    /// Whether the file was opened by another process, of which this one was forked off: closing
+    /// then gives the descriptor up and does nothing to the file.
+    bool inherited() const;
 
     int addChunk(unsigned int type, const void* data, size_t size);
     bool nextChunk(unsigned int type);
@@ -59,8 +75,8 @@ public:
     qint64 tell() const;
     /// Length of the file in bytes, -1 without an open file or when the system does not tell.
     qint64 fileSize() const;
-    /// Whether the last openFile() made the file, so that it is the caller's to remove when what it
-    /// was made for fails.
+    /// Whether the last openFile() made the file, so that it is to be removed when what it was made
+    /// for fails.
     bool created() const { return _created; }
 
     /// Prints the state to standard output.

@@ -75,12 +75,24 @@ FDChunkWriter::FDChunkWriter() = default;
 FDChunkWriter::~FDChunkWriter() {
     if (_fd == -1) return;
     const NoCancellation destroying;
-    _removeTornChunk();
+    if (!inherited()) _endWriting();
     posix::close(_fd);
+}
+
+bool FDChunkWriter::inherited() const {
+    return _fd != -1 && _process != ::getpid();
+}
+
+/// The last that is done to the file before its descriptor is closed.
+void FDChunkWriter::_endWriting() {
+    _removeTornChunk();
+    // Not left to closing, which does not end it while a process that was forked off is there.
+    posix::unlock(_fd);
 }
 
 void FDChunkWriter::fileDes(int fd) {
     _fd = fd;
+    _process = ::getpid();
     _soundLength = -1;
     _halfReplaced.clear();
 }
@@ -157,10 +169,11 @@ bool FDChunkWriter::_removeTornChunk() {
 
 void FDChunkWriter::closeFile() {
     if (_fd == -1) return;
-    _removeTornChunk();
+    const bool isOurs = !inherited();
+    if (isOurs) _endWriting();
     const int result = posix::close(_fd);
     _fd = -1;
-    if (result == -1)
+    if (result == -1 && isOurs)
         DATAIO_FAIL(IOFileException, logger, SYSCALL, "FDCW_CF_CLOSE",
                     withSystemError("Could not close file: "));
 }

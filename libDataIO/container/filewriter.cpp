@@ -1,8 +1,7 @@
 #include <libDataIO/base/posixfile.h>
+#include <libDataIO/base/writablefile.h>
 #include <libDataIO/container/failures.h>
 #include <libDataIO/filewriter.h>
-
-#include <fcntl.h>
 
 #include <cstdio>
 
@@ -12,17 +11,6 @@ namespace {
 
 Logger* const logger = Logger::logger(QStringLiteral("dataio.filewriter"));
 
-/// Opens a file, or makes it and says so.
-int openOrCreate(const QString& path, int flags, bool& created) {
-    created = false;
-    int fd = posix::open(path, flags);
-    if (fd != -1 || errno != ENOENT) return fd;
-    fd = posix::open(path, flags | O_CREAT | O_EXCL);
-    created = fd != -1;
-    // Someone else was faster, or a symbolic link leads to nothing: not made by us alone.
-    return created || errno != EEXIST ? fd : posix::open(path, flags | O_CREAT);
-}
-
 }  // namespace
 
 FileWriter::FileWriter() = default;
@@ -31,17 +19,23 @@ FileWriter::~FileWriter() = default;
 void FileWriter::openFile(const QString& path, FileWriterMode mode) {
     _writer.reset();
     _fd = -1;
+    _created = false;
     auto writer = std::make_unique<FDChunkWriter>();
-    if (mode == FW_CREATE) {
-        _fd = openOrCreate(path, O_RDWR | O_TRUNC, _created);
-        if (_fd == -1) DATAIO_FAIL(IOFileException, logger, SYSCALL, "FW_OF_OPEN", fileError(path));
-    } else {
-        _fd = openOrCreate(path, O_RDWR, _created);
-        if (_fd == -1)
-            DATAIO_FAIL(IOFileException, logger, SYSCALL, "FW_OF_OPEN2", fileError(path));
+    const auto contents = mode == FW_CREATE ? posix::Contents::Emptied : posix::Contents::Kept;
+    const posix::WritableFile file = posix::openToWrite(path, contents);
+    switch (file.result) {
+        case posix::Opening::Done:
+            break;
+        case posix::Opening::Failed:
+            DATAIO_FAIL(IOFileException, logger, SYSCALL,
+                        mode == FW_CREATE ? "FW_OF_OPEN" : "FW_OF_OPEN2", fileError(path));
+        case posix::Opening::Busy:
+            failBusy(logger, path, DATAIO_HERE);
     }
-    writer->fileDes(_fd);
+    writer->fileDes(file.fd);
     _writer = std::move(writer);
+    _fd = file.fd;
+    _created = file.created;
 }
 
 void FileWriter::closeFile() {
@@ -51,8 +45,22 @@ void FileWriter::closeFile() {
     if (writer) writer->closeFile();
 }
 
+void FileWriter::abandonFile(const QString& path) {
+    struct stat made {};
+    if (_writer && _created && posix::status(_fd, made) == 0) posix::removeCreated(path, made);
+    try {
+        closeFile();
+    } catch (const IOFileException&) {
+        // Logged; the failure that led here is the one to report.
+    }
+}
+
 bool FileWriter::openned() const {
     return _writer && _writer->openned();
+}
+
+bool FileWriter::inherited() const {
+    return _writer && _writer->inherited();
 }
 
 int FileWriter::addChunk(unsigned int type, const void* data, size_t size) {

@@ -6,7 +6,6 @@
 #include <libDataIO/movies/imagewriterlog.h>
 #include <libDataIO/movies/movierecording.h>
 
-#include <QFile>
 #include <QObject>
 
 namespace mz {
@@ -54,12 +53,7 @@ void closingOnFailure(FileWriter& writer, const QString& fileName, Action action
     try {
         action();
     } catch (...) {
-        try {
-            writer.closeFile();
-        } catch (const IOFileException&) {
-            // Logged; the failure that led here is the one to report.
-        }
-        if (writer.created()) QFile::remove(fileName);
+        writer.abandonFile(fileName);
         throw;
     }
 }

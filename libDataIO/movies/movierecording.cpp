@@ -209,6 +209,7 @@ void MovieRecording::_dropTrailingChunks(qint64 endOfFrames) {
         _contents.info.removeAll(static_cast<int>(chunk.type));
     _fileEnd = endOfFrames;
     try {
+    if (_writer.inherited()) return _writer.closeFile();  // whoever recorded it will finish it
         if (_writer.seekEnd() && _writer.tell() > endOfFrames && _writer.seek(endOfFrames)) {
             _writer.truncate();
         }

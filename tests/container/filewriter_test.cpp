@@ -136,14 +136,57 @@ TEST(FileWriter, AppendToAMissingPathMakesAnEmptyFile) {
     EXPECT_TRUE(QFileInfo::exists(path));
 }
 
-TEST(FileWriter, AFileBehindADanglingLinkIsNotThePathsToRemove) {
+TEST(FileWriter, AFileIsMadeBehindLinksThatLeadToNothing) {
+    for (const char* const target : {"target", "second"}) {
+        const ScratchFile file;
+        const QString link = file.sibling("link");
+        ASSERT_EQ(::symlink(target, link.toLocal8Bit().constData()), 0);
+        ASSERT_TRUE(QFile::link(file.sibling("far"), file.sibling("second")));
+        FileWriter writer;
+        writer.openFile(link, FW_APPEND);
+        EXPECT_TRUE(writer.created());
+        EXPECT_TRUE(QFileInfo::exists(link));
+        writer.abandonFile(link);
+        EXPECT_FALSE(QFileInfo::exists(link));
+        EXPECT_TRUE(QFileInfo(link).isSymLink());
+        EXPECT_FALSE(writer.openned());
+    }
+}
+
+TEST(FileWriter, ALinkThatLeadsToItselfIsRefused) {
     const ScratchFile file;
     const QString link = file.sibling("link");
-    ASSERT_TRUE(QFile::link(file.sibling("target"), link));
+    ASSERT_EQ(::symlink("link", link.toLocal8Bit().constData()), 0);
     FileWriter writer;
-    writer.openFile(link, FW_APPEND);
-    EXPECT_FALSE(writer.created());
-    EXPECT_TRUE(QFileInfo::exists(file.sibling("target")));
+    expectFailure<IOFileException>(openFailure("FW_OF_OPEN2", link, ELOOP),
+                                   [&] { writer.openFile(link, FW_APPEND); });
+}
+
+TEST(FileWriter, OnlyAFileThatItHasMadeIsAbandoned) {
+    const ScratchFile file(chunk(2, "aaaa"));
+    FileWriter writer;
+    writer.openFile(file.path(), FW_APPEND);
+    writer.abandonFile(file.path());
+    EXPECT_FALSE(writer.openned());
+    EXPECT_EQ(file.bytes(), chunk(2, "aaaa"));
+
+    const QString made = file.sibling("made");
+    writer.openFile(made, FW_APPEND);
+    ASSERT_TRUE(QFile::rename(made, file.sibling("moved")));
+    ASSERT_TRUE(QFile::rename(file.path(), made));
+    writer.abandonFile(made);
+    EXPECT_EQ(readFile(made), chunk(2, "aaaa")) << "what has taken the place of the file is gone";
+}
+
+/// The number of a descriptor is given again to the next file.
+TEST(FileWriter, AfterClosingNoOtherFileIsTakenForItsOwn) {
+    const ScratchFile file(chunk(2, "aaaa"));
+    FileWriter writer;
+    writer.openFile(file.path(), FW_APPEND);
+    writer.closeFile();
+    const int next = file.open();
+    EXPECT_EQ(writer.fileSize(), -1);
+    ::close(next);
 }
 
 TEST(FileWriter, OpeningAgainDropsTheFileBeforeAsItStands) {

@@ -50,6 +50,10 @@ std::vector<Effect> effectsOn(Call call) {
                     {0, Effect::allButOne, ENOSPC}};
         case Call::Seek:
             return {{EIO, 0}, {EBADF, 0}, {EINTR, 0}};
+        case Call::Lock:
+            // File systems that have no locks say so in one of these ways, but for the last three.
+            return {{ENOLCK, 0}, {EINVAL, 0}, {EOPNOTSUPP, 0}, {ENOSYS, 0},
+                    {EIO, 0},    {EINTR, 0},  {EAGAIN, 0},     {EACCES, 0}};
         default:
             return {{EIO, 0}, {EINTR, 0}};
     }
@@ -60,8 +64,9 @@ using Codes = std::set<std::string>;
 /// Whether nothing is lost by it: a call that is made again, or whose rest is written.
 bool isHarmless(const Fault& fault) {
     const Effect& effect = fault.effect;
-    return effect.error == EINTR || (fault.call == Call::Write && effect.error == 0 &&
-                                     effect.bytes != 0 && effect.next == 0);
+    return effect.error == EINTR || fault.call == Call::Unlock ||
+           (fault.call == Call::Write && effect.error == 0 && effect.bytes != 0 &&
+            effect.next == 0);
 }
 
 Codes writeCodes(const Effect& effect) {
@@ -74,9 +79,13 @@ Codes writeCodes(const Effect& effect) {
 Codes codesOf(const Step& step, const Fault& fault) {
     if (isHarmless(fault) || step.kind == Step::Destroy) return {};
     const bool reopens = step.kind == Step::Reopen;
+    const char* const openCode = reopens ? "FW_OF_OPEN2" : "FW_OF_OPEN";
     switch (fault.call) {
         case Call::Open:
-            return {reopens ? "FW_OF_OPEN2" : "FW_OF_OPEN"};
+            return {openCode};
+        case Call::Lock:
+            if (fault.effect.error == EAGAIN || fault.effect.error == EACCES) return {"FW_OF_BUSY"};
+            return {};
         case Call::Close:
             return {"FDCW_CF_CLOSE"};
         case Call::Read:
@@ -89,9 +98,9 @@ Codes codesOf(const Step& step, const Fault& fault) {
             if (reopens) return {"FDCW_AC_SEEK", "CHB_LFD_SEEK", "FDCW_PC_SEEK1", "FDCW_PC_SEEK2"};
             return {"FDCW_AC_SEEK"};
         case Call::Truncate:
-            return {"FDCW_TRUNC"};
+            return {step.kind == Step::Create ? openCode : "FDCW_TRUNC"};
         case Call::Stat:
-            return {"FDCW_AC_SEEK"};
+            return {openCode, "FDCW_AC_SEEK"};
         default:
             return {};
     }
@@ -203,11 +212,15 @@ protected:
         EXPECT_TRUE(codesOf(step, fault).empty()) << "not noticed";
     }
 
+    static LogOrigin originOf(const QString& code) {
+        if (code == QLatin1String("FDCW_AC_SEEK")) return SOFTWARE;
+        return code == QLatin1String("FW_OF_BUSY") ? FILESYSTEM : SYSCALL;
+    }
+
     static void expectStated(const IOFileException& thrown, const LogCapture& log,
                              const Codes& codes) {
         EXPECT_EQ(codes.count(thrown.code().toStdString()), 1U) << thrown.what();
-        EXPECT_EQ(thrown.origin(),
-                  thrown.code() == QLatin1String("FDCW_AC_SEEK") ? SOFTWARE : SYSCALL);
+        EXPECT_EQ(thrown.origin(), originOf(thrown.code()));
         ASSERT_FALSE(log.records().empty());
         EXPECT_EQ(log.records().front().code, thrown.code());
         EXPECT_EQ(log.records().front().message, thrown.message());
