@@ -1,12 +1,13 @@
 #include <libDataIO/base/posixfile.h>
 #include <libDataIO/base/samefile.h>
+#include <libDataIO/base/writablefile.h>
+#include <libDataIO/container/failures.h>
 #include <libDataIO/salvage/salvage.h>
+#include <libDataIO/salvage/salvagecopying.h>
 #include <libDataIO/salvage/salvagedattributes.h>
 #include <libDataIO/salvage/salvagelog.h>
 #include <libDataIO/salvage/salvageproof.h>
 #include <libDataIO/salvage/salvagewriting.h>
-
-#include <QFile>
 
 #include <utility>
 
@@ -48,18 +49,47 @@ void checkOutput(const QString& damaged, const QString& output) {
     }
     struct stat status {};
     if (posix::status(output, status) == 0 && !S_ISREG(status.st_mode)) {
-        DATAIO_FAIL(IOFileException, salvageLogger, FILESYSTEM, "IU_S_OUTPUT",
-                    QStringLiteral("File %1 is not a regular file.").arg(output));
+        DATAIO_FAIL(IOFileException, salvageLogger, FILESYSTEM, "IU_S_OUTPUT", notRegular(output));
     }
 }
 
-void copyFile(const QString& from, const QString& to) {
-    QFile source(from);
-    QFile::remove(to);
-    if (!source.copy(to)) {
-        DATAIO_FAIL(IOFileException, salvageLogger, FILESYSTEM, "IU_S_COPY",
-                    QStringLiteral("Could not copy file: ") + source.errorString());
+struct stat statusOf(const QString& fileName) {
+    struct stat status {};
+    posix::status(fileName, status);
+    return status;
+}
+
+bool isUnchanged(const struct stat& before, const struct stat& now) {
+    return before.st_dev == now.st_dev && before.st_ino == now.st_ino &&
+           before.st_size == now.st_size && before.st_mtim.tv_sec == now.st_mtim.tv_sec &&
+           before.st_mtim.tv_nsec == now.st_mtim.tv_nsec;
+}
+
+/// Takes a file that does not open, so that no other writer changes it from here on.
+/// @return the report on one that opens
+std::optional<SalvageReport> takeUnlessSound(const QString& fileName, FileWriter& writer) {
+    const struct stat before = statusOf(fileName);
+    if (const auto sound = soundReport(fileName)) return sound;
+    writer.openFile(fileName, FW_APPEND);
+    if (writer.created()) {  // it was removed after that look
+        writer.abandonFile(fileName);
+        failSalvageBusy(fileName);
     }
+    // Whoever had it until now may have finished it.
+    if (isUnchanged(before, statusOf(fileName))) return std::nullopt;
+    return soundReport(fileName);
+}
+
+/// After a failure, a copy that this call has made is gone, and what was there before is empty.
+void dropCopy(FileWriter& writer, const QString& output, const struct stat& made) {
+    const bool isMadeHere = writer.created();
+    try {
+        if (!isMadeHere && writer.openned()) cutAt(writer, 0);
+    } catch (const IOFileException&) {
+        // Logged; the failure that led here is the one to report.
+    }
+    if (isMadeHere && !writer.openned()) posix::removeCreated(output, made);
+    writer.abandonFile(output);
 }
 
 SalvagePlan planFor(DamagedMovie& movie, SalvageMode mode, const AttributeChunk& given,
@@ -71,12 +101,11 @@ SalvagePlan planFor(DamagedMovie& movie, SalvageMode mode, const AttributeChunk&
 
 SalvageReport salvageInPlace(const QString& fileName, const AttributeChunk& attributes,
                              const std::vector<float>& fibers) {
-    if (const auto sound = soundReport(fileName)) return *sound;
+    FileWriter writer;
+    if (const auto sound = takeUnlessSound(fileName, writer)) return *sound;
 
     DamagedMovie movie(fileName);
     SalvagePlan plan = planFor(movie, SalvageMode::InPlace, attributes, fibers);
-    FileWriter writer;
-    writer.openFile(fileName, FW_APPEND);
     checkSteady(movie.remains(), writer, fileName);
 
     const qint64 end = movie.remains().scan.fileSize;
@@ -108,7 +137,7 @@ SalvageReport salvageIntoCopy(const QString& damaged, const QString& output,
                               const AttributeChunk& attributes, const std::vector<float>& fibers) {
     checkOutput(damaged, output);
     if (const auto sound = soundReport(damaged)) {
-        copyFile(damaged, output);
+        copyWhole(damaged, output);
         return *sound;
     }
 
@@ -116,14 +145,16 @@ SalvageReport salvageIntoCopy(const QString& damaged, const QString& output,
     SalvagePlan plan = planFor(movie, SalvageMode::Copy, attributes, fibers);
     FileWriter writer;
     writer.openFile(output, FW_CREATE);
+    struct stat made {};
     try {
         plan = provenPlan(std::move(plan), output, [&](const SalvagePlan& planned) {
             cutAt(writer, 0);
             writeCopy(planned, movie, writer);
         });
+        made = statusOf(output);
         writer.closeFile();
     } catch (...) {
-        QFile::remove(output);
+        dropCopy(writer, output, made);
         throw;
     }
     return plan.report();

@@ -1,8 +1,8 @@
 #include <libCommon/exceptions.h>
+#include <libDataIO/base/posixfile.h>
 #include <libDataIO/imagereader.h>
+#include <libDataIO/salvage/salvagelog.h>
 #include <libDataIO/salvage/salvageproof.h>
-
-#include <QFile>
 
 #include <new>
 
@@ -47,7 +47,9 @@ std::optional<SalvageReport> soundReport(const QString& fileName) {
         return std::nullopt;
     }
     report.wasSound = true;
-    report.bytesKept = QFile(fileName).size();
+    struct stat status {};
+    if (posix::status(fileName, status) == -1) failSalvageRead(errno);
+    report.bytesKept = status.st_size;
     return report;
 }
 

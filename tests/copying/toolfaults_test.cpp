@@ -54,18 +54,19 @@ std::set<std::string> codesOf(Call call) {
         case Call::Open:
             return {"FR_OF_OPEN", "FW_OF_OPEN", "FW_OF_OPEN2", "IU_S_READ", "IU_S_COPY"};
         case Call::Close:
-            return {"FDCW_CF_CLOSE"};
+            return {"FDCW_CF_CLOSE", "IU_S_COPY"};
         case Call::Read:
-            return {"CHB_LDF_READ", "IU_S_READ",   "MM_NC_MMAP",
+            return {"CHB_LDF_READ", "IU_S_READ",   "IU_S_COPY",  "MM_NC_MMAP",
                     "MM_CR_MMAP",   "MM_NC_BOUND", "MM_CR_BOUND"};
         case Call::Write:
-            return {"CHB_WFD_WRITE", "FDCW_AC_WRITE"};
+            return {"CHB_WFD_WRITE", "FDCW_AC_WRITE", "IU_S_COPY"};
         case Call::Seek:
             return {"CHB_LFD_SEEK", "MM_SE_SEEK", "FDCW_AC_SEEK", "IU_S_READ"};
         case Call::Truncate:
             return {"FDCW_TRUNC"};
         case Call::Stat:
-            return {"FR_OF_STAT", "MM_NC_MMAP", "MM_CR_MMAP", "FDCW_AC_SEEK", "IU_S_READ"};
+            return {"FR_OF_STAT",   "MM_NC_MMAP", "MM_CR_MMAP", "FW_OF_OPEN2",
+                    "FDCW_AC_SEEK", "IU_S_READ",  "IU_S_COPY"};
         case Call::Unmap:
             return {"MM_UNMAP"};
         default:

@@ -102,7 +102,7 @@ TEST_F(DamagedFiles, ThatCannotBeReadIsNotTakenForAnEmptyOne) {
     writeAnew(damaged(), withoutInfo());
     // The reader's own looks at the end of the file come first.
     int failures = 0;
-    for (int skip = 0; skip < 6; ++skip) {
+    for (int skip = 0; skip < 12; ++skip) {
         const FailingCalls faults(Call::Stat, EIO, skip);
         try {
             salvageInPlace();
