@@ -69,6 +69,7 @@ void MovieRecording::modify(const QString& fileName) {
             _openAtInfo(fileName);
             checkByteOrder(attributes());
             _takeOffTrailingChunks();
+            _checkRoomForEnd();
             _writer.truncate();
             _fileEnd = _writer.tell();
         });

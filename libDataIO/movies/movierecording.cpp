@@ -31,14 +31,28 @@ timeval now() {
     return time;
 }
 
-/// What stands behind so many frames but for attributes and fibre positions. The info chunk does
-/// not list itself.
-int64_t tailSize(int64_t frames) {
+/// What at most stands behind the frames, and so many more, but for the attributes. The info chunk
+/// does not list itself.
+int64_t tailSize(const MovieContents& contents, int64_t moreFrames) {
     constexpr auto chunks = static_cast<int64_t>(trailingChunks.size());
+    const int64_t frames = static_cast<int64_t>(contents.frames.size()) + moreFrames;
     int64_t size = chunks * chunkFramingSize + ChunkIndex::storedSize(frames + chunks - 1);
+    size += static_cast<int64_t>(contents.fibers.size() * sizeof(uint32_t));
     for (const TrailingChunk& chunk : trailingChunks)
         size += frames * static_cast<int64_t>(chunk.bytesPerFrame);
     return size;
+}
+
+[[noreturn]] void failFull(const LocationInfo& location) {
+    DATAIO_FAIL_AT(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_FULL",
+                   QStringLiteral("File would exceed the size that its index can address."),
+                   location);
+}
+
+/// Takes up that a trailing chunk stands at a place of the file.
+void noteTrailingChunk(MovieContents& contents, MZImageChunkType type, ChunkRecord record) {
+    contents.info[static_cast<int>(type)] = {record};
+    if (type == MZ_CT_FRAMETIMER) contents.info.set(keys::utcOffset, localOffsetFromUtc());
 }
 
 }  // namespace
@@ -94,10 +108,7 @@ void MovieRecording::addFrame(const void* data, unsigned int size, std::optional
         payloadSize = _encoder.encode(_compression, _effort, data, size);
         data = _encoder.stream();
     }
-    if (!_fits(static_cast<int64_t>(payloadSize))) {
-        DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_AF_FULL",
-                    QStringLiteral("File would exceed the size that its index can address."));
-    }
+    if (!_fits(static_cast<int64_t>(payloadSize))) failFull(DATAIO_HERE);
     const int offset = _addChunk(MZ_CT_FRAME, data, payloadSize);
     if (hasAutotime()) time = now();
     _contents.frames.add(
@@ -129,11 +140,30 @@ void MovieRecording::_checkCompressible(unsigned int size) const {
 bool MovieRecording::_fits(int64_t payloadSize) const {
     const int64_t endOfFrames =
         std::max<int64_t>(_fileEnd, _writer.tell() + payloadSize + chunkFramingSize);
-    int64_t needed = tailSize(static_cast<int64_t>(_contents.frames.size()) + 1) + reservedForLater;
-    needed += static_cast<int64_t>(_contents.fibers.size() * sizeof(uint32_t));
+    const int64_t needed = tailSize(_contents, 1) + reservedForLater;
     if (endOfFrames + needed + farFromFull <= maxFileSize) return true;
 
     return endOfFrames + needed + attributes().dumpedSize() <= maxFileSize;
+}
+
+/// Whoever has recorded a movie may have left less room behind the frames than this library does.
+/// What cannot be finished again must not be begun.
+void MovieRecording::_checkRoomForEnd() const {
+    const int64_t endOfFrames = _writer.tell();
+    const int64_t needed = tailSize(_contents, 0) + attributes().dumpedSize();
+    if (endOfFrames + needed + farFromFull <= maxFileSize) return;
+
+    // Near the limit what close() would append is made for its size.
+    MovieContents finished = _contents;
+    reconcileDataType(finished.info, _frameSize);
+    int64_t end = endOfFrames;
+    for (const TrailingChunk& chunk : trailingChunks) {
+        const std::optional<QByteArray> payload = trailingPayload(chunk.type, finished);
+        if (!payload) continue;
+        noteTrailingChunk(finished, chunk.type, {0, 0});
+        end += chunkFramingSize + payload->size();
+    }
+    if (end > maxFileSize) failFull(DATAIO_HERE);
 }
 
 void MovieRecording::replaceFrame(const void* data, unsigned int index, std::optional<timeval> time,
@@ -179,6 +209,7 @@ void MovieRecording::replaceFrame(const void* data, unsigned int index, std::opt
 
 void MovieRecording::close() {
     if (!isOpen()) return;
+    if (_writer.inherited()) return _writer.closeFile();  // whoever recorded it will finish it
     reconcileDataType(attributes(), _frameSize);
     _seekEnd();
     const qint64 endOfFrames = _writer.tell();
@@ -198,9 +229,9 @@ void MovieRecording::_appendTrailingChunk(MZImageChunkType type) {
     _seekEnd();
     const int offset =
         _addChunk(type, payload->constData(), static_cast<std::size_t>(payload->size()));
-    _contents.info[static_cast<int>(type)] = {
-        {static_cast<unsigned int>(offset), static_cast<unsigned int>(payload->size())}};
-    if (type == MZ_CT_FRAMETIMER) attributes().set(keys::utcOffset, localOffsetFromUtc());
+    noteTrailingChunk(
+        _contents, type,
+        {static_cast<unsigned int>(offset), static_cast<unsigned int>(payload->size())});
 }
 
 /// Takes back what a failed close() has appended, so that the next one writes each chunk once.
@@ -209,7 +240,6 @@ void MovieRecording::_dropTrailingChunks(qint64 endOfFrames) {
         _contents.info.removeAll(static_cast<int>(chunk.type));
     _fileEnd = endOfFrames;
     try {
-    if (_writer.inherited()) return _writer.closeFile();  // whoever recorded it will finish it
         if (_writer.seekEnd() && _writer.tell() > endOfFrames && _writer.seek(endOfFrames)) {
             _writer.truncate();
         }

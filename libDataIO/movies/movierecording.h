@@ -53,6 +53,7 @@ private:
     int _addChunk(MZImageChunkType type, const void* data, std::size_t size);
     void _checkCompressible(unsigned int size) const;
     bool _fits(int64_t payloadSize) const;
+    void _checkRoomForEnd() const;
 
     void _appendTrailingChunk(MZImageChunkType type);
     void _dropTrailingChunks(qint64 endOfFrames);
