@@ -45,8 +45,8 @@ void extract(const QCommandLineParser& parser) {
     const bool force = examples::forceOf(parser);
     examples::Progress progress(QStringLiteral("Extracting"), last - first + 1);
     for (int index = first; index <= last; ++index) {
-        const QString file = folder.filePath(
-            QStringLiteral("%1-%2.png").arg(name).arg(index, 6, 10, QLatin1Char('0')));
+        const QString file =
+            folder.filePath(name + QStringLiteral("-%1.png").arg(index, 6, 10, QLatin1Char('0')));
         examples::refuseToOverwrite(file, force);
         const auto frame = examples::greyFrame(reader, static_cast<unsigned int>(index));
         examples::savePng(

@@ -100,8 +100,9 @@ void recompress(const QCommandLineParser& parser) {
     output.finish();
     count.finish();
     examples::print(
-        QStringLiteral("%1: %2, %3 % of %4")
-            .arg(arguments[1], examples::bytesText(after))
+        arguments[1] +
+        QStringLiteral(": %1, %2 % of %3")
+            .arg(examples::bytesText(after))
             .arg(100.0 * static_cast<double>(after) / static_cast<double>(before), 0, 'f', 1)
             .arg(examples::bytesText(before)));
 }

@@ -85,13 +85,12 @@ void record(const QCommandLineParser& parser) {
     }
     writer.close();
     output.finish();
-    examples::print(QStringLiteral("%1: %2 frames of %3 x %4 pixels, %5 bits, %6")
-                        .arg(movie)
-                        .arg(count)
-                        .arg(series.width)
-                        .arg(series.height)
-                        .arg(bits)
-                        .arg(examples::bytesText(QFileInfo(movie).size())));
+    examples::print(movie + QStringLiteral(": %1 frames of %2 x %3 pixels, %4 bits, %5")
+                                .arg(count)
+                                .arg(series.width)
+                                .arg(series.height)
+                                .arg(bits)
+                                .arg(examples::bytesText(QFileInfo(movie).size())));
 }
 
 }  // namespace

@@ -51,10 +51,9 @@ void ring(const QCommandLineParser& parser) {
     writer.close();
     output.finish();
     const int kept = std::min(frames, ringSize);
-    examples::print(QStringLiteral("%1 holds frames %2 to %3 of the acquisition")
-                        .arg(arguments[0])
-                        .arg(frames - kept)
-                        .arg(frames - 1));
+    examples::print(arguments[0] + QStringLiteral(" holds frames %1 to %2 of the acquisition")
+                                       .arg(frames - kept)
+                                       .arg(frames - 1));
 }
 
 }  // namespace

@@ -83,6 +83,9 @@ public:
     /// Opens a finished movie and loads its index, attributes, times and laser powers. What was
     /// open before is closed and forgotten first. For a vectorized movie the fibre positions are
     /// read and the reconstruction service, if there is one, is prepared.
+    ///
+    /// The name is given to the system in the encoding of the locale: a file whose name is no text
+    /// in it cannot be opened. A pipe is refused and never waited for.
     /// @throws IOFileException "FR_OF_STAT", "FR_OF_REGFILE", "FR_OF_OPEN" when there is no such
     ///        file; "IR_MISSINFO" when its last chunk is not an info chunk; "CI_L_CHUNK" when that
     ///        holds no whole index; for vectorized movies "IR_GRFI_NOSIZE" when there are fibres

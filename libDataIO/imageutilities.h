@@ -36,8 +36,10 @@ namespace mz {
 ///
 /// No operation here asks a reconstruction service, not even the class-wide prototype.
 ///
-/// The file must not be in use. Salvaging reads all of it, and takes memory in proportion to its
-/// number of chunks and damaged places, at most a few times the file's size, beside one frame.
+/// A file that somebody is recording is refused, and nobody else can write it while it is salvaged;
+/// where the file system has no locks it must not be in use. Salvaging reads all of it, and takes
+/// memory in proportion to its number of chunks and damaged places, at most a few times the file's
+/// size, beside one frame.
 ///
 /// Failures are IOFileException, origin SOFTWARE, logged on "dataio.imageutilities" first:
 ///   "IU_S_FORMAT"  a file that is not empty holds no trace of a chunk
@@ -48,6 +50,8 @@ namespace mz {
 ///   "IU_S_READ"    SYSCALL: the file, or in place any byte looked at, cannot be read
 ///   "IU_S_OUTPUT"  FILESYSTEM: the output exists and is no regular file
 ///   "IU_S_COPY"    FILESYSTEM: a sound file could not be copied
+///   "FW_OF_BUSY"   FILESYSTEM: another writer has the file that is to be written; it is not
+///   touched
 /// and what reading and writing files throws ("FR_OF_…", "FW_OF_…", "FDCW_…", "MM_…", "IR_…").
 class DATAIO_EXPORT ImageUtilities {
 public:
@@ -79,8 +83,9 @@ public:
 
     /// Writes what can be salvaged into a new file without gaps, the damaged one staying as it is.
     /// A file that opens is copied as it is. Frames that no longer fit below 4 GiB are left out. An
-    /// existing `output` is overwritten as soon as it is clear what to write: after an earlier
-    /// failure it is as it was, after a later one there is none.
+    /// existing `output` is overwritten as soon as it is clear what to write, through a symbolic
+    /// link if it is one: after an earlier failure it is as it was, after a later one it is empty.
+    /// One that this call has made is removed then.
     static SalvageReport salvageTo(const QString& damaged, const QString& output,
                                    const AttributeChunk& attributes,
                                    const std::vector<float>& fibers = {});

@@ -12,6 +12,15 @@
 //
 // A writer is used by one thread at a time; several, each with its own file, may run in parallel.
 //
+// A movie has one writer at a time, in whatever process. While it is open it is locked (advisory,
+// on file systems that have locks), and create(), modify() and modifyAttribute() of another writer
+// are refused: "FW_OF_BUSY", FILESYSTEM, nothing touched. Readers never ask for the lock. A writer
+// belongs to the process that opened it: in one that was forked off, close() and the destructor
+// give the file up and leave it to the recording process.
+//
+// Names are given to the system in the encoding of the locale. Files whose names are no text in it
+// cannot be opened, nor made. Symbolic links are followed.
+//
 // Failures are IOFileException with origin SOFTWARE, logged on "dataio.imagewriter" first, unless
 // an operation says otherwise. Those of the file itself come from below, on "dataio.fdchunkwriter"
 // and "dataio.chunkheader" with origin SYSCALL: "FDCW_AC_WRITE" and "CHB_WFD_WRITE", a full disk
@@ -56,13 +65,17 @@ public:
     /// without its info chunk.
     /// @param autotime true: the writer stamps each frame with the current time. false: the caller
     ///        gives the time of each frame, or frames have none
-    /// @throws IOFileException "FW_OF_OPEN", SYSCALL
+    /// @throws IOFileException "FW_OF_OPEN", SYSCALL; "FW_OF_BUSY", FILESYSTEM
     void create(const QString& fileName, bool autotime);
 
     /// Finishes the movie: appends fibre positions (if any), times (with autotime, or if any),
     /// laser powers (if any) and the info chunk, and closes the file. "data_type" becomes "vec"
     /// when the last frame that was added has not the size of an image, and "imp" when it says
     /// "vec" but has. Does nothing when closed.
+    ///
+    /// The system writes to the disk when it likes, and errors that it meets only then are lost:
+    /// closing does not tell them. Whoever must know that the movie is on the disk opens the file
+    /// and calls fsync() on it after close().
     /// @throws IOFileException "IW_ARFCI_INFO" when there are fibres but no positive "width" and
     ///         "height"; what was appended is cut again, the file stays open and close() may be
     ///         tried again. "FDCW_CF_CLOSE", SYSCALL, when the system reports a failure on closing:
@@ -166,15 +179,17 @@ public:
     ///         chunk is no info chunk or there is no such file (none is left behind),
     ///         "FDCW_MODIFY1" for another byte order or none, "FDCW_MODIFY2", "…3", "…4" when laser
     ///         powers, times or fibres are not where close() puts them; "IW_ARFCI_INFO2" for fibres
-    ///         without a positive size; "FW_OF_OPEN2", "CI_L_CHUNK", "CHB_…", "FDCW_PC_…",
+    ///         without a positive size; "IW_AF_FULL" when what close() appends would no longer end
+    ///         below 4 GiB; "FW_OF_BUSY", "FW_OF_OPEN2", "CI_L_CHUNK", "CHB_…", "FDCW_PC_…",
     ///         "FDCW_TRUNC" from below
     void modify(const QString& fileName);
 
     /// Replaces all attributes of a finished movie by `attributes`, which must therefore be
     /// complete ("endian", "width", "height", "pixbits" …), and closes it. The writer is closed
     /// afterwards.
-    /// @throws IOFileException as modify() but for "FDCW_MODIFY1" to "…4" and "IW_ARFCI_INFO2", and
-    ///         failures of writing; the file is closed and its bytes are as they were
+    /// @throws IOFileException as modify() but for "FDCW_MODIFY1" to "…4", "IW_ARFCI_INFO2" and
+    ///         "IW_AF_FULL", and failures of writing; the file is closed and its bytes are as they
+    ///         were
     void modifyAttribute(const QString& fileName, const AttributeChunk& attributes);
 
     // --- header ---

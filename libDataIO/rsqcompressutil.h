@@ -55,7 +55,8 @@ public:
     /// ones, ones with a field of view above 700, with 35,001 fibres and more, or with fewer than
     /// four pixels a fibre become or stay images, whatever `vec` asks for.
     ///
-    /// @param outputFilename overwritten; must not be the input
+    /// @param outputFilename overwritten; must neither be the input nor a movie that somebody is
+    ///        recording
     /// @param comp how the output's frames are stored, whatever the input's are
     /// @param vec whether frames become samples of the fibres or images
     /// @param firstFrame from 0; negative means 0

@@ -82,8 +82,8 @@ PictureSeries surveyPictures(const QStringList& files) {
             series.width = size.width();
             series.height = size.height();
         } else if (size != QSize(series.width, series.height)) {
-            throw Error(QStringLiteral("%1 has %2 x %3 pixels, but the first picture has %4 x %5")
-                            .arg(file)
+            throw Error(file +
+                        QStringLiteral(" has %1 x %2 pixels, but the first picture has %3 x %4")
                             .arg(size.width())
                             .arg(size.height())
                             .arg(series.width)

@@ -26,6 +26,22 @@ TEST_F(Examples, RecordedPicturesComeBackAsTheyWere) {
     }
 }
 
+TEST_F(Examples, NamesWithPercentSignsStayAsTheyAre) {
+    const QString movie = QStringLiteral("%2 %3.movie");
+    const QString copy = QStringLiteral("%1 %4.movie");
+    drawDeep("a.png", 1);
+    const auto expectNamed = [](const QString& printed, const QString& name) {
+        EXPECT_TRUE((u'\n' + printed).contains(u'\n' + name)) << printed.toStdString();
+    };
+    expectNamed(succeed(QStringLiteral("record"), {movie, QStringLiteral("a.png")}),
+                movie + QStringLiteral(": 1 frames of 40 x 30 pixels"));
+    expectNamed(succeed(QStringLiteral("recompress"), {movie, copy}), copy + QStringLiteral(": "));
+    succeed(QStringLiteral("extract"), {movie, QStringLiteral(".")});
+    EXPECT_TRUE(QFileInfo::exists(path("%2 %3-000000.png")));
+    expectNamed(succeed(QStringLiteral("ring"), {QStringLiteral("--force"), movie}),
+                movie + QStringLiteral(" holds frames "));
+}
+
 TEST_F(Examples, RecordTakesFoldersInTheOrderOfNames) {
     ASSERT_TRUE(QDir(path("")).mkdir(QStringLiteral("pictures")));
     drawFlat("pictures/b.png", 20);
