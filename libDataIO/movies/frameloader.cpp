@@ -26,18 +26,26 @@ constexpr int64_t maxSamples = std::numeric_limits<unsigned int>::max() / sizeof
 /// What the bundle lies in where a movie does not say.
 constexpr float noBound = 5000;
 
-/// Sets `samples` to `count` zeros, unless that is more memory than `plausibleBytes` of source
-/// justify or than there is.
-bool resizeWithin(std::vector<uint16_t>& samples, int64_t count, uint64_t plausibleBytes) {
-    if (count > static_cast<int64_t>(samples.max_size())) return false;
+/// Whether so many samples are no more memory than `plausibleBytes` of source justify.
+bool isPlausible(int64_t count, uint64_t plausibleBytes) {
+    if (count > static_cast<int64_t>(SampleBuffer::most)) return false;
     const int64_t bytes = count * 2;
-    if (bytes > unquestionedBytes && static_cast<uint64_t>(bytes) > plausibleBytes) return false;
+    return bytes <= unquestionedBytes || static_cast<uint64_t>(bytes) <= plausibleBytes;
+}
+
+[[noreturn]] void failFrameSize() {
+    DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE",
+                invalidFrameSizeMessage());
+}
+
+/// So many zeros. Where there is no memory for them, the size is to blame when it is unusual.
+SampleBuffer zeroSamples(int64_t count) {
     try {
-        samples.assign(static_cast<size_t>(count), 0);
+        return SampleBuffer(static_cast<size_t>(count));
     } catch (const std::bad_alloc&) {
-        return false;
+        if (count * 2 <= unquestionedBytes) throw;
+        failFrameSize();
     }
-    return true;
 }
 
 bool isInOtherOrder(const AttributeChunk& header) {
@@ -62,6 +70,18 @@ ImageSize imageSizeOrNone(const AttributeChunk& header) {
 
 }  // namespace
 
+std::optional<int64_t> decodedSamples(const AttributeChunk& header, unsigned int fiberCount,
+                                      CompressionType::e compression, size_t payloadSize) {
+    const std::optional<int64_t> samples = isVectorized(header)
+                                               ? std::make_optional(int64_t{fiberCount})
+                                               : pixelCount(imageSizeOrNone(header));
+    if (!samples || *samples > maxSamples ||
+        !isPlausible(*samples, plausibleDecodedSize(compression, payloadSize))) {
+        return std::nullopt;
+    }
+    return samples;
+}
+
 void FrameLoader::begin(CompressionType::e compression, bool isVectorized,
                         unsigned int fiberCount) {
     _compression = compression;
@@ -71,8 +91,9 @@ void FrameLoader::begin(CompressionType::e compression, bool isVectorized,
 
 void FrameLoader::forget() {
     begin(CompressionType::None, false, 0);
-    _decoded.clear();
-    _image.clear();
+    _decoder.forget();
+    _decoded = SampleBuffer();
+    _image = SampleBuffer();
 }
 
 bool FrameLoader::looksAtPayload(const AttributeChunk& header) const {
@@ -85,19 +106,17 @@ FrameView FrameLoader::stored(const AttributeChunk& header, FrameView payload) {
 
     if (_decoded.empty()) _sizeDecodingBuffer(header, payload.size);
     _decoder.decode(_compression, payload.data, payload.size, _decoded);
-    if (isInOtherOrder(header)) copySwapped16(_decoded.data(), _decoded.data(), _decoded.size());
+    // Behind what was ever written are zeros, whose order does not matter.
+    const size_t written = _decoded.written();
+    if (isInOtherOrder(header)) copySwapped16(_decoded.data(), _decoded.writable(written), written);
     return {_decoded.data(), _decoded.size() * sizeof(uint16_t)};
 }
 
 void FrameLoader::_sizeDecodingBuffer(const AttributeChunk& header, size_t payloadSize) {
-    const std::optional<int64_t> samples = mz::isVectorized(header)
-                                               ? std::make_optional(int64_t{_fiberCount})
-                                               : pixelCount(imageSizeOrNone(header));
-    if (!samples || *samples > maxSamples ||
-        !resizeWithin(_decoded, *samples, plausibleDecodedSize(_compression, payloadSize))) {
-        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE",
-                    invalidFrameSizeMessage());
-    }
+    const std::optional<int64_t> samples =
+        decodedSamples(header, _fiberCount, _compression, payloadSize);
+    if (!samples) failFrameSize();
+    _decoded = zeroSamples(*samples);
 }
 
 FrameView FrameLoader::_swapped(FrameView payload, int bytesPerPixel) {
@@ -119,10 +138,8 @@ void FrameLoader::prepareImages(IReconstructionService& service, const Attribute
     const ImageSize size = imageSizeOrNone(header);
     const std::optional<int64_t> samples = pixelCount(size);
     const auto plausibleBytes = static_cast<uint64_t>(_fiberCount * maxPixelsPerFiber * 2);
-    if (!samples || !resizeWithin(_image, *samples, plausibleBytes)) {
-        DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GRF_SIZE",
-                    invalidFrameSizeMessage());
-    }
+    if (!samples || !isPlausible(*samples, plausibleBytes)) failFrameSize();
+    _image = zeroSamples(*samples);
     service.prepare({fibers.data(), fibers.data() + fibers.size()}, size.width, size.height,
                     floatAttribute(header, keys::fieldOfViewX, 0),
                     floatAttribute(header, keys::fieldOfViewY, 0),
@@ -138,8 +155,8 @@ FrameView FrameLoader::image(IReconstructionService& service, FrameView samples)
                     invalidFrameSizeMessage());
     }
     const uint16_t* const input = _aligned(samples.data);
-    service.reconstruct({input, input + _fiberCount},
-                        {_image.data(), _image.data() + _image.size()});
+    uint16_t* const pixels = _image.writable(_image.size());
+    service.reconstruct({input, input + _fiberCount}, {pixels, pixels + _image.size()});
     return {_image.data(), _image.size() * sizeof(uint16_t)};
 }
 

@@ -8,11 +8,18 @@
 #include <libDataIO/ireconstructionservice.h>
 #include <libDataIO/movies/openmovie.h>
 #include <libDataIO/payloads/framecodec.h>
+#include <libDataIO/payloads/samplebuffer.h>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace mz {
+
+/// How many samples a compressed frame has by its header; empty when that is no size of a frame, or
+/// more than a payload of that size could fill.
+std::optional<int64_t> decodedSamples(const AttributeChunk& header, unsigned int fiberCount,
+                                      CompressionType::e compression, std::size_t payloadSize);
 
 class FrameLoader {
 public:
@@ -29,11 +36,12 @@ public:
 
     /// A frame as it was recorded, in native byte order. It lies in the payload or in a buffer,
     /// until the next call.
-    /// @throws IOFileException "IR_GRF_SIZE"; the exception of the compression library
+    /// @throws IOFileException "IR_GRF_SIZE", also when there is no memory for a frame of unusual
+    ///         size; the exception of the compression library; std::bad_alloc
     FrameView stored(const AttributeChunk& header, FrameView payload);
 
     /// Prepares a service for the images of a vectorized movie.
-    /// @throws IOFileException "IR_GRF_SIZE"
+    /// @throws IOFileException "IR_GRF_SIZE" as above; std::bad_alloc
     void prepareImages(IReconstructionService& service, const AttributeChunk& header,
                        const std::vector<float>& fibers);
     /// The image of a frame of samples.
@@ -49,10 +57,10 @@ private:
     bool _isVectorized = false;
     unsigned int _fiberCount = 0;
     FrameDecoder _decoder;
-    std::vector<uint16_t> _decoded;
+    SampleBuffer _decoded;
     std::vector<unsigned char> _swappedBytes;
     std::vector<uint16_t> _alignedSamples;
-    std::vector<uint16_t> _image;
+    SampleBuffer _image;
 };
 
 }  // namespace mz

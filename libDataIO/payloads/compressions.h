@@ -33,8 +33,8 @@ inline constexpr std::array compressions = {
     // Deflate reaches 1,032.
     CompressionTraits{CompressionType::ZLib, "z", 1'100, DeflateFormat::ZLib},
     CompressionTraits{CompressionType::GZip, "gz", 1'100, DeflateFormat::GZip},
-    // More only for frames of a single value throughout, which no acquisition gives.
-    CompressionTraits{CompressionType::BZip2, "bz2", 50'000, std::nullopt},
+    // Frames of a single value throughout, of a closed shutter for instance, reach 1,400,000.
+    CompressionTraits{CompressionType::BZip2, "bz2", 1'500'000, std::nullopt},
 };
 
 /// Whether a number is a type of the format.

@@ -4,6 +4,8 @@
 
 #include <libdeflate.h>
 
+#include <new>
+
 namespace mz {
 
 const bool isFastDeflateBuiltIn = true;
@@ -22,7 +24,9 @@ bool hasOptionalFields(DeflateFormat format, const void* payload, size_t size) {
 
 struct FastInflater::Working {
     libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
-    Working() = default;
+    Working() {
+        if (decompressor == nullptr) throw std::bad_alloc();
+    }
     ~Working() { libdeflate_free_decompressor(decompressor); }
     Working(const Working&) = delete;
     Working& operator=(const Working&) = delete;
@@ -35,7 +39,6 @@ bool FastInflater::decode(DeflateFormat format, const void* payload, size_t size
                           size_t outSize) {
     if (hasOptionalFields(format, payload, size)) return false;
     if (!_working) _working = std::make_unique<Working>();
-    if (_working->decompressor == nullptr) return false;
     const auto decompress = format == DeflateFormat::ZLib ? libdeflate_zlib_decompress_ex
                                                           : libdeflate_gzip_decompress_ex;
     size_t consumed = 0;
@@ -47,7 +50,9 @@ bool FastInflater::decode(DeflateFormat format, const void* payload, size_t size
 
 struct FastDeflater::Working {
     libdeflate_compressor* compressor = libdeflate_alloc_compressor(1);
-    Working() = default;
+    Working() {
+        if (compressor == nullptr) throw std::bad_alloc();
+    }
     ~Working() { libdeflate_free_compressor(compressor); }
     Working(const Working&) = delete;
     Working& operator=(const Working&) = delete;
@@ -59,7 +64,6 @@ FastDeflater::~FastDeflater() = default;
 size_t FastDeflater::encode(DeflateFormat format, const void* data, size_t size, void* out,
                             size_t outSize) {
     if (!_working) _working = std::make_unique<Working>();
-    if (_working->compressor == nullptr) return 0;
     const auto compress =
         format == DeflateFormat::ZLib ? libdeflate_zlib_compress : libdeflate_gzip_compress;
     return compress(_working->compressor, data, size, out, outSize);

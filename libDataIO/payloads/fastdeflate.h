@@ -26,6 +26,7 @@ public:
 
     /// True when `payload` is one sound stream of that format, without a byte behind it, that fills
     /// `out` exactly. Otherwise false, and `out` holds anything.
+    /// @throws std::bad_alloc
     bool decode(DeflateFormat format, const void* payload, size_t size, void* out, size_t outSize);
 
 private:
@@ -43,6 +44,7 @@ public:
     FastDeflater& operator=(const FastDeflater&) = delete;
 
     /// The length of the stream now in `out`, or 0 when it does not fit; `out` then holds anything.
+    /// @throws std::bad_alloc
     size_t encode(DeflateFormat format, const void* data, size_t size, void* out, size_t outSize);
 
 private:

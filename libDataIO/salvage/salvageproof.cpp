@@ -1,6 +1,8 @@
 #include <libCommon/exceptions.h>
 #include <libDataIO/base/posixfile.h>
 #include <libDataIO/imagereader.h>
+#include <libDataIO/metadata/attributekeys.h>
+#include <libDataIO/movies/frameloader.h>
 #include <libDataIO/salvage/salvagelog.h>
 #include <libDataIO/salvage/salvageproof.h>
 
@@ -21,12 +23,25 @@ bool isDamage(const IOFileException& failure) {
     return failure.origin() == SOFTWARE || failure.code() == QLatin1String("CHB_LDF_READ");
 }
 
+/// Whether a reader that says "frame size is invalid" had no memory for a size that may well be.
+bool ranOutOfMemory(const ImageReader& reader, unsigned int number, const BaseException& failure) {
+    if (failure.code() != QLatin1String("IR_GRF_SIZE")) return false;
+    const AttributeChunk& header = reader.attributeChunk();
+    QString compression;
+    header.get(keys::compression, compression);
+    const auto fibers = static_cast<unsigned int>(
+        isVectorized(header) ? reader.nbFibers(ImageReader::NoFiberFiltering) : 0);
+    const auto record = reader.frameRecord(number);
+    return record && decodedSamples(header, fibers, compressionOfName(compression), record->length);
+}
+
 bool isReadable(ImageReader& reader, unsigned int number) {
     const void* data = nullptr;
     try {
         return reader.getRawFrame(data, number).has_value();
     } catch (const BaseException& failure) {
         if (failure.origin() != SOFTWARE) throw;  // may be read the next time
+        if (ranOutOfMemory(reader, number, failure)) throw std::bad_alloc();
         return false;
     } catch (const std::bad_alloc&) {
         throw;

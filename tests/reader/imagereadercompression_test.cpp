@@ -1,13 +1,16 @@
 // Reading compressed frames: streams by the compression libraries, damaged streams, and sizes that
 // no frame has.
 
+#include <algorithm>
 #include <cstring>
 #include <ios>
+#include <random>
 
 #include <tests/support/frames.h>
 #include <tests/support/limits.h>
 #include <tests/support/moviereader.h>
 #include <tests/support/processmemory.h>
+#include <tests/support/recording.h>
 #include <tests/support/streams.h>
 
 using namespace mz;
@@ -182,7 +185,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Types, LargeFrames,
                          testing::Values(LimitCase{CompressionType::ZLib, 16000},
                                          LimitCase{CompressionType::GZip, 16000},
-                                         LimitCase{CompressionType::BZip2, 352}),
+                                         LimitCase{CompressionType::BZip2, 12}),
                          [](const auto& type) { return attributeOf(type.param.type); });
 
 TEST_P(LargeFrames, NegativeAndOverflowingSizesAreRefused) {
@@ -234,6 +237,48 @@ TEST_F(MovieReader, MemoryForOneFrameIsEnough) {
     const void* data = nullptr;
     ASSERT_EQ(reader.getRawFrame(data, 0), static_cast<unsigned int>(plain.size()));
     EXPECT_EQ(std::memcmp(data, plain.constData(), static_cast<size_t>(plain.size())), 0);
+}
+
+TEST_F(MovieReader, AClaimOfBzip2TakesOnlyWhatIsDecoded) {
+    DATAIO_SKIP_IF_SANITIZED();
+    std::minstd_rand random;
+    QByteArray plain(4000, '\0');
+    std::generate(plain.begin(), plain.end(), [&] { return static_cast<char>(random() >> 8); });
+    open(MovieBytes()
+             .size(32768, 32768)
+             .attribute("compression_type", "bz2")
+             .endian(Order::Big)
+             .frame(compressed(CompressionType::BZip2, plain)));
+    const void* data = nullptr;
+    EXPECT_LT(memoryTakenBy([&] {
+                  EXPECT_EQ(reader.getRawFrame(data, 0), 2U << 30);
+                  EXPECT_EQ(reader.getRawFrame(data, 0), 2U << 30);
+              }),
+              16 << 20);
+}
+
+TEST_F(MovieReader, ABombTakesNoMoreThanItsHeaderSays) {
+    DATAIO_SKIP_IF_SANITIZED();
+    const qsizetype bytes = 8192 * 4096 * 2;
+    open(MovieBytes()
+             .size(8192, 4096)
+             .attribute("compression_type", "z")
+             .frame(compressed(CompressionType::ZLib, QByteArray(4 * bytes, '\0'))));
+    EXPECT_LT(memoryTakenBy([&] { expectStreamFailure([&] { rawFrame(0); }); }), bytes + (8 << 20));
+}
+
+TEST_F(MovieReader, FramesOfOneValueAreReadAsTheyWereRecorded) {
+    const std::vector<uint16_t> uniform(size_t{4096} * 4096, 0x0101);
+    ImageWriter writer;
+    writer.create(file.path(), false);
+    setSize(writer, 4096, 4096);
+    writer.setCompression(CompressionType::BZip2);
+    writer.addFrame(uniform.data());
+    writer.close();
+    reader.open(file.path());
+    const void* data = nullptr;
+    ASSERT_EQ(reader.getRawFrame(data, 0), static_cast<unsigned int>(uniform.size() * 2));
+    EXPECT_EQ(std::memcmp(data, uniform.data(), uniform.size() * 2), 0);
 }
 
 TEST_F(MovieReader, AFrameWhoseSizeCannotBeReturnedIsRefused) {

@@ -1,7 +1,10 @@
 // What a salvaged movie takes of the attributes and fibres that are given to it.
 
 #include <QFile>
+#include <boost/optional/optional_io.hpp>
 #include <gtest/gtest.h>
+
+#include <cstring>
 
 #include <tests/support/damagedfiles.h>
 #include <tests/support/scratchfile.h>
@@ -39,6 +42,28 @@ TEST_F(SalvageGiven, WithAttributesOfAnotherKindLeavesTheFileAsItWas) {
         attributes = ImageUtilities::attributesOf(good());
         EXPECT_EQ(salvageInPlace().framesKept, 3U);
     }
+}
+
+// As a closed shutter gives them: a stream of 46 bytes for 32 MiB.
+TEST_F(SalvageGiven, KeepsFramesOfOneValue) {
+    recordGood({bzip2});
+    const QByteArray uniform(4096 * 4096 * 2, '\1');
+    ImageWriter writer;
+    writer.create(damaged(), false);
+    kind.width = kind.height = 4096;
+    setHeader(writer, kind);
+    for (int i = 0; i < 2; ++i)
+        writer.addFrame(uniform.constData(), static_cast<int>(uniform.size()), -1.0F);
+    writer.close();
+    attributes = ImageUtilities::attributesOf(damaged());
+    const Movie whole = soundMovie(damaged());
+    writeAnew(damaged(),
+              readFile(damaged()).left(static_cast<qsizetype>(whole.chunks.back().offset)));
+    EXPECT_EQ(salvageInPlace().framesKept, 2U);
+    ImageReader reader(damaged());
+    const void* data = nullptr;
+    ASSERT_EQ(reader.getRawFrame(data, 1), static_cast<unsigned int>(uniform.size()));
+    EXPECT_EQ(std::memcmp(data, uniform.constData(), static_cast<size_t>(uniform.size())), 0);
 }
 
 TEST_F(SalvageGiven, AddsTheByteOrderOnlyWhenItIsAbsent) {

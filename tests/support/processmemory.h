@@ -20,4 +20,14 @@ inline int64_t processMemory(const std::string& name) {
     return status >> kilobytes ? kilobytes * 1024 : -1;
 }
 
+/// How much more memory the process had in the course of an action than before it.
+template <class Action>
+int64_t memoryTakenBy(Action action) {
+    // The peak of what happened before is forgotten, where the system lets one.
+    std::ofstream("/proc/self/clear_refs") << '5';
+    const int64_t before = processMemory("VmHWM");
+    action();
+    return processMemory("VmHWM") - before;
+}
+
 }  // namespace mz::test

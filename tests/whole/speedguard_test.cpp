@@ -206,14 +206,15 @@ Work bareInflate(std::vector<char>& stream, std::vector<uint16_t>& samples) {
 TEST_F(SpeedGuard, CompressedFramesAreDecodedTheFastWay) {
     std::vector<char> stream = gzipStream(frame);
     std::vector<uint16_t> samples(pixels);
+    SampleBuffer decoded(pixels);
     FrameDecoder decoder;
     const Work decode = [&] {
-        decoder.decode(CompressionType::GZip, stream.data(), stream.size(), samples);
+        decoder.decode(CompressionType::GZip, stream.data(), stream.size(), decoded);
     };
     // Without libdeflate the given chain is what there is.
     const double bound = isFastDeflateBuiltIn ? 1.4 : 0.7;
     EXPECT_GT(speedAbove(bound, bareInflate(stream, samples), decode, 10), bound);
-    EXPECT_EQ(samples, frame);
+    EXPECT_EQ(std::memcmp(decoded.data(), frame.data(), pixels * 2), 0);
 }
 
 TEST_F(SpeedGuard, TheGivenChainIsNotHeldUpBySmallBuffers) {
