@@ -110,12 +110,14 @@ SalvageReport salvageInPlace(const QString& fileName, const AttributeChunk& attr
 
     const qint64 end = movie.remains().scan.fileSize;
     const qint64 soundEnd = movie.remains().scan.soundEnd();
+    SalvageReport report;  // made while the file can still be left as it was
     try {
         // Behind the torn chunk at first: should the proof fail, the file is as it was.
         plan = provenPlan(std::move(plan), fileName, [&](const SalvagePlan& planned) {
             cutAt(writer, end);
             writeTail(planned, movie, writer);
         });
+        report = plan.report();
         if (plan.ownInfoStands()) {
             cutAt(writer, soundEnd);
         } else if (soundEnd < end) {
@@ -130,7 +132,7 @@ SalvageReport salvageInPlace(const QString& fileName, const AttributeChunk& attr
         throw;
     }
     writer.closeFile();
-    return plan.report();
+    return report;
 }
 
 SalvageReport salvageIntoCopy(const QString& damaged, const QString& output,
@@ -145,19 +147,21 @@ SalvageReport salvageIntoCopy(const QString& damaged, const QString& output,
     SalvagePlan plan = planFor(movie, SalvageMode::Copy, attributes, fibers);
     FileWriter writer;
     writer.openFile(output, FW_CREATE);
+    SalvageReport report;
     struct stat made {};
     try {
         plan = provenPlan(std::move(plan), output, [&](const SalvagePlan& planned) {
             cutAt(writer, 0);
             writeCopy(planned, movie, writer);
         });
+        report = plan.report();
         made = statusOf(output);
         writer.closeFile();
     } catch (...) {
         dropCopy(writer, output, made);
         throw;
     }
-    return plan.report();
+    return report;
 }
 
 }  // namespace mz

@@ -222,6 +222,15 @@ TEST_P(Codec, AFirstStreamThatFailsLeavesNothingBehindTheNext) {
     }
 }
 
+TEST_P(Codec, ADamagedFirstStreamLeavesNothingBehindAShortOne) {
+    FrameDecoder decoder;
+    SampleBuffer samples(count);
+    EXPECT_THROW(decodeNext(decoder, GetParam(), stream(noise(size)).chopped(20), samples),
+                 std::ios_base::failure);
+    decodeNext(decoder, GetParam(), stream(noise(100)), samples);
+    EXPECT_EQ(samplesIn(samples), samplesOf(noise(100) + QByteArray(size - 100, '\0'), count));
+}
+
 TEST_P(Codec, AStreamThatIsTooLongFails) {
     EXPECT_EQ(decode(stream(noise(size + 1))).thrown, "failure");
     EXPECT_EQ(decode(stream(noise(10 * size))).thrown, "failure");
@@ -385,13 +394,11 @@ TEST(PlausibleSize, IncludesBlackFramesOfDeflate) {
 }
 
 TEST(PlausibleSize, IncludesUniformFramesOfBzip2) {
-    for (const char value : {'\0', '\1', '\xff'}) {
-        // As much as two of its blocks take.
-        const QByteArray uniform = bzipped(QByteArray(90 << 20, value));
-        EXPECT_GE(
-            plausibleDecodedSize(CompressionType::BZip2, static_cast<uint64_t>(uniform.size())),
-            uint64_t{90 << 20});
-    }
+    // As much as two of its blocks take.
+    const qsizetype large = 90 << 20;
+    const QByteArray uniform = bzipped(QByteArray(large, '\xff'));
+    EXPECT_GE(plausibleDecodedSize(CompressionType::BZip2, static_cast<uint64_t>(uniform.size())),
+              static_cast<uint64_t>(large));
 }
 
 TEST_P(Codec, BlackFramesArePlausible) {
@@ -519,9 +526,8 @@ TEST_P(Encoder, MakesTheBytesOfTheChain) {
     if (isFast && isFastDeflateBuiltIn && GetParam().type != CompressionType::BZip2)
         GTEST_SKIP() << "libdeflate makes these streams";
     const int level = isFast ? io::zlib::best_speed : io::zlib::default_compression;
-    encoded(QByteArray(1 << 20, 'x'));  // there is room for all of them
-    for (const qsizetype size :
-         {0, 1, 2, 4095, 4096, 4097, 65535, 65536, 65537, 131072, 200001, 1 << 20}) {
+    encoded(QByteArray(300000, 'x'));  // there is room for all of them
+    for (const qsizetype size : {0, 1, 2, 4095, 4096, 4097, 65535, 65536, 65537, 131072, 200001}) {
         for (const QByteArray& plain :
              {noise(size), QByteArray(size, 'a'), noise(99).repeated(size / 99 + 1)}) {
             EXPECT_EQ(encoded(plain), encodedByTheChain(GetParam().type, level, plain)) << size;
