@@ -6,7 +6,7 @@
 #include <libCommon/export.h>
 #include <libDataIO/attributechunk.h>
 #include <libDataIO/chunkindex.h>
-#include <libDataIO/frametimer.h>
+#include <libDataIO/frametimer.h>  // for applications that find it here
 
 namespace mz {
 
@@ -26,15 +26,11 @@ public:
     /// changed then
     int load(const void* buf, unsigned int len) override;
 
-    /// Empties index and attributes; the frame timer stays.
+    /// Empties index and attributes.
     void clear();
 
     /// Prints index and attributes to standard output.
     virtual void dumpDebug() const;
-    using AttributeChunk::erase;
-
-private:
-    FrameTimer _ftimer;
 };
 
 }  // namespace mz

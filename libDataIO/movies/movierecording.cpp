@@ -188,8 +188,8 @@ void MovieRecording::replaceFrame(const void* data, unsigned int index, std::opt
                     time ? "IW_RF_BOUND2" : "IW_RF_BOUND",
                     QObject::tr("Cannot replace Frame, indice out of bounds."));
     }
-    if ((time || hasAutotime()) && !frames.hasTime(index)) {
-        // Times before a missing one would have to be invented.
+    if (time && !frames.hasTime(index)) {
+        // Times before a missing one would have to be invented. With autotime every frame has one.
         DATAIO_FAIL(IOFileException, imageWriterLogger, SOFTWARE, "IW_RF_TIMER",
                     QObject::tr("Cannot replace the time of a frame that has none."));
     }

@@ -138,8 +138,6 @@ bool renderThumbnail16(const char* frame, const ThumbnailGrid& grid, const MzPal
                        uint16_t maskLevel, QImage& image) try {
     std::vector<QRgb> table;
     PalDataGenerator<LerpQRGB<IdxSigned16>>()(palette, table, MakeSpecificValueBlack, maskLevel);
-    // A palette without nodes makes no table; what it shows is nothing.
-    table.resize(IndexTypeInfo<IdxSigned16>::maxVectorIdx + 1, qRgb(0, 0, 0));
     return sampleFrame<uint16_t, QRgb>(
         frame, grid, grid.stepX, grid.stepY, QImage::Format_RGB32,
         [&table](uint16_t sample) { return table[sample]; }, image);

@@ -56,9 +56,9 @@ ContrastFaults squeezeRamp(MzPalette& palette, const ContrastWindow& window);
 /// False, and `image` left as it was, when there is no memory for the image.
 bool renderThumbnail8(const char* frame, const ThumbnailGrid& grid, QImage& image);
 
-/// Thumbnail of a frame of 16-bit samples (see contrastWindow) through the palette, as a 32-bit RGB
-/// image. Samples of the bit pattern `maskLevel` are black. False, and `image` left as it was, when
-/// there is no memory for the image.
+/// Thumbnail of a frame of 16-bit samples (see contrastWindow) through the palette, which has
+/// nodes, as a 32-bit RGB image. Samples of the bit pattern `maskLevel` are black. False, and
+/// `image` left as it was, when there is no memory for the image.
 bool renderThumbnail16(const char* frame, const ThumbnailGrid& grid, const MzPalette& palette,
                        uint16_t maskLevel, QImage& image);
 

@@ -264,13 +264,6 @@ TEST(Thumbnail16, ShowsTheMaskLevelBlack) {
     EXPECT_EQ(image.pixel(0, 1), 0xff000000U);
 }
 
-TEST(Thumbnail16, OfAPaletteWithoutNodesIsBlack) {
-    QImage image;
-    const Frame16 frame = randomFrame(3, 3, 1);
-    ASSERT_TRUE(renderThumbnail16(frame.data(), grid(3, 3, 3, 3), MzPalette(), 0, image));
-    EXPECT_EQ(image.pixel(1, 1), 0xff000000U);
-}
-
 TEST(Thumbnail8, HoldsTheSamplesThemselves) {
     QByteArray frame;
     for (int i = 0; i < 37 * 23; ++i)
@@ -315,6 +308,19 @@ TEST(Thumbnail8, UsesOneStepForBothAxes) {
     const Frame16 wide(10, 4, std::vector<int>(frame.begin(), frame.end()));
     ASSERT_TRUE(renderThumbnail16(wide.data(), grid(10, 4, 3, 3), grey(0, 255), 0x8000, image));
     EXPECT_EQ(qRed(image.pixel(0, 0)), 21);
+}
+
+TEST(Thumbnail8, UsesOneStepForBothAxesOfAHighFrame) {
+    // Three rows of 3.33, and of the 4 columns only one, at 1.67.
+    QByteArray frame;
+    for (int i = 0; i < 40; ++i)
+        frame.append(static_cast<char>(i));
+    QImage image;
+    ASSERT_TRUE(renderThumbnail8(frame.constData(), grid(4, 10, 3, 3), image));
+    ASSERT_EQ(image.size(), QSize(1, 3));
+    EXPECT_EQ(image.constScanLine(0)[0], 1 * 4 + 1);
+    EXPECT_EQ(image.constScanLine(1)[0], 5 * 4 + 1);
+    EXPECT_EQ(image.constScanLine(2)[0], 8 * 4 + 1);
 }
 
 TEST(Thumbnail, StaysInsideTheFrameWhateverTheRounding) {

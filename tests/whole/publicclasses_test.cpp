@@ -70,7 +70,7 @@ const std::map<std::string, Size>& table() {
         DATAIO_SIZE(ChunkEndHeader, 16),
         DATAIO_SIZE(ChunkRecord, 8),
         DATAIO_SIZE(ChunkIndex, 56),
-        DATAIO_SIZE(ChunkInfo, 136),
+        DATAIO_SIZE(ChunkInfo, 112),
         DATAIO_SIZE(ChunkReader, 16),
         DATAIO_SIZE(ChunkWriter, 8),
         DATAIO_SIZE(FDChunkWriter, 72),
