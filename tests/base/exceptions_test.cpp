@@ -46,6 +46,13 @@ TYPED_TEST(ExceptionFamily, IsCaughtAsItsBases) {
     EXPECT_THROW(raise(), boost::exception);
 }
 
+TEST(ExceptionText, IsUtf8) {
+    const IOFileException failure(QString(QChar(0x00fc)) + QChar(0x4e2d), SOFTWARE,
+                                  QStringLiteral("X"), QString(),
+                                  LocationInfo::locationUnavailable);
+    EXPECT_STREQ(failure.what(), "X: \xc3\xbc\xe4\xb8\xad");
+}
+
 static_assert(std::is_base_of_v<RecoverableException, IOFileException>);
 static_assert(std::is_base_of_v<RecoverableException, SaveException>);
 static_assert(std::is_base_of_v<RecoverableException, UserMgmtException>);

@@ -2,13 +2,19 @@
 
 #include <libLog/logger.h>
 
+#include <QDateTime>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
+#include <chrono>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include <tests/support/cancelled.h>
 #include <tests/support/logcapture.h>
+#include <tests/support/timezone.h>
 
 using namespace mz;
 
@@ -168,37 +174,93 @@ TEST_F(LoggerTest, StreamMayLogItself) {
     EXPECT_EQ(stream->depth, 2);
 }
 
-TEST_F(LoggerTest, WritesOfSeveralThreadsNeverOverlap) {
-    const auto stream = boost::make_shared<Collector>();
-    at("")->addLogStream(stream);
+/// Takes long enough over a record for every other thread to arrive meanwhile.
+struct SlowStream : LogStream {
+    void write(const LogRecord& /*record*/) override {
+        if (++inside > 1) overlaps = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ++records;
+        --inside;
+    }
+    std::atomic<int> inside = 0;
+    std::atomic<int> records = 0;
+    std::atomic<bool> overlaps = false;
+};
+
+/// Runs action(thread) in four threads that begin together.
+template <class Action>
+void inThreads(Action action) {
+    constexpr int count = 4;
+    std::atomic<int> waiting = count;
     std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 250; ++i)
-                log(at(".a"), "m");
+    for (int t = 0; t < count; ++t) {
+        threads.emplace_back([&, t] {
+            --waiting;
+            while (waiting > 0)
+                std::this_thread::yield();
+            action(t);
         });
     }
     for (auto& thread : threads)
         thread.join();
-    EXPECT_EQ(stream->records.size(), 1000U);
+}
+
+TEST_F(LoggerTest, WritesOfSeveralThreadsNeverOverlap) {
+    const auto stream = boost::make_shared<SlowStream>();
+    at("")->addLogStream(stream);
+    Logger* logger = at(".a");
+    inThreads([&](int) {
+        for (int i = 0; i < 10; ++i)
+            log(logger, "m");
+    });
+    EXPECT_FALSE(stream->overlaps);
+    EXPECT_EQ(stream->records, 40);
+}
+
+TEST_F(LoggerTest, ThreadsGetTheSameNewLoggers) {
+    constexpr int names = 2000;
+    const QString prefix = at("")->name() + QStringLiteral(".n");
+    std::array<std::vector<Logger*>, 4> found;
+    inThreads([&](int thread) {
+        for (int i = 0; i < names; ++i)
+            found[static_cast<size_t>(thread)].push_back(
+                Logger::logger(prefix + QString::number(i)));
+    });
+    for (const auto& loggers : found)
+        EXPECT_EQ(loggers, found[0]);
+    for (int i = 0; i < names; ++i) {
+        const QString name = prefix + QString::number(i);
+        ASSERT_EQ(found[0][static_cast<size_t>(i)]->name(), name);
+        ASSERT_EQ(found[0][static_cast<size_t>(i)], Logger::logger(name));
+    }
 }
 
 TEST(LogLevel, ValuesAndNamesOfTheSharedInstances) {
-    EXPECT_EQ(static_cast<int>(LogLevel::Off), -2147483647 - 1);
-    EXPECT_EQ(static_cast<int>(LogLevel::All), 2147483647);
-    EXPECT_EQ(LogLevel::getFatal().level(), 0);
-    EXPECT_EQ(LogLevel::getError().level(), 1);
-    EXPECT_EQ(LogLevel::getWarning().level(), 2);
-    EXPECT_EQ(LogLevel::getInfo().level(), 3);
-    EXPECT_EQ(LogLevel::getDebug().level(), 4);
-    EXPECT_EQ(LogLevel::getTrace().level(), 5);
-    EXPECT_EQ(&LogLevel::getError(), &LogLevel::getError());
-    EXPECT_EQ(LogLevel::getError().name(), QStringLiteral("ERROR"));
-    for (LogLevel::Level level :
-         {LogLevel::Off, LogLevel::Fatal, LogLevel::Error, LogLevel::Warning, LogLevel::Info,
-          LogLevel::Debug, LogLevel::Trace, LogLevel::All}) {
-        EXPECT_EQ(LogLevel::get(level).level(), level);
+    struct Case {
+        const LogLevel& shared;
+        LogLevel::Level level;
+        int number;
+        const char* name;
+    };
+    for (const Case& c : {Case{LogLevel::getOff(), LogLevel::Off, -2147483647 - 1, "OFF"},
+                          Case{LogLevel::getFatal(), LogLevel::Fatal, 0, "FATAL"},
+                          Case{LogLevel::getError(), LogLevel::Error, 1, "ERROR"},
+                          Case{LogLevel::getWarning(), LogLevel::Warning, 2, "WARNING"},
+                          Case{LogLevel::getInfo(), LogLevel::Info, 3, "INFO"},
+                          Case{LogLevel::getDebug(), LogLevel::Debug, 4, "DEBUG"},
+                          Case{LogLevel::getTrace(), LogLevel::Trace, 5, "TRACE"},
+                          Case{LogLevel::getAll(), LogLevel::All, 2147483647, "ALL"}}) {
+        EXPECT_EQ(c.shared.level(), c.level) << c.name;
+        EXPECT_EQ(static_cast<int>(c.level), c.number) << c.name;
+        EXPECT_EQ(c.shared.name(), QString::fromLatin1(c.name));
+        EXPECT_EQ(&LogLevel::get(c.level), &c.shared) << c.name;
     }
+}
+
+TEST(LogLevel, NumbersBetweenTheLevelsStandForAll) {
+    for (const int number : {-1, 6, 2147483646})
+        EXPECT_EQ(&LogLevel::get(static_cast<LogLevel::Level>(number)), &LogLevel::getAll())
+            << number;
 }
 
 TEST(StandardErrorStream, WritesOneLineARecord) {
@@ -212,6 +274,21 @@ TEST(StandardErrorStream, WritesOneLineARecord) {
     EXPECT_NE(out.find(" ERROR dataio.x C_O_D went wrong (a/b.cpp:12)\n"), std::string::npos)
         << out;
     EXPECT_NE(out.find(" INFO dataio.x note (a/b.cpp:13)\n"), std::string::npos) << out;
+}
+
+TEST(StandardErrorStream, TellsTheTimeInUtc) {
+    const test::TimeZone elsewhere("TEST-5:30");
+    const QDateTime before = QDateTime::currentDateTimeUtc();
+    testing::internal::CaptureStderr();
+    StandardErrorStream().write({LogLevel::Error, SYSCALL, QString(), QString(), QString(),
+                                 LocationInfo::locationUnavailable});
+    const QString line = QString::fromStdString(testing::internal::GetCapturedStderr());
+    const QString time = line.section(u' ', 0, 0);
+    EXPECT_TRUE(time.endsWith(u'Z')) << time.toStdString();
+    const QDateTime told = QDateTime::fromString(time, Qt::ISODateWithMs);
+    ASSERT_TRUE(told.isValid()) << time.toStdString();
+    EXPECT_GE(told.toMSecsSinceEpoch(), before.toMSecsSinceEpoch());
+    EXPECT_LE(told.toMSecsSinceEpoch(), QDateTime::currentMSecsSinceEpoch());
 }
 
 /// As a stream that writes to a file does on its way.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 using namespace mz;
 
@@ -44,6 +45,32 @@ TEST(MzPalette, IsAValue) {
     copy._nodes.back()._col._g = 0.5F;
     EXPECT_NE(copy, original);
     EXPECT_EQ(original._nodes.back()._col, PalColor(1, 1, 1));
+}
+
+TEST(MzPalette, DiffersInEachOfItsFields) {
+    MzPalette original;
+    original.initDefault();
+    const std::vector<void (*)(MzPalette&)> changes = {
+        [](MzPalette& palette) { palette._cropMinInt = 1; },
+        [](MzPalette& palette) { palette._cropMaxInt = 1; },
+        [](MzPalette& palette) { palette._name = QStringLiteral("hot"); },
+        [](MzPalette& palette) { palette._highSignalCol._r = 0.5F; },
+        [](MzPalette& palette) { palette._lowSignalCol._b = 0.5F; },
+        [](MzPalette& palette) { palette._saturationSignal = true; },
+        [](MzPalette& palette) { palette._nodes.front()._val = 0.5F; },
+        [](MzPalette& palette) { palette._nodes.front()._col._g = 0.5F; },
+        [](MzPalette& palette) { palette._nodes.pop_back(); },
+        [](MzPalette& palette) { palette._transfo = PTSIGMOID; },
+    };
+    for (size_t i = 0; i < changes.size(); ++i) {
+        MzPalette changed = original;
+        changes[i](changed);
+        EXPECT_NE(changed, original) << i;
+        EXPECT_NE(original, changed) << i;
+    }
+    EXPECT_NE(PalColor(1, 0, 0), PalColor(0, 0, 0));
+    EXPECT_NE(PalColor(0, 1, 0), PalColor(0, 0, 0));
+    EXPECT_NE(PalColor(0, 0, 1), PalColor(0, 0, 0));
 }
 
 TEST(MzPalette, NodesAreSqueezedIntoAPartOfTheRange) {

@@ -62,6 +62,9 @@ TEST(FibersOf, AreTheRasterPositions) {
     record(file.path(), {});
     EXPECT_EQ(ImageUtilities::fibersOf(file.path()), someFibers());
     EXPECT_TRUE(ImageUtilities::fibersOf(otherMovie().path()).empty());
+    // The far edges lie outside the image, and stay there.
+    const ScratchFile edges(MovieBytes().size(16, 8).fibers({0xffffffff, 0xffffffff}).bytes());
+    EXPECT_EQ(ImageUtilities::fibersOf(edges.path()), (std::vector<float>{16, 8}));
 }
 
 TEST(CopiedAttributes, ReplaceTheWritersOwnOfTheSameName) {

@@ -267,6 +267,20 @@ TEST_F(CompressionProgress, MayEndTheRunByThrowing) {
 
 // --- named arguments --------------------------------------------------------------------------
 
+/// The second byte tells the effort of whoever made the stream.
+const QByteArray fastestZlibHeader("\x78\x01", 2);
+const QByteArray standardZlibHeader("\x78\x9c", 2);
+
+TEST_F(Compression, TakesTheEffortThatIsGiven) {
+    put(images(1));
+    RSQCompress::compressFile(_inputFilename = in(), _outputFilename = out(),
+                              _compression = CompressionType::ZLib);
+    EXPECT_EQ(soundMovie(out()).frames[0].left(2), standardZlibHeader);
+    RSQCompress::compressFile(_effort = CompressionEffort::Fast, _inputFilename = in(),
+                              _compression = CompressionType::ZLib, _outputFilename = out());
+    EXPECT_EQ(soundMovie(out()).frames[0].left(2), fastestZlibHeader);
+}
+
 TEST_F(Compression, TakesNamedArgumentsInAnyOrder) {
     put(images(5));
     RSQCompress::compressFile(_inputFilename = in(), _outputFilename = out());
@@ -276,11 +290,10 @@ TEST_F(Compression, TakesNamedArgumentsInAnyOrder) {
 
     double reported = 0;
     ProgressReporter reporter([&reported](double amount) { reported += amount; }, 8);
-    RSQCompress::compressFile(_lastFrame = 3, _effort = CompressionEffort::Fast,
-                              _reconstructionService = repeatingService(), _progress = &reporter,
-                              _vectorization = RSQCompress::VectorizeIfPossible,
-                              _outputFilename = out(), _firstFrame = 2,
-                              _compression = CompressionType::ZLib, _inputFilename = in());
+    RSQCompress::compressFile(
+        _lastFrame = 3, _reconstructionService = repeatingService(), _progress = &reporter,
+        _vectorization = RSQCompress::VectorizeIfPossible, _outputFilename = out(), _firstFrame = 2,
+        _compression = CompressionType::ZLib, _inputFilename = in());
     const Movie made = soundMovie(out());
     EXPECT_EQ(made.attribute("compression_type"), "z");
     EXPECT_EQ(made.attribute("data_type"), "vec");
@@ -307,6 +320,15 @@ TEST_F(Compression, RefusesToWriteOverItsInput) {
             [&] { RSQCompress::compressFile(_inputFilename = in(), _outputFilename = name); });
         EXPECT_EQ(readFile(in()), movie.bytes());
     }
+}
+
+TEST_F(Compression, LooksAtTheRangeBeforeTheNames) {
+    put(images(2));
+    expectFailure<IOFileException>(
+        compressFailure("RC_CF_RANGE", "Frame range is outside the movie."), [&] {
+            RSQCompress::compressFile(_inputFilename = in(), _outputFilename = in(),
+                                      _lastFrame = 2);
+        });
 }
 
 TEST_F(Compression, WithoutAnInputCreatesNoOutput) {

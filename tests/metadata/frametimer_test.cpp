@@ -229,6 +229,17 @@ TEST(FrameTimerAttributes, TellTheOffsetOfNowNotOfTheFrames) {
     EXPECT_EQ(offset, 3600);
 }
 
+TEST(FrameTimerAttributes, FollowATimeZoneThatChangesWhileTheProgramRuns) {
+    const TimeZone before("TEST-1");
+    setenv("TZ", "TEST-2", 1);
+    FrameTimer one = timer({{1, 2}});
+    AttributeChunk chunk;
+    ASSERT_TRUE(one.dumpToChunkInfo(chunk));
+    int offset = 0;
+    ASSERT_TRUE(chunk.get(QStringLiteral("utc_offset_seconds"), offset));
+    EXPECT_EQ(offset, 7200);
+}
+
 TEST(FrameTimerAttributes, ThatAreNoNumbersEndTheListButAreRemoved) {
     AttributeChunk chunk = parsed(threeEntries);
     chunk.set(QStringLiteral("frame_timer"), 1);

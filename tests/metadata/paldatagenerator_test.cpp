@@ -13,6 +13,7 @@
 
 #include <tests/support/naivepalette.h>
 #include <tests/support/palettes.h>
+#include <tests/support/speed.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -301,8 +302,34 @@ TEST(PalDataGenerator, LetsTheLastOfManySegmentsWin) {
     expectAsNaive<IdxSigned16>(sawTooth(50, -20000, 20000));
 }
 
+TEST(PalDataGenerator, LaysASingleNodeOverAllSamples) {
+    for (const float value : {0.0F, 0.3F, 1.0F}) {
+        for (const bool signal : {false, true}) {
+            MzPalette palette = grey(0, 255);
+            palette._saturationSignal = signal;
+            palette._nodes = {PalNode(value, PalColor(0.2F, 0.4F, 0.6F))};
+            expectAsNaive<IdxUnsigned8>(palette);
+        }
+    }
+    // The node at the largest sample leaves nothing to the colour above it.
+    MzPalette last = grey(0, 255);
+    last._nodes = {PalNode(1, PalColor(0, 1, 0))};
+    EXPECT_EQ(generated<IdxUnsigned8>(last), std::vector<QRgb>(256, qRgb(0, 255, 0)));
+}
+
 TEST(PalDataGenerator, CostsNoMoreForMoreNodesThanForATable) {
-    // Written segment by segment this would be 3e10 entries.
+    // Written segment by segment, a thousand teeth cost some thousand tables; as they are written,
+    // less than ten.
+    constexpr double mostTables = 100;
+    const MzPalette ramp = grey(0, 60000);
+    const MzPalette teeth = sawTooth(2000, 0, 60000);
+    double tables = 0;
+    for (int attempt = 0; attempt < 5 && (attempt == 0 || tables > mostTables); ++attempt) {
+        tables = speedOver([&] { generated<IdxUnsigned16>(teeth); },
+                           [&] { generated<IdxUnsigned16>(ramp); });
+    }
+    ASSERT_LT(tables, mostTables);
+
     const std::vector<QRgb> many = generated<IdxUnsigned16>(sawTooth(1000000, 0, 60000));
     EXPECT_EQ(many.size(), 65536U);
     EXPECT_EQ(many[6000], qRgb(0, static_cast<int>(rounded(255 * (999998 % 7 / 7.0))), 0));

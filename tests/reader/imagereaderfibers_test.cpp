@@ -304,6 +304,14 @@ TEST_F(Fibers, AtAnOddAddressAreRead) {
 
 TEST_F(Fibers, AreReadFromTheFileOnEveryCall) {
     open(bundle({25, 10}));
+    expectPositions(ImageReader::NoFiberFiltering, {25, 10});
+    constexpr qint64 firstPayload = 16;
+    file.put(firstPayload, bytes32({word(75, 100), word(20, 50)}));
+    expectPositions(ImageReader::NoFiberFiltering, {75, 20});
+}
+
+TEST_F(Fibers, FollowTheSizeThatTheHeaderHasNow) {
+    open(bundle({25, 10}));
     reader.attributeChunk().set(QStringLiteral("width"), 200);
     expectPositions(ImageReader::NoFiberFiltering, {50, 10});
 }

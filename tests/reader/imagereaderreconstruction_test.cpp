@@ -41,6 +41,9 @@ public:
     bool reconstruct(boost::iterator_range<const uint16_t*> input,
                      boost::iterator_range<uint16_t*> output) override {
         ++_calls.reconstructed;
+        if (!input.empty()) {
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(input.begin()) % alignof(uint16_t), 0U);
+        }
         _calls.input.assign(input.begin(), input.end());
         _calls.outputBefore.assign(output.begin(), output.end());
         for (uint16_t& sample : output)

@@ -9,6 +9,7 @@
 #include <array>
 #include <utility>
 
+#include <tests/support/cancelled.h>
 #include <tests/support/palettes.h>
 #include <tests/support/streams.h>
 #include <tests/support/thumbnails.h>
@@ -158,6 +159,17 @@ TEST_F(Thumbnail, KnowsThePixelsByTheirBits) {
     open(MovieBytes().size(width, height).attribute("pixbits", 8).frame(picture8()));
     ASSERT_TRUE(reader.thumbnail(image, 10, 10, 0));
     EXPECT_EQ(image.format(), QImage::Format_Indexed8);
+}
+
+TEST_F(Thumbnail, LetsItsThreadBeCancelled) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
+    open(withHeader(MZ_USHORT).frame(picture16()));
+    EXPECT_TRUE(isCancelled([&] {
+        pthread_cancel(pthread_self());
+        reader.thumbnail(image, 10, 10, 0);
+        ADD_FAILURE() << "reading is where a thread may be cancelled";
+    }));
+    EXPECT_EQ(image, before);
 }
 
 TEST_F(Thumbnail, OutlivesItsReader) {

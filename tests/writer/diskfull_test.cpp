@@ -3,9 +3,11 @@
 #include <libCommon/exceptions.h>
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
+#include <libLog/logger.h>
 
 #include <QFile>
 #include <QTemporaryDir>
+#include <boost/smart_ptr/make_shared.hpp>
 #include <gtest/gtest.h>
 
 #include <sys/mount.h>
@@ -118,6 +120,53 @@ TEST(FullDisk, AttributesThatDoNotFitLeaveTheMovieAsItWas) {
         }
         ASSERT_EQ(readFile(path), movie) << room;
     }
+}
+
+/// Writes its records to the disk of the movie, as long as there is room.
+struct LogOnTheSameDisk : LogStream {
+    explicit LogOnTheSameDisk(const QString& path) : file(path) {
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    }
+    void write(const LogRecord& /*record*/) override {
+        while (file.write(QByteArray(4096, 'l')) == 4096)
+            ++pages;
+        ++records;
+    }
+    QFile file;
+    int pages = 0;
+    int records = 0;
+};
+
+/// The place of the old attributes is never given away: who else writes to the disk would take it
+/// before it is needed again.
+TEST(FullDisk, AttributesThatDoNotFitKeepThePlaceOfTheOldOnes) {
+    const SmallDisk disk;
+    if (!disk.mounted()) GTEST_SKIP() << "cannot mount a small file system: " << disk.error();
+
+    const QString path = disk.path("movie");
+    AttributeChunk attributes;
+    attributes.set(QStringLiteral("comment"), QString(12000, QLatin1Char('o')));
+    {
+        ImageWriter writer;
+        writer.create(path, false);
+        writer.attributeChunk().merge(attributes);
+        writer.addFrame("frame", 5);
+        writer.close();
+    }
+    const QByteArray movie = readFile(path);
+    const auto stream = boost::make_shared<LogOnTheSameDisk>(disk.path("log"));
+    disk.fill(0);
+    Logger* const logger = Logger::logger(QStringLiteral("dataio"));
+    logger->inheritLogStreams(false);
+    logger->addLogStream(stream);
+    attributes.set(QStringLiteral("comment"), QString(20000, QLatin1Char('n')));
+    ImageWriter writer;
+    EXPECT_THROW(writer.modifyAttribute(path, attributes), IOFileException);
+    logger->removeLogStream(stream);
+    logger->inheritLogStreams(true);
+    EXPECT_GT(stream->records, 0);
+    EXPECT_EQ(stream->pages, 0);
+    EXPECT_EQ(readFile(path), movie);
 }
 
 TEST(FullDisk, AFileSystemThatFillsUpWhileCompressingIsFreedAndGoneOnWith) {

@@ -3,6 +3,7 @@
 // after the fault the writer goes on, closes, or ends, and the file is whole.
 
 #include <libCommon/exceptions.h>
+#include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
 
 #include <QFile>
@@ -393,6 +394,49 @@ INSTANTIATE_TEST_SUITE_P(Recording, Faults, testing::ValuesIn(recordings()), nam
 INSTANTIATE_TEST_SUITE_P(Other, Faults, testing::ValuesIn(otherScenarios()), nameOfScenario);
 INSTANTIATE_TEST_SUITE_P(Recording, FaultsTogether, testing::ValuesIn(recordings()),
                          nameOfScenario);
+
+/// A movie whose close() has failed, and could not cut what it had appended.
+TEST(FailedClose, WhatItLeftBehindIsCutByTheNextOne) {
+    const LogCapture silent(LogLevel::Error);
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("movie"));
+    FaultLayer layer(path,
+                     {{Call::Write, 3, {ENOSPC, 0}}, {Call::Truncate, 1, {EIO, 0}, Fault::always}});
+    ImageWriter writer;
+    layer.during([&] {
+        writer.create(path, false);
+        writer.width(scenarioWidth);
+        writer.height(scenarioHeight);
+        writer.addFrame("frame", 5, 0.5F);
+        writer.addRasterFiberContinuousIndexes(std::vector<float>(20000, 1.0F));
+        EXPECT_THROW(writer.close(), IOFileException);
+    });
+    EXPECT_GT(QFile(path).size(), 80000);
+    layer.lift();
+    writer.addRasterFiberContinuousIndexes({});
+    layer.during([&] { writer.close(); });
+    const Movie movie = soundMovie(path);
+    EXPECT_EQ(movie.types(), (std::vector<uint32_t>{2, 8, 5}));
+    ImageReader reader(path);
+    EXPECT_EQ(reader.nbFrames(), 1U);
+}
+
+/// Room that is given away may be taken by others before the old end can be put back into it.
+TEST(ModifyAttributeOnABadDisk, CutsNothingBeforeTheNewEndIsWritten) {
+    const LogCapture silent(LogLevel::Error);
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("movie"));
+    Recording recording;
+    writeFile(path, movieOf(recording));
+    // Nor can the file be opened anew to put the old end back.
+    FaultLayer layer(path, {{Call::Truncate, 1, {EIO, 0}, Fault::always},
+                            {Call::Open, 2, {EMFILE, 0}, Fault::always, true}});
+    ImageWriter writer;
+    AttributeChunk attributes;
+    attributes.set(QStringLiteral("comment"), QStringLiteral("n"));
+    layer.during([&] { EXPECT_THROW(writer.modifyAttribute(path, attributes), IOFileException); });
+    EXPECT_TRUE(readFile(path).contains("comment=n\n"));
+}
 
 TEST(AutomaticTime, IsZeroWhenTheClockFails) {
     const QTemporaryDir dir;

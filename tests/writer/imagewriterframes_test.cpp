@@ -83,6 +83,15 @@ TEST(AddFrame, SizeComesFromTheHeaderInWholeBytes) {
               chunk(2, frame) + chunk(2, frame) + chunk(2, frame.left(12)) + chunk(2, wide));
 }
 
+TEST(AddFrame, PixelsOfNoBitsTakeNoBytes) {
+    const ScratchFile file;
+    ImageWriter writer;
+    writer.create(file.path(), false);
+    sized(4, 3, 0)(writer);
+    writer.addFrame(data);
+    EXPECT_EQ(file.bytes(), chunk(2, ""));
+}
+
 TEST(AddFrame, GivenSizeNeedsNoHeader) {
     const ScratchFile file;
     ImageWriter writer;
@@ -310,6 +319,17 @@ TEST(AddFrame, ClosedWriterRefusesEveryFrame) {
     expectFailure<IOFileException>(notOpen, [&] { writer.replaceFrame(data, 0); });
     expectFailure<IOFileException>(notOpen, [&] { ImageWriter().addFrame(data, anySize); });
     EXPECT_EQ(file.bytes(), whole);
+}
+
+TEST(AddFrame, TheLargestSizeIsOne) {
+    const Failure notOpen = {"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_BADFD",
+                             QStringLiteral("Cannot write in a non openned file.")};
+    constexpr int most = std::numeric_limits<int>::max();
+    ImageWriter writer;  // a closed one looks at the size, but never at that many bytes
+    expectFailure<IOFileException>(notOpen, [&] { writer.addFrame(data, most); });
+    expectFailure<IOFileException>(notOpen, [&] { writer.addFrameAtEnd(data, most); });
+    sized(most, 1, 8)(writer);
+    expectFailure<IOFileException>(notOpen, [&] { writer.addFrame(data); });
 }
 
 TEST(AddFrame, FullDiskLeavesNothingOfTheFrameAndItCanBeAddedAgain) {

@@ -23,6 +23,8 @@ constexpr qint64 limit = 4294967295;  // the longest file
 const Failure full = {"dataio.imagewriter", SOFTWARE, "IW_AF_FULL",
                       QStringLiteral("File would exceed the size that its index can address.")};
 
+constexpr const char* largeHeader = "compression_type=none\nendian=2\n";
+
 /// Two large frames of zeros that take no space on the disk and end at `endOfFrames`.
 void makeLargeMovie(const ScratchFile& file, qint64 endOfFrames) {
     const qint64 half = endOfFrames / 2;
@@ -30,9 +32,9 @@ void makeLargeMovie(const ScratchFile& file, qint64 endOfFrames) {
     const auto second = static_cast<uint32_t>(endOfFrames - half - 32);
     putSparseChunk(file, 0, 2, first);
     ASSERT_EQ(putSparseChunk(file, half, 2, second), endOfFrames);
-    file.put(endOfFrames, chunk(5, le32(2) + indexRecord(2, 0, first) +
-                                       indexRecord(2, static_cast<uint32_t>(half), second) +
-                                       "compression_type=none\nendian=2\n"));
+    file.put(endOfFrames,
+             chunk(5, le32(2) + indexRecord(2, 0, first) +
+                          indexRecord(2, static_cast<uint32_t>(half), second) + largeHeader));
 }
 
 /// Adds frames of `size` bytes until one is refused, and returns how many were taken.
@@ -117,14 +119,54 @@ TEST(FullMovie, HeaderAndFibersAlreadySetCount) {
     EXPECT_LE(file.size(), limit);
 }
 
-TEST(FullMovie, FrameInFrontOfTheEndCountsTheChunksBehindIt) {
+TEST(FullMovie, LargerMoviesThanThisLibraryRecordsAreClosedWhole) {
     const ScratchFile file;
-    makeLargeMovie(file, limit - mebi);  // more than this library would have recorded
+    makeLargeMovie(file, limit - mebi);
     ImageWriter writer;
     writer.modify(file.path());
     expectFailure<IOFileException>(full, [&] { add(writer, "small"); });
     writer.close();
     EXPECT_EQ(soundMovie(file.path()).types(), (std::vector<uint32_t>{2, 2, 5}));
+}
+
+/// What the end of a movie of so many frames and of that header takes at most: four chunks, their
+/// index, a time and a power a frame, and the reserve.
+qint64 tailOf(qint64 frames, const QByteArray& text) {
+    return 4 * 32 + (4 + 12 * (frames + 3)) + (8 + 1) * frames + text.size() + 4 * mebi;
+}
+
+TEST(FullMovie, IsFullToTheByte) {
+    constexpr int size = 1000;
+    for (const int tooMuch : {0, 1}) {
+        const ScratchFile file;
+        makeLargeMovie(file, limit - tailOf(3, largeHeader) - (size + 32) + tooMuch);
+        ImageWriter writer;
+        writer.modify(file.path());
+        if (tooMuch > 0)
+            expectFailure<IOFileException>(full, [&] { add(writer, QByteArray(size, 'x')); });
+        else
+            add(writer, QByteArray(size, 'x'));
+    }
+}
+
+/// The cursor stands between two frames; what is added there does not make the movie shorter.
+TEST(FullMovie, FrameInFrontOfTheEndCountsTheChunksBehindIt) {
+    for (const int tooMuch : {0, 1}) {
+        const ScratchFile file;
+        const qint64 end = limit - tailOf(3, largeHeader) + tooMuch;
+        const auto rest = static_cast<uint32_t>(end - 33 - 32);
+        file.put(0, chunk(2, "s"));
+        ASSERT_EQ(putSparseChunk(file, 33, 2, rest), end);
+        file.put(end,
+                 chunk(5, le32(2) + indexRecord(2, 0, 1) + indexRecord(2, 33, rest) + largeHeader));
+        ImageWriter writer;
+        writer.modify(file.path());
+        writer.replaceFrame("S", 0);
+        if (tooMuch > 0)
+            expectFailure<IOFileException>(full, [&] { add(writer, "small"); });
+        else
+            add(writer, "small");
+    }
 }
 
 /// An index of many frames is itself large: what it takes counts from the start, not only in the

@@ -147,6 +147,30 @@ TEST(ImageWriterHeader, CompressionHasFourNames) {
     }
 }
 
+TEST(ImageWriterHeader, UnknownCompressionsAreNone) {
+    const ScratchFile file;
+    ImageWriter writer;
+    writer.create(file.path(), false);
+    writer.setCompression(CompressionType::ZLib);
+    writer.setCompression(static_cast<CompressionType::e>(77));
+    EXPECT_EQ(text(writer, "compression_type"), "none");
+    add(writer, "as it is");
+    writer.close();
+    EXPECT_EQ(soundMovie(file.path()).frames, std::vector<QByteArray>{"as it is"});
+}
+
+TEST(ImageWriterHeader, FurtherNodesOfAnEarlierPaletteStay) {
+    MzPalette palette;
+    palette.initDefault();
+    palette._nodes.emplace_back(1.0F, PalColor(0, 1, 0));
+    ImageWriter writer;
+    writer.setPalette(palette);
+    palette._nodes.pop_back();
+    writer.setPalette(palette);
+    EXPECT_EQ(text(writer, "pal_nbcols"), "2");
+    EXPECT_TRUE(has(writer, "pal_n2_g"));
+}
+
 TEST(ImageWriterHeader, PaletteReplacesItsOwnKeysOnly) {
     MzPalette palette;
     palette.initDefault();

@@ -8,10 +8,12 @@
 #include <vector>
 
 #include <tests/support/expectfailure.h>
+#include <tests/support/moviebytes.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/recording.h>
 #include <tests/support/reopening.h>
 #include <tests/support/scratchfile.h>
+#include <tests/support/timezone.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -69,6 +71,18 @@ TEST(Modify, MovieWithoutTimesComesBackByteForByte) {
     EXPECT_EQ(other.getComment(), "two\nlines");
     other.close();
     EXPECT_EQ(file.bytes(), before);
+}
+
+TEST(Modify, TheOffsetFromUtcIsThatOfTheNewTimer) {
+    MovieBytes movie;
+    movie.frame("a").times({10, 1});
+    const ScratchFile file(
+        movie.attribute("endian", 2).attribute("utc_offset_seconds", 7200).bytes());
+    const TimeZone zone("TEST-1");
+    ImageWriter writer;
+    writer.modify(file.path());
+    writer.close();
+    EXPECT_EQ(soundMovie(file.path()).attribute("utc_offset_seconds"), "3600");
 }
 
 TEST(Modify, EachTrailingChunkMayBeMissing) {

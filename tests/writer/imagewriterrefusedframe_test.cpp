@@ -54,6 +54,9 @@ TEST(RefusedFrame, AFrameAtTheEndThatIsRefusedLeavesTheCursorWhereItStood) {
         const LogCapture log;
         EXPECT_THROW(writer.addFrameAtEnd("ten", 3), IOFileException);
     }
+    expectFailure<IOFileException>(invalidSize, [&] { writer.addFrameAtEnd("ten", -1); });
+    expectFailure<IOFileException>(invalidSize,
+                                   [&] { writer.addFrameAtEnd("ten", -1, timeOf(1)); });
     // Behind frame 0, as after every replacement.
     add(writer, "TWO");
     writer.close();
