@@ -52,6 +52,11 @@ TEST(ChunkScan, FindsTheChunksOfASoundFile) {
     EXPECT_EQ(scan.soundEnd(), 105);
 }
 
+TEST(ChunkScan, FindsAChunkRightBehindAFalseBeginning) {
+    const ScratchFile file(QByteArray("x\n<CSTA") + "\n<CSTA" + chunk(2, "abc"));
+    EXPECT_EQ(offsets(scanFile(file)), (std::vector<qint64>{13}));
+}
+
 TEST(ChunkScan, OfAnEmptyFileIsEmpty) {
     const ChunkScan scan = scanOf("");
     EXPECT_TRUE(scan.chunks.empty());

@@ -1,6 +1,7 @@
 // How the mapped reader deals with memory: what is kept, given back, and what happens when the
 // system gives none or takes none.
 
+#include <libDataIO/base/posixfile.h>
 #include <libDataIO/container/filemapping.h>
 #include <libDataIO/mmapchunkreader.h>
 
@@ -338,6 +339,22 @@ TEST_F(Mapping, InterruptedReadsOfHeadersAreMadeAgain) {
     const FailingCalls interrupted(Call::Read, EINTR, 0, 2);
     EXPECT_TRUE(reader.nextChunk(2));
     EXPECT_EQ(interrupted.hits(), 2);
+}
+
+TEST(FileMapping, TellsWhatLiesInTheMappedFile) {
+    const ScratchFile file(QByteArray(100, 'm'));
+    const posix::Descriptor opened(file.open(O_RDONLY));
+    FileMapping mapping;
+    EXPECT_EQ(mapping.mapped(0, 1), nullptr);
+    const char* const start = mapping.view(opened.get(), 100, 0, 100);
+    ASSERT_NE(start, nullptr);
+    EXPECT_EQ(mapping.mapped(0, 100), start);
+    EXPECT_EQ(mapping.mapped(84, 16), start + 84);
+    EXPECT_EQ(mapping.mapped(85, 16), nullptr);
+    EXPECT_EQ(mapping.mapped(-1, 16), nullptr);
+    EXPECT_EQ(mapping.mapped(std::numeric_limits<qint64>::max(), 16), nullptr);
+    mapping.fileChanged();
+    EXPECT_EQ(mapping.mapped(0, 16), nullptr);
 }
 
 }  // namespace

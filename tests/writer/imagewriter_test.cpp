@@ -10,6 +10,7 @@
 #include <regex>
 #include <vector>
 
+#include <tests/support/cancelled.h>
 #include <tests/support/expectfailure.h>
 #include <tests/support/movieparser.h>
 #include <tests/support/recording.h>
@@ -111,6 +112,24 @@ TEST(ImageWriterEnd, ClosesAnOpenMovie) {
         writer.create(file.path(), false);
         add(writer, "abc");
     }
+    EXPECT_EQ(soundMovie(file.path()).frames, (std::vector<QByteArray>{"abc"}));
+}
+
+TEST(ImageWriterEnd, FinishesTheMovieOfAThreadThatIsCancelled) {
+    DATAIO_SKIP_CANCELLATION_IF_SANITIZED();
+    const ScratchFile file;
+    bool isBehind = false;
+    EXPECT_TRUE(isCancelled([&] {
+        {
+            ImageWriter writer;
+            writer.create(file.path(), false);
+            add(writer, "abc");
+            pthread_cancel(pthread_self());
+        }
+        isBehind = true;
+        pthread_testcancel();
+    }));
+    EXPECT_TRUE(isBehind);
     EXPECT_EQ(soundMovie(file.path()).frames, (std::vector<QByteArray>{"abc"}));
 }
 
