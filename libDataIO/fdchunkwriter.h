@@ -41,6 +41,15 @@ public:
     ///         lost; the call may be tried again
     int addChunk(unsigned int type, const void* data, size_t size) override;
 
+    /// The same for a chunk that no index lists, so that it may lie beyond what one can address.
+    void addUnlistedChunk(unsigned int type, const void* data, size_t size);
+
+    /// Writes at the cursor, which is to be at the end of the file, a mark that what is written
+    /// behind it does not count unless it is complete, and moves the cursor behind the mark: the
+    /// salvage of a damaged file takes no notice of an end that is marked, and cuts it.
+    /// @throws IOFileException "FDCW_AC_BADFD", "FDCW_AC_SEEK", "CHB_WFD_WRITE" as addChunk()
+    void markUnfinishedEnd();
+
     /// Writes over a chunk with one of the same type and size, and moves the cursor behind it. Its
     /// end header is unrecognisable while the payload is written: should the process be killed, or
     /// the disk fail, there is a damaged place and never a whole chunk made of two.
@@ -120,6 +129,8 @@ private:
     void _checkOpen() const;
     bool _removeTornChunk();
     void _endWriting();
+    qint64 _reachCursor();
+    void _writeChunk(unsigned int type, const void* data, size_t size, qint64 lengthBefore);
     int _readPayload(unsigned int size);
 
     int _fd = -1;

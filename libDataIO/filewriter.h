@@ -16,7 +16,7 @@ enum FileWriterMode {
 };
 
 /// The front of an FDChunkWriter, where the operations are described. Without an open file moves
-/// return false, data() is null and chunkSize() 0, addChunk() and replaceChunk() throw
+/// return false, data() is null and chunkSize() 0, what writes throws
 /// "FDCW_AC_BADFD" and truncate() "FDCW_TRUNC". Not copyable.
 class DATAIO_EXPORT FileWriter {
 public:
@@ -55,6 +55,8 @@ public:
     bool inherited() const;
 
     int addChunk(unsigned int type, const void* data, size_t size);
+    void addUnlistedChunk(unsigned int type, const void* data, size_t size);
+    void markUnfinishedEnd();
     bool nextChunk(unsigned int type);
     bool prevChunk(unsigned int type);
     bool replaceChunk(qint64 offset, unsigned int type, const void* data, unsigned int size);

@@ -43,6 +43,12 @@ ChunkHeaderBytes encodeChunkHeader(const char* text, unsigned int type, unsigned
 bool decodeChunkHeader(const ChunkHeaderBytes& bytes, const char* text, unsigned int& type,
                        unsigned int& size);
 
+/// What stands in front of an end that is being written behind a movie and does not count before it
+/// is complete: the start header of an info chunk that is larger than any chunk can be. Should the
+/// process be killed meanwhile, the file can be told from one that lost its end otherwise.
+ChunkHeaderBytes unfinishedEndMark();
+bool isUnfinishedEndMark(unsigned int type, unsigned int size);
+
 /// Raises "CHB_WFD_WRITE" for an errno, as the operation at `location`.
 [[noreturn]] void failChunkHeaderWrite(int error, const LocationInfo& location);
 

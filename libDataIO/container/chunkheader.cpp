@@ -1,6 +1,7 @@
 #include <libDataIO/base/posixfile.h>
 #include <libDataIO/chunkheader.h>
 #include <libDataIO/container/chunkframing.h>
+#include <libDataIO/dataiocommon.h>
 #include <libLog/failure.h>
 
 #include <QtEndian>
@@ -12,6 +13,9 @@ namespace mz {
 namespace {
 
 Logger* const logger = Logger::logger(QStringLiteral("dataio.chunkheader"));
+
+/// With its framing, a chunk of that size would leave any file.
+constexpr unsigned int sizeOfNoChunk = std::numeric_limits<quint32>::max();
 
 }  // namespace
 
@@ -35,6 +39,14 @@ bool decodeChunkHeader(const ChunkHeaderBytes& bytes, const char* text, unsigned
     type = qFromBigEndian<quint32>(&bytes[chunkTypeAt]);
     size = qFromBigEndian<quint32>(&bytes[chunkSizeAt]);
     return true;
+}
+
+ChunkHeaderBytes unfinishedEndMark() {
+    return encodeChunkHeader(ChunkStartHeader::_headerStr, MZ_CT_INFO, sizeOfNoChunk);
+}
+
+bool isUnfinishedEndMark(unsigned int type, unsigned int size) {
+    return type == MZ_CT_INFO && size == sizeOfNoChunk;
 }
 
 void failChunkHeaderWrite(int error, const LocationInfo& location) {

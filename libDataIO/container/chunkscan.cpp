@@ -14,7 +14,7 @@ namespace {
 // A search begins small, since most gaps are short and there may be millions of them.
 constexpr size_t firstWindow = 4 << 10;
 constexpr size_t largestWindow = 1 << 20;
-constexpr qint64 unreadableStep = 512;
+constexpr qint64 sectorSize = 512;  // of disks, or a part of theirs
 
 struct Header {
     unsigned int type;
@@ -23,17 +23,21 @@ struct Header {
 
 class Scanner {
 public:
-    explicit Scanner(int fd) : _fd(fd) { _scan.fileSize = posix::fileSize(fd); }
+    Scanner(int fd, qint64 fileSize) : _fd(fd) { _scan.fileSize = fileSize; }
 
     ChunkScan scan() {
         qint64 offset = 0;
         while (offset < _scan.fileSize) {
+            _failure = {};
             auto chunk = _wholeChunkAt(offset);
             if (!chunk) {
                 chunk = _nextWholeChunk(offset + 1);
                 const qint64 end = chunk ? chunk->offset : _scan.fileSize;
-                _scan.gaps.push_back(
-                    {offset, end - offset, _beginsChunk(offset), !chunk && _isTorn(offset)});
+                ChunkGap gap{offset, end - offset, _beginsChunk(offset), !chunk && _isTorn(offset)};
+                // A search reads on into chunks that are whole.
+                if (_failure.offset < end) gap.readError = _failure.error;
+                if (_scan.readError == 0) _scan.readError = gap.readError;
+                _scan.gaps.push_back(gap);
                 if (!chunk) break;
             }
             _scan.chunks.push_back(*chunk);
@@ -42,12 +46,28 @@ public:
         return std::move(_scan);
     }
 
+    /// Where an unfinished end begins, in what scan() has found; empty when there is none.
+    std::optional<qint64> unfinishedEnd(const ChunkScan& scan) const {
+        qint64 movieEnd = 0;
+        for (const ChunkSpan& chunk : scan.chunks)
+            if (roleOfChunk(chunk.type) != ChunkRole::Trailing) movieEnd = chunk.end();
+        const auto mark = std::lower_bound(_marks.begin(), _marks.end(), movieEnd);
+        return mark != _marks.end() ? std::make_optional(*mark) : std::nullopt;
+    }
+
 private:
+    struct Failure {
+        qint64 offset = 0;
+        int error = 0;
+    };
+
     /// Reads up to `size` bytes; fewer at the end of the file or of what is readable.
     size_t _read(qint64 offset, char* bytes, size_t size) {
         const posix::ReadResult result =
             posix::readAllAt(_fd, offset, bytes, static_cast<qint64>(size));
-        if (_scan.readError == 0) _scan.readError = result.error;
+        const qint64 end = offset + result.count;
+        if (result.error != 0 && (_failure.error == 0 || end < _failure.offset))
+            _failure = {end, result.error};
         return static_cast<size_t>(result.count);
     }
 
@@ -65,6 +85,8 @@ private:
     std::optional<ChunkSpan> _announcedAt(qint64 offset) {
         const auto start = _headerAt(offset, ChunkStartHeader::_headerStr);
         if (!start) return std::nullopt;
+        const bool isNew = _marks.empty() || _marks.back() < offset;
+        if (isNew && isUnfinishedEndMark(start->type, start->size)) _marks.push_back(offset);
         return ChunkSpan{offset, start->type, start->size};
     }
 
@@ -84,8 +106,10 @@ private:
             const size_t count = _read(offset, _window.data(), size);
             if (auto chunk = _firstWholeChunkIn(offset, count)) return chunk;
             // Windows overlap by less than a tag, so that none is missed between them.
-            offset += count >= chunkTagSize ? static_cast<qint64>(count - chunkTagSize + 1)
-                                            : unreadableStep;
+            if (count >= chunkTagSize)
+                offset += static_cast<qint64>(count - chunkTagSize + 1);
+            else
+                offset = (offset / sectorSize + 1) * sectorSize;
         }
         return std::nullopt;
     }
@@ -130,6 +154,8 @@ private:
 
     int _fd;
     ChunkScan _scan;
+    Failure _failure;  ///< the foremost since the end of the last whole chunk
+    std::vector<qint64> _marks;
     std::vector<char> _window;
 };
 
@@ -140,7 +166,20 @@ qint64 ChunkScan::soundEnd() const {
 }
 
 ChunkScan scanChunks(int fd) {
-    return Scanner(fd).scan();
+    const qint64 fileSize = posix::fileSize(fd);
+    if (fileSize == -1) {
+        ChunkScan none;
+        none.readError = errno;
+        return none;
+    }
+    Scanner scanner(fd, fileSize);
+    ChunkScan scan = scanner.scan();
+    const std::optional<qint64> mark = scanner.unfinishedEnd(scan);
+    if (!mark) return scan;
+    // Whether a chunk is torn is asked again, of the file as it was.
+    scan = Scanner(fd, *mark).scan();
+    scan.unfinishedBytes = fileSize - *mark;
+    return scan;
 }
 
 }  // namespace mz

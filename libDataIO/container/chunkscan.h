@@ -24,9 +24,10 @@ struct ChunkSpan {
 struct ChunkGap {
     qint64 offset;
     qint64 length;
-    bool beginsChunk;  ///< a start header stands there, or what a cut file left of one, at least
-                       ///< the six bytes that name it
-    bool isTorn;       ///< the file ends before the chunk that begins there does
+    bool beginsChunk;   ///< a start header stands there, or what a cut file left of one, at least
+                        ///< the six bytes that name it
+    bool isTorn;        ///< the file ends before the chunk that begins there does
+    int readError = 0;  ///< errno when bytes of it cannot be read
 
     qint64 end() const { return offset + length; }
 };
@@ -34,16 +35,21 @@ struct ChunkGap {
 struct ChunkScan {
     std::vector<ChunkSpan> chunks;  ///< in the order of the file
     std::vector<ChunkGap> gaps;     ///< in the order of the file; only the last one can be torn
-    qint64 fileSize = -1;           ///< -1 when the system does not tell
-    int readError = 0;              ///< errno of the first failed read, 0 when there was none
+    /// -1 when the system does not tell. An unfinished end does not count: all is as it was before
+    /// somebody was killed who wrote it.
+    qint64 fileSize = -1;
+    qint64 unfinishedBytes = 0;  ///< of an unfinished end behind that, its mark included
+    int readError = 0;           ///< errno where a gap or the size cannot be read, else 0
 
     /// The start of the chunk at which the file was cut off; its end when there is none.
     qint64 soundEnd() const;
 };
 
 /// Scans the file behind a descriptor, whose position stays. Bytes that cannot be read belong to
-/// gaps. Takes time in proportion to the chunks and to the bytes of the gaps, and memory in
-/// proportion to the numbers of both.
+/// gaps. An end is unfinished that begins with its mark and holds no other whole chunks than
+/// trailing ones: whoever writes it has them from in front of the mark or from memory. Takes time
+/// in proportion to the chunks and to the bytes of the gaps, and memory in proportion to the
+/// numbers of both.
 ChunkScan scanChunks(int fd);
 
 }  // namespace mz

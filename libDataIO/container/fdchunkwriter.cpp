@@ -19,8 +19,12 @@ namespace {
 
 Logger* const logger = Logger::logger(QStringLiteral("dataio.fdchunkwriter"));
 
+bool isPayloadSize(size_t size) {
+    return size <= static_cast<size_t>(maxFileSize - chunkFramingSize);
+}
+
 bool fits(qint64 offset, size_t payloadSize) {
-    return payloadSize <= static_cast<size_t>(maxFileSize) &&
+    return isPayloadSize(payloadSize) &&
            offset <= maxFileSize - chunkFramingSize - static_cast<qint64>(payloadSize);
 }
 
@@ -105,14 +109,46 @@ void FDChunkWriter::_checkOpen() const {
 }
 
 int FDChunkWriter::addChunk(unsigned int type, const void* data, size_t size) {
+    const qint64 lengthBefore = _reachCursor();
+    if (!fits(_offset, size)) failPayloadWrite(EFBIG, DATAIO_HERE);
+    const auto offset = static_cast<unsigned int>(_offset);
+    _writeChunk(type, data, size, lengthBefore);
+    return static_cast<int>(offset);
+}
+
+void FDChunkWriter::addUnlistedChunk(unsigned int type, const void* data, size_t size) {
+    const qint64 lengthBefore = _reachCursor();
+    if (!isPayloadSize(size)) failPayloadWrite(EFBIG, DATAIO_HERE);
+    _writeChunk(type, data, size, lengthBefore);
+}
+
+void FDChunkWriter::markUnfinishedEnd() {
+    const qint64 lengthBefore = _reachCursor();
+    const ChunkHeaderBytes mark = unfinishedEndMark();
+    _soundLength = lengthBefore;
+    if (posix::writeAll(_fd, mark.data(), mark.size()) < chunkHeaderSize) {
+        const int reason = errno;
+        _removeTornChunk();
+        failChunkHeaderWrite(reason, DATAIO_HERE);
+    }
+    _soundLength = -1;
+    _offset += chunkHeaderSize;
+}
+
+/// Before something is written at the cursor.
+/// @return the length of the file
+qint64 FDChunkWriter::_reachCursor() {
     _checkOpen();
     if (!_removeTornChunk()) failPayloadWrite(errno, DATAIO_HERE);
     // The end as a position, which is told faster than the file's status.
     const qint64 lengthBefore = posix::seek(_fd, 0, SEEK_END);
     if (lengthBefore == -1 || posix::seek(_fd, _offset, SEEK_SET) == -1)
         failSeekBeforeWrite(logger, DATAIO_HERE);
-    if (!fits(_offset, size)) failPayloadWrite(EFBIG, DATAIO_HERE);
+    return lengthBefore;
+}
 
+void FDChunkWriter::_writeChunk(unsigned int type, const void* data, size_t size,
+                                qint64 lengthBefore) {
     const auto chunkSize = static_cast<qint64>(size) + chunkFramingSize;
     _soundLength = lengthBefore;  // a thread that is cancelled in the middle leaves a torn chunk
     const qint64 written = writeChunk(_fd, type, data, size);
@@ -122,9 +158,7 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, size_t size) {
         failWriteAfter(written, static_cast<qint64>(size), reason, DATAIO_HERE);
     }
     _soundLength = -1;
-    const auto offset = static_cast<unsigned int>(_offset);
     _offset += chunkSize;
-    return static_cast<int>(offset);
 }
 
 bool FDChunkWriter::replaceChunk(qint64 offset, unsigned int type, const void* data,

@@ -69,6 +69,20 @@ int FileWriter::addChunk(unsigned int type, const void* data, size_t size) {
                    : FDChunkWriter().addChunk(type, data, size);
 }
 
+void FileWriter::addUnlistedChunk(unsigned int type, const void* data, size_t size) {
+    if (_writer)
+        _writer->addUnlistedChunk(type, data, size);
+    else
+        FDChunkWriter().addUnlistedChunk(type, data, size);
+}
+
+void FileWriter::markUnfinishedEnd() {
+    if (_writer)
+        _writer->markUnfinishedEnd();
+    else
+        FDChunkWriter().markUnfinishedEnd();
+}
+
 bool FileWriter::nextChunk(unsigned int type) {
     return _writer && _writer->nextChunk(type);
 }

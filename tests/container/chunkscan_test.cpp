@@ -144,8 +144,10 @@ TEST(ChunkScan, DoesNotTakeADamagedChunkAtTheEndForATornOne) {
     }
     EXPECT_FALSE(scanOf(frame + QByteArray(100, '\0')).gaps[0].isTorn);
     EXPECT_FALSE(scanOf(startHeader(2, 4) + QByteArray(100, '\0')).gaps[0].isTorn);
-    // Eight bytes of something else.
+    // Eight bytes of something else, and fifteen.
     EXPECT_FALSE(scanOf(frame + "\n<CSTOP!").gaps[0].isTorn);
+    EXPECT_TRUE(scanOf(frame + startHeader(2, 4).left(15)).gaps[0].isTorn);
+    EXPECT_FALSE(scanOf(frame + startHeader(2, 4).left(14) + 'X').gaps[0].isTorn);
 }
 
 TEST(ChunkScan, FindsChunksBehindInsertedMissingAndZeroedBytes) {
@@ -159,6 +161,83 @@ TEST(ChunkScan, FindsChunksBehindInsertedMissingAndZeroedBytes) {
     EXPECT_EQ(offsets(scan), (std::vector<qint64>{69}));
     EXPECT_EQ(scan.gaps[0].length, 69);
     EXPECT_EQ(offsets(scanOf("garbage" + movie())), (std::vector<qint64>{7, 42, 76}));
+}
+
+TEST(ChunkScan, GoesOnBehindABadSector) {
+    const QByteArray frame = chunk(2, QByteArray(2000, 'p'));
+    const ScratchFile file(frame + frame + frame);
+    const qint64 bad = frame.size() / 512 * 512;
+    FaultLayer layer(file.path());
+    layer.spoil(bad, bad + 512);
+    ChunkScan scan;
+    layer.during([&] {
+        const int watched = file.open(O_RDONLY);
+        scan = scanChunks(watched);
+        ::close(watched);
+    });
+    // The end header of the first frame lies in it, the start header of the second as well.
+    EXPECT_EQ(offsets(scan), (std::vector<qint64>{2 * frame.size()}));
+    EXPECT_EQ(scan.readError, EIO);
+    ASSERT_EQ(scan.gaps.size(), 1U);
+    EXPECT_EQ(scan.gaps[0].readError, EIO);
+}
+
+TEST(ChunkScan, BlamesABadSectorForNoOtherGap) {
+    const QByteArray frame = chunk(2, QByteArray(2000, 'p'));
+    const ScratchFile file(frame + "gap" + frame + frame + "torn");
+    const qint64 last = 2 * frame.size() + 3;
+    FaultLayer layer(file.path());
+    layer.spoil(last + 5, last + 512);
+    layer.during([&] {
+        const int watched = file.open(O_RDONLY);
+        const ChunkScan scan = scanChunks(watched);
+        ::close(watched);
+        EXPECT_EQ(offsets(scan), (std::vector<qint64>{0, frame.size() + 3}));
+        ASSERT_EQ(scan.gaps.size(), 2U);
+        EXPECT_EQ(scan.gaps[0].readError, 0);
+        EXPECT_EQ(scan.gaps[1].readError, EIO);
+    });
+}
+
+TEST(ChunkScan, TakesNoNoticeOfAnUnfinishedEnd) {
+    const QByteArray mark = startHeader(5, 0xffffffff);
+    const QByteArray end = mark + QByteArray(100, '\0') + chunk(6, "fibres") + chunk(7, "times");
+    for (const QByteArray& before :
+         {movie(), movie().left(80), movie() + "\n<CSTA", movie() + QByteArray(50, 'x')}) {
+        const ChunkScan expected = scanOf(before);
+        for (const qsizetype torn : {16, 60, 120, 140, 180}) {
+            SCOPED_TRACE(torn);
+            const ScratchFile file(before + end.left(torn));
+            const int fd = file.open(O_RDONLY);
+            const ChunkScan scan = scanChunks(fd);
+            ::close(fd);
+            EXPECT_EQ(offsets(scan), offsets(expected));
+            EXPECT_EQ(scan.fileSize, before.size());
+            EXPECT_EQ(scan.unfinishedBytes, file.size() - before.size());
+            EXPECT_EQ(scan.soundEnd(), expected.soundEnd());
+            ASSERT_EQ(scan.gaps.size(), expected.gaps.size());
+            if (!scan.gaps.empty()) {
+                EXPECT_EQ(scan.gaps[0].isTorn, expected.gaps[0].isTorn);
+            }
+        }
+    }
+    // Twice interrupted.
+    const ScratchFile twice(movie() + mark + chunk(7, "times") + mark + chunk(7, "times"));
+    const int fd = twice.open(O_RDONLY);
+    EXPECT_EQ(scanChunks(fd).fileSize, movie().size());
+    ::close(fd);
+}
+
+TEST(ChunkScan, KnowsNoUnfinishedEndInFrontOfFrames) {
+    const QByteArray mark = startHeader(5, 0xffffffff);
+    const QByteArray frame = chunk(2, "later");
+    const ChunkScan scan = scanOf(movie() + mark + frame);
+    EXPECT_EQ(offsets(scan), (std::vector<qint64>{0, 35, 69, movie().size() + 16}));
+    EXPECT_EQ(scan.unfinishedBytes, 0);
+    const ScratchFile file(movie() + mark + frame + mark + "rest");
+    const int fd = file.open(O_RDONLY);
+    EXPECT_EQ(scanChunks(fd).unfinishedBytes, 20);
+    ::close(fd);
 }
 
 TEST(ChunkScan, SearchesForKnownTypesOnly) {

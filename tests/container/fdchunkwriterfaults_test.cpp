@@ -47,6 +47,40 @@ protected:
     std::unique_ptr<FDChunkWriter> writer;
 };
 
+TEST_F(FailingWriter, AnEndIsMarkedWholeOrNotAtAll) {
+    openOver(sound);
+    for (qint64 room = 0; room < 16; ++room) {
+        const FileSizeLimit limit(static_cast<rlim_t>(file.size() + room));
+        expectFailure<IOFileException>(headerWrite(EFBIG), [&] { writer->markUnfinishedEnd(); });
+        EXPECT_EQ(file.bytes(), sound) << room;
+        EXPECT_EQ(writer->tell(), 36U) << room;
+    }
+    writer->markUnfinishedEnd();
+    EXPECT_EQ(file.bytes(), sound + startHeader(5, 0xffffffff));
+    EXPECT_EQ(writer->tell(), 52U);
+}
+
+TEST_F(FailingWriter, WritesWhatNoIndexListsBeyondWhatOneCanAddress) {
+    openOver(sound);
+    const qint64 beyond = (qint64{1} << 32) + 5;
+    ASSERT_TRUE(writer->seek(beyond));
+    expectFailure<IOFileException>(payloadWrite(EFBIG), [&] { add(*writer, 5, "info"); });
+    EXPECT_EQ(file.size(), sound.size());
+    writer->addUnlistedChunk(5, "info", 4);
+    EXPECT_EQ(file.size(), beyond + 36);
+    EXPECT_EQ(writer->cursor(), beyond + 36);
+    ASSERT_TRUE(writer->prevChunk(5));
+    EXPECT_EQ(QByteArray(static_cast<const char*>(writer->data()), 4), "info");
+    const qint64 end = file.size();
+    ASSERT_TRUE(writer->seekEnd());
+    for (qint64 room = 0; room < 36; ++room) {
+        const FileSizeLimit limit(static_cast<rlim_t>(end + room));
+        const LogCapture quiet;
+        EXPECT_THROW(writer->addUnlistedChunk(5, "more", 4), IOFileException);
+        EXPECT_EQ(file.size(), end);
+    }
+}
+
 TEST_F(FailingWriter, AWriteThatStopsAnywhereLeavesNoByteOfTheChunk) {
     openOver(sound);
     for (qint64 room = 0; room < 132; ++room) {

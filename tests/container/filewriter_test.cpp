@@ -35,12 +35,12 @@ void expectWithoutFile(FileWriter& writer) {
     EXPECT_EQ(writer.chunkSize(), 0U);
     EXPECT_EQ(writer.tell(), 0);
     EXPECT_EQ(writer.fileSize(), -1);
-    expectFailure<IOFileException>({"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_BADFD",
-                                    QStringLiteral("Cannot write in a non openned file.")},
-                                   [&] { add(writer, 2, "aaaa"); });
-    expectFailure<IOFileException>({"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_BADFD",
-                                    QStringLiteral("Cannot write in a non openned file.")},
-                                   [&] { writer.replaceChunk(0, 2, "aaaa", 4); });
+    const Failure notOpen{"dataio.fdchunkwriter", SOFTWARE, "FDCW_AC_BADFD",
+                          QStringLiteral("Cannot write in a non openned file.")};
+    expectFailure<IOFileException>(notOpen, [&] { add(writer, 2, "aaaa"); });
+    expectFailure<IOFileException>(notOpen, [&] { writer.addUnlistedChunk(2, "aaaa", 4); });
+    expectFailure<IOFileException>(notOpen, [&] { writer.markUnfinishedEnd(); });
+    expectFailure<IOFileException>(notOpen, [&] { writer.replaceChunk(0, 2, "aaaa", 4); });
     expectFailure<IOFileException>({"dataio.fdchunkwriter", SYSCALL, "FDCW_TRUNC",
                                     systemError("Error while removing old index chunk:", EBADF)},
                                    [&] { writer.truncate(); });

@@ -37,6 +37,9 @@ struct State {
     size_t faultCount;
     int hits;
     long clock;
+    std::vector<Change>* changes;  ///< null when they are not noted
+    qint64 spoiledBegin;
+    qint64 spoiledEnd;
 };
 State state{};
 
@@ -121,6 +124,7 @@ void begin(const std::vector<Fault>& faults) {
     state.ours = {};
     state.maps = {};
     state.hits = 0;
+    state.spoiledBegin = state.spoiledEnd = 0;
     state.faultCount = faults.size();
     std::copy(faults.begin(), faults.end(), state.faults.begin());
 }
@@ -137,6 +141,26 @@ ssize_t result(long value) {
 // that is not ready yet when the first call comes. Where a thread may be cancelled in the C
 // library's call, it may be in this one.
 
+qint64 positionOf(int fd) {
+    return syscall(SYS_lseek, fd, 0, SEEK_CUR);
+}
+
+/// @return false when the first byte to be read is a spoiled one; else `size` ends in front of them
+bool isReadable(int fd, qint64 offset, size_t& size) {
+    if (!isOurs(fd) || offset >= state.spoiledEnd) return true;
+    if (offset >= state.spoiledBegin) {
+        errno = EIO;
+        return false;
+    }
+    size = std::min(size, static_cast<size_t>(state.spoiledBegin - offset));
+    return true;
+}
+
+void noteWrite(int fd, qint64 end, const char* bytes, ssize_t count) {
+    if (!isOurs(fd) || state.changes == nullptr || count <= 0) return;
+    state.changes->push_back({Call::Write, end - count, QByteArray(bytes, count)});
+}
+
 ssize_t transfer(Call call, long number, int fd, void* data, size_t size) {
     pthread_testcancel();
     const Fault* fault = strike(call, fd);
@@ -144,7 +168,10 @@ ssize_t transfer(Call call, long number, int fd, void* data, size_t size) {
         if (fault->effect.error != 0) return -1;
         size = fault->effect.of(size);
     }
-    return result(syscall(number, fd, data, size));
+    if (call == Call::Read && !isReadable(fd, positionOf(fd), size)) return -1;
+    const ssize_t count = result(syscall(number, fd, data, size));
+    if (call == Call::Write) noteWrite(fd, positionOf(fd), static_cast<const char*>(data), count);
+    return count;
 }
 
 ssize_t positioned(Call call, long number, int fd, void* data, size_t size, off_t offset) {
@@ -154,7 +181,10 @@ ssize_t positioned(Call call, long number, int fd, void* data, size_t size, off_
         if (fault->effect.error != 0) return -1;
         size = fault->effect.of(size);
     }
-    return result(syscall(number, fd, data, size, offset));
+    if (call == Call::Read && !isReadable(fd, offset, size)) return -1;
+    const ssize_t count = result(syscall(number, fd, data, size, offset));
+    if (call == Call::Write) noteWrite(fd, offset + count, static_cast<const char*>(data), count);
+    return count;
 }
 
 /// Writes the first bytes of a gathered write.
@@ -164,7 +194,9 @@ ssize_t writeFirst(int fd, const iovec* parts, int count, size_t bytes) {
         const char* part = static_cast<const char*>(parts[i].iov_base);
         all.insert(all.end(), part, part + parts[i].iov_len);
     }
-    return result(syscall(SYS_write, fd, all.data(), bytes));
+    const ssize_t written = result(syscall(SYS_write, fd, all.data(), bytes));
+    noteWrite(fd, positionOf(fd), all.data(), written);
+    return written;
 }
 
 size_t totalOf(const iovec* parts, int count) {
@@ -235,6 +267,8 @@ FaultLayer::FaultLayer(const QString& path, const std::vector<Fault>& faults) {
 
 FaultLayer::~FaultLayer() {
     state.faultCount = 0;
+    state.spoiledEnd = 0;
+    delete std::exchange(state.changes, nullptr);
 }
 
 FaultLayer::Watch::Watch() {
@@ -255,6 +289,19 @@ void FaultLayer::lift() {
 
 int FaultLayer::calls(Call call) const {
     return countOf(call);
+}
+
+void FaultLayer::noteChanges() {
+    state.changes = new std::vector<Change>;
+}
+
+std::vector<Change> FaultLayer::changes() const {
+    return *state.changes;
+}
+
+void FaultLayer::spoil(qint64 begin, qint64 end) {
+    state.spoiledBegin = begin;
+    state.spoiledEnd = end;
 }
 
 FailingCalls::FailingCalls(Call call, int error, int skip, int times) {
@@ -361,7 +408,9 @@ DATAIO_TEST_CALL ssize_t pwrite(int fd, const void* data, size_t size, off_t off
 DATAIO_TEST_CALL ssize_t writev(int fd, const iovec* parts, int count) {
     pthread_testcancel();
     const Fault* fault = strike(Call::Write, fd);
-    if (fault == nullptr) return result(syscall(SYS_writev, fd, parts, count));
+    if (fault == nullptr && state.changes == nullptr)
+        return result(syscall(SYS_writev, fd, parts, count));
+    if (fault == nullptr) return writeFirst(fd, parts, count, totalOf(parts, count));
     if (fault->effect.error != 0) return -1;
     return writeFirst(fd, parts, count, fault->effect.of(totalOf(parts, count)));
 }
@@ -373,6 +422,8 @@ DATAIO_TEST_CALL off_t lseek(int fd, off_t offset, int whence) noexcept {
 
 DATAIO_TEST_CALL int ftruncate(int fd, off_t length) noexcept {
     if (strike(Call::Truncate, fd) != nullptr) return -1;
+    if (isOurs(fd) && state.changes != nullptr)
+        state.changes->push_back({Call::Truncate, length, {}});
     return static_cast<int>(syscall(SYS_ftruncate, fd, length));
 }
 

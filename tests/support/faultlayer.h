@@ -5,6 +5,7 @@
 // call them, and so does a shared library, which finds the program's symbols before the C
 // library's: the product needs no hook.
 
+#include <QByteArray>
 #include <QString>
 
 #include <cerrno>
@@ -65,6 +66,13 @@ struct Fault {
     std::string text() const;
 };
 
+/// What one call made of the file.
+struct Change {
+    Call call;      ///< Write or Truncate
+    qint64 offset;  ///< of the bytes written, or the new length
+    QByteArray bytes;
+};
+
 /// Counts the calls for one file and lets the faults happen, during the actions that it is given.
 /// Calls for other files pass through: Qt and the test runner make them too. Only one at a time.
 class FaultLayer {
@@ -86,6 +94,13 @@ public:
     void lift();
     /// Calls of a kind so far, failed ones included.
     int calls(Call call) const;
+
+    /// From now on, what is changed in the file is noted.
+    void noteChanges();
+    std::vector<Change> changes() const;
+
+    /// Bytes [begin, end) of the file cannot be read, as those of a bad sector.
+    void spoil(qint64 begin, qint64 end);
 
 private:
     struct Watch {
