@@ -12,6 +12,11 @@
 // it alone. An uncompressed frame that needs no byte swapping is not copied: its pointer leads into
 // the mapped file, read-only and with any alignment.
 //
+// What the reader looks at itself it reads by calls of the system, so that a page that the disk
+// cannot give, or a file that another process cuts meanwhile, is an exception. Uncompressed frames
+// that are handed out in place are the exception: where the application looks at such pixels, or
+// the reader at the header in front of them, the system may send a signal (SIGBUS).
+//
 // Failures are IOFileException, logged on "dataio.imagereader" first. Besides the codes below,
 // every operation that touches the file may meet those of FileReader ("FR_…"), of the chunk reader
 // ("MM_…") and of the chunk headers ("CHB_…"), with origin SYSCALL, FILESYSTEM or SOFTWARE. Should
@@ -260,6 +265,7 @@ public:
     boost::optional<timeval> getFrameTiming(unsigned int idx) const;
 
 private:
+    friend struct FrameReading;
     struct State;
     explicit ImageReader(std::unique_ptr<State> state);
 

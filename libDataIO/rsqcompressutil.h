@@ -69,11 +69,12 @@ public:
     /// @throws IOFileException, logged on "dataio.rsqcompressutil", origin SOFTWARE: before an
     ///         output is created "RC_CF_RANGE" when the range leaves the movie or ends before it
     ///         begins (a movie without frames has the default range only), "RC_CF_SAME" when both
-    ///         names lead to the same file, "RC_CF_PIXELS" when frames are to be compressed that
-    ///         have more than 16 bits a pixel; "RC_CF_SIZE" for a frame that cannot be read or is
-    ///         too short to be converted, and for a fibre outside the image. And what ImageReader,
-    ///         "IR_GF_SIZE" and "IR_UNSUPPORTED_FORMAT" among it, and ImageWriter throw. After a
-    ///         failure the output is closed with the frames copied so far.
+    ///         names lead to the same file, "RC_CF_INDEX" when the index lists a frame twice, in
+    ///         the range or outside, and at last "RC_CF_PIXELS" when frames are to be compressed
+    ///         that have more than 16 bits a pixel; "RC_CF_SIZE" for a frame that cannot be read or
+    ///         is too short to be converted, and for a fibre outside the image. And what
+    ///         ImageReader, "IR_GF_SIZE" and "IR_UNSUPPORTED_FORMAT" among it, and ImageWriter
+    ///         throw. After a failure the output is closed with the frames copied so far.
     static void compressFileImpl(const QString& inputFilename, const QString& outputFilename,
                                  CompressionType::e comp, Vectorization vec, int firstFrame,
                                  int lastFrame, ProgressReporter* reporter,

@@ -3,6 +3,7 @@
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
 #include <libDataIO/metadata/attributekeys.h>
+#include <libDataIO/movies/framereading.h>
 #include <libDataIO/payloads/fibergeometry.h>
 #include <libDataIO/payloads/framecodec.h>
 #include <libDataIO/rsqcompressutil.h>
@@ -145,10 +146,9 @@ private:
     }
 
     FrameBytes _raw(unsigned int number) {
-        const void* data = nullptr;
-        const boost::optional<unsigned int> size = _movie.getRawFrame(data, number);
-        if (!size) _failWithInvalidSize();
-        return {data, *size};
+        const std::optional<FrameView> frame = FrameReading::rawFrame(_movie, number);
+        if (!frame) _failWithInvalidSize();
+        return {frame->data, static_cast<unsigned int>(frame->size)};
     }
 
     [[noreturn]] static void _failWithInvalidSize() {
@@ -193,6 +193,20 @@ void checkDistinct(const QString& inputFilename, const QString& outputFilename) 
     }
 }
 
+/// Such an index was damaged, or made to harm: a short one could fill a disk.
+void checkIndex(const ImageReader& movie) {
+    std::vector<unsigned int> offsets;
+    offsets.reserve(movie.nbFrames());
+    for (unsigned int i = 0; i < movie.nbFrames(); ++i)
+        if (const std::optional<ChunkRecord> record = movie.frameRecord(i))
+            offsets.push_back(record->offset);
+    std::sort(offsets.begin(), offsets.end());
+    if (std::adjacent_find(offsets.begin(), offsets.end()) != offsets.end()) {
+        DATAIO_FAIL(IOFileException, logger, SOFTWARE, "RC_CF_INDEX",
+                    QStringLiteral("Index lists a frame twice, file may be corrupted."));
+    }
+}
+
 /// The index tells the sizes without a look at the frames; where it makes one too large, the frame
 /// itself decides, since an index may be damaged.
 void checkPixels(ImageReader& movie, FrameRange range) {
@@ -202,8 +216,8 @@ void checkPixels(ImageReader& movie, FrameRange range) {
         const auto number = static_cast<unsigned int>(i);
         const std::optional<ChunkRecord> record = movie.frameRecord(number);
         if (!record || record->length <= *most) continue;
-        const void* data = nullptr;
-        if (movie.getRawFrame(data, number).value_or(0) > *most) {
+        const std::optional<FrameView> frame = FrameReading::rawFrame(movie, number);
+        if (frame && static_cast<int64_t>(frame->size) > *most) {
             DATAIO_FAIL(IOFileException, logger, SOFTWARE, "RC_CF_PIXELS", widePixelsMessage());
         }
     }
@@ -243,6 +257,7 @@ void RSQCompress::compressFileImpl(const QString& inputFilename, const QString& 
     ImageReader input(inputFilename, std::move(reconstructionService));
     const FrameRange range = checkedRange(input, firstFrame, lastFrame);
     checkDistinct(inputFilename, outputFilename);
+    checkIndex(input);
 
     std::vector<float> fibers;
     input.getRasterFiberContinuousIndexes(fibers, fiberFiltering);

@@ -4,6 +4,7 @@
 #include <libDataIO/imagereader.h>
 #include <libDataIO/metadata/attributekeys.h>
 #include <libDataIO/movies/frameloader.h>
+#include <libDataIO/movies/framereading.h>
 #include <libDataIO/movies/imagereaderlog.h>
 #include <libDataIO/movies/moviefibers.h>
 #include <libDataIO/movies/moviethumbnail.h>
@@ -172,6 +173,10 @@ boost::optional<unsigned int> ImageReader::getRawFrame(const void*& data, unsign
     if (!frame) return boost::none;
     data = frame->data;
     return static_cast<unsigned int>(frame->size);
+}
+
+std::optional<FrameView> FrameReading::rawFrame(ImageReader& reader, unsigned int index) {
+    return reader._state->storedFrame(index, true);
 }
 
 bool ImageReader::getFrame(const void*& data, unsigned int idx) {

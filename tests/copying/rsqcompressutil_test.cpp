@@ -331,6 +331,38 @@ TEST_F(Compression, LooksAtTheRangeBeforeTheNames) {
         });
 }
 
+TEST_F(Compression, RefusesAnIndexThatListsAFrameTwice) {
+    MovieBytes movie = images(3);
+    movie.record(MovieBytes::Frame, 0, static_cast<uint32_t>(moviePixels));
+    put(movie);
+    writeFile(out(), "older");
+    const auto expectRefused = [&](const char* code, const char* message, auto action) {
+        expectFailure<IOFileException>(compressFailure(code, message), action);
+        EXPECT_EQ(readFile(out()), "older");
+    };
+    // Also where the range has it once.
+    for (const int last : {-1, 1}) {
+        expectRefused("RC_CF_INDEX", "Index lists a frame twice, file may be corrupted.", [&] {
+            compressed(RSQCompress::SameAsInput, CompressionType::None, 0, last);
+        });
+    }
+    expectRefused("RC_CF_RANGE", "Frame range is outside the movie.",
+                  [&] { compressed(RSQCompress::SameAsInput, CompressionType::None, 0, 4); });
+    expectFailure<IOFileException>(
+        compressFailure("RC_CF_SAME", "Input and output are the same file."),
+        [&] { RSQCompress::compressFile(_inputFilename = in(), _outputFilename = in()); });
+}
+
+TEST_F(Compression, LooksAtTheIndexBeforeThePixels) {
+    MovieBytes movie = withHeader(MZ_UINT);
+    movie.frame(numberedFrame(0, 2 * moviePixels));
+    movie.record(MovieBytes::Frame, 0, static_cast<uint32_t>(2 * moviePixels));
+    put(movie);
+    expectFailure<IOFileException>(
+        compressFailure("RC_CF_INDEX", "Index lists a frame twice, file may be corrupted."),
+        [&] { compressed(RSQCompress::SameAsInput, CompressionType::GZip); });
+}
+
 TEST_F(Compression, WithoutAnInputCreatesNoOutput) {
     EXPECT_THROW(
         RSQCompress::compressFile(_inputFilename = in() + "-missing", _outputFilename = out()),
