@@ -190,6 +190,11 @@ public:
     /// @throws IOFileException as modify() but for "FDCW_MODIFY1" to "…4", "IW_ARFCI_INFO2" and
     ///         "IW_AF_FULL", and failures of writing; the file is closed and its bytes are as they
     ///         were
+    ///
+    /// The new attributes are written behind the old ones first, for which there must be room on
+    /// the disk. Should the process be killed meanwhile, the movie opens with the old attributes or
+    /// with the new ones, or does not open and is as before once it is salvaged. With the new ones
+    /// it may have unused bytes in front of its info chunk; modify() refuses it then.
     void modifyAttribute(const QString& fileName, const AttributeChunk& attributes);
 
     // --- header ---

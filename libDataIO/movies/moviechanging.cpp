@@ -1,12 +1,15 @@
 // Changing finished movies: reopening one for frames and header, and replacing its attributes.
 
 #include <libDataIO/base/byteorder.h>
+#include <libDataIO/container/chunkframing.h>
 #include <libDataIO/metadata/attributekeys.h>
 #include <libDataIO/metadata/trailingchunks.h>
 #include <libDataIO/movies/imagewriterlog.h>
 #include <libDataIO/movies/movierecording.h>
 
 #include <QObject>
+
+#include <algorithm>
 
 namespace mz {
 
@@ -121,35 +124,64 @@ void MovieRecording::modifyAttribute(const QString& fileName, const AttributeChu
         _contents.info.AttributeChunk::clear();
         _contents.info.merge(given);
         _contents.info.removeAll(MZ_CT_INFO);
+        int size = 0;
+        const std::unique_ptr<char[]> saved(_contents.info.save(size));
+        const QByteArray payload(saved.get(), size);
+        _replaceInfo(start, oldPayload, payload);
         try {
-            _replaceInfo();
             _writer.closeFile();
         } catch (...) {
-            _restoreInfo(fileName, start, oldPayload);
+            _replaceInfoAgain(fileName, start, payload, oldPayload);
             throw;
         }
     });
 }
 
-/// Writes the info chunk at the cursor, which stands in front of the old one. The old one is
-/// written over before the file is cut, so that its place on the disk is never given away: putting
-/// it back cannot fail for want of room.
-void MovieRecording::_replaceInfo() {
-    int size = 0;
-    const std::unique_ptr<char[]> payload(_contents.info.save(size));
-    _addChunk(MZ_CT_INFO, payload.get(), static_cast<size_t>(size));
-    _writer.truncate();
+/// Replaces the info chunk that begins at `start` and ends the file. The new one is written whole
+/// behind the old one first, so far behind that it does not overlap its final place: at any moment
+/// the file ends with one of the two whole, or with less than the new one behind a mark, which
+/// salvaging cuts. The file is only cut when all is written, so that the place of the old one on
+/// the disk is never given away: putting it back cannot fail for want of room. After a failure the
+/// end is what it was, as far as the system lets it.
+void MovieRecording::_replaceInfo(qint64 start, const QByteArray& old, const QByteArray& payload) {
+    const qint64 oldEnd = start + chunkFramingSize + old.size();
+    const qint64 end = start + chunkFramingSize + payload.size();
+    const auto write = [&](qint64 offset, const auto& action) {
+        if (!_writer.seek(offset)) failSeek();
+        action();
+    };
+    qint64 damagedFrom = oldEnd;
+    const auto writeInfo = [&](const QByteArray& info) {
+        _writer.addChunk(MZ_CT_INFO, info.constData(), static_cast<size_t>(info.size()));
+    };
+    try {
+        write(oldEnd, [&] { _writer.markUnfinishedEnd(); });
+        write(std::max(end, oldEnd + chunkHeaderSize), [&] {
+            _writer.addUnlistedChunk(MZ_CT_INFO, payload.constData(),
+                                     static_cast<size_t>(payload.size()));
+        });
+        damagedFrom = start;
+        write(start, [&] { writeInfo(payload); });
+        _writer.truncate();
+    } catch (...) {
+        try {
+            write(damagedFrom, [&] {
+                if (damagedFrom == start) writeInfo(old);
+                _writer.truncate();
+            });
+        } catch (const IOFileException&) {
+            // Logged; the failure that led here is the one to report.
+        }
+        throw;
+    }
 }
 
-/// Makes the end of the file what it was before. Opens the file anew, since closing may be what
-/// failed.
-void MovieRecording::_restoreInfo(const QString& fileName, qint64 start,
-                                  const QByteArray& payload) {
+/// Makes the end of the file what it was before. Opens the file anew, since it could not be closed.
+void MovieRecording::_replaceInfoAgain(const QString& fileName, qint64 start, const QByteArray& old,
+                                       const QByteArray& payload) {
     try {
         _writer.openFile(fileName, FW_APPEND);
-        if (!_writer.seek(start)) return;
-        _writer.addChunk(MZ_CT_INFO, payload.constData(), static_cast<size_t>(payload.size()));
-        _writer.truncate();
+        _replaceInfo(start, old, payload);
     } catch (const IOFileException&) {
         // Logged; the failure that led here is the one to report.
     }

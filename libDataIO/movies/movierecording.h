@@ -60,8 +60,9 @@ private:
 
     void _openAtInfo(const QString& fileName);
     void _takeOffTrailingChunks();
-    void _replaceInfo();
-    void _restoreInfo(const QString& fileName, qint64 start, const QByteArray& payload);
+    void _replaceInfo(qint64 start, const QByteArray& old, const QByteArray& payload);
+    void _replaceInfoAgain(const QString& fileName, qint64 start, const QByteArray& old,
+                           const QByteArray& payload);
 
     MovieContents _contents;
     FileWriter _writer;

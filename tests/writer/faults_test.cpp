@@ -94,6 +94,8 @@ Codes codesOf(const Step& step, const Fault& fault) {
         case Call::Write:
             // The first write that replaces a frame is one of a header alone.
             if (step.kind == Step::Overwrite) return {"CHB_WFD_WRITE", "FDCW_AC_WRITE"};
+            // The first is that of a mark, which has no payload.
+            if (reopens && fault.position == 1) return {"CHB_WFD_WRITE"};
             return writeCodes(fault.effect);
         case Call::Seek:
             if (reopens) return {"FDCW_AC_SEEK", "CHB_LFD_SEEK", "FDCW_PC_SEEK1", "FDCW_PC_SEEK2"};
