@@ -37,9 +37,11 @@ namespace mz {
 /// No operation here asks a reconstruction service, not even the class-wide prototype.
 ///
 /// A file that somebody is recording is refused, and nobody else can write it while it is salvaged;
-/// where the file system has no locks it must not be in use. Salvaging reads all of it, and takes
-/// memory in proportion to its number of chunks and damaged places, at most a few times the file's
-/// size, beside one frame.
+/// where the file system has no locks it must not be in use. Salvaging reads all of it by calls of
+/// the system, every kept frame among it, and takes memory in proportion to its number of chunks
+/// and damaged places, at most a few times the file's size, beside one frame. A frame, or a list of
+/// times, powers or fibres, that the disk does not give is left out, with the system's reason in
+/// the report.
 ///
 /// Failures are IOFileException, origin SOFTWARE, logged on "dataio.imageutilities" first:
 ///   "IU_S_FORMAT"  a file that is not empty holds no trace of a chunk
@@ -47,7 +49,9 @@ namespace mz {
 ///   "IU_S_SIZE"    fibre positions are given, but no positive width and height
 ///   "IU_S_SAME"    both names are the same file
 ///   "IU_S_BUSY"    the file has changed meanwhile
-///   "IU_S_READ"    SYSCALL: the file, or in place any byte looked at, cannot be read
+///   "IU_S_FULL"    in place: there is no room within 4 GiB for what has to be appended
+///   "IU_S_READ"    SYSCALL: the file, or in place a chunk's header, the index or the attributes,
+///                  cannot be read
 ///   "IU_S_OUTPUT"  FILESYSTEM: the output exists and is no regular file
 ///   "IU_S_COPY"    FILESYSTEM: a sound file could not be copied
 ///   "FW_OF_BUSY"   FILESYSTEM: another writer has the file that is to be written; it is not
@@ -76,7 +80,10 @@ public:
     /// where they are and the index leads around them: such a file can be read, but perhaps not be
     /// opened by ImageWriter::modify; salvageTo makes one that can. A file that opens is not
     /// touched. After a failure the file is as it was, as far as the system still lets it; every
-    /// whole chunk is where it was in any case, and salvaging may be tried again.
+    /// whole chunk is where it was in any case, and salvaging may be tried again. Should the
+    /// process be killed meanwhile, the file does not open and can be salvaged with the same result
+    /// again, or it is salvaged. What is appended is written behind the file first, for which there
+    /// must be room on the disk, and then moved to its place.
     /// @param fibers positions for a movie that holds none, as fibersOf returns them
     static SalvageReport salvage(const QString& fileName, const AttributeChunk& attributes,
                                  const std::vector<float>& fibers = {});

@@ -12,7 +12,7 @@ namespace mz {
 struct SalvageGap {
     qint64 offset;
     qint64 length;
-    QString why;
+    QString why;  ///< in English; ends with the system's reason where that did not give them
 };
 
 /// What salvaging a file has kept and what it has not. Of a file that was not sound, each byte was

@@ -1,7 +1,9 @@
 #include <libDataIO/base/posixfile.h>
 #include <libDataIO/base/samefile.h>
 #include <libDataIO/base/writablefile.h>
+#include <libDataIO/container/chunkframing.h>
 #include <libDataIO/container/failures.h>
+#include <libDataIO/imagereader.h>
 #include <libDataIO/salvage/salvage.h>
 #include <libDataIO/salvage/salvagecopying.h>
 #include <libDataIO/salvage/salvagedattributes.h>
@@ -15,21 +17,14 @@ namespace mz {
 
 namespace {
 
-/// Carries the plan out and reads back what came of it, without the frames that cannot be read,
-/// until all can.
-/// @return the plan that was carried out in the end
-template <class CarryOut>
-SalvagePlan provenPlan(SalvagePlan plan, const QString& fileName, CarryOut carryOut) {
-    for (;;) {
-        carryOut(plan);
-        const std::vector<UselessFrame> unreadable = unreadableFrames(fileName);
-        if (unreadable.empty()) return plan;
-        plan = plan.without(unreadable);
-        if (plan.frameCount() == 0) {
-            DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_FRAMES",
-                        QStringLiteral("No frame can be read with the given attributes."));
-        }
+SalvagePlan without(const SalvagePlan& plan, const std::vector<UselessFrame>& useless) {
+    if (useless.empty()) return plan;
+    SalvagePlan left = plan.without(useless);
+    if (left.frameCount() == 0) {
+        DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_FRAMES",
+                    QStringLiteral("No frame can be read with the given attributes."));
     }
+    return left;
 }
 
 /// A disk that fails shows whole chunks as torn ones; a recorder that goes on makes whole ones of
@@ -38,7 +33,7 @@ void checkSteady(const MovieRemains& movie, const FileWriter& writer, const QStr
     if (movie.scan.readError != 0) failSalvageRead(movie.scan.readError);
     const qint64 size = writer.fileSize();
     if (size == -1) failSalvageRead(errno);
-    if (size != movie.scan.fileSize) failSalvageBusy(fileName);
+    if (size != movie.scan.fileSize + movie.scan.unfinishedBytes) failSalvageBusy(fileName);
 }
 
 /// Emptying anything else than a file, or removing it after a failure, would do harm.
@@ -51,6 +46,19 @@ void checkOutput(const QString& damaged, const QString& output) {
     if (posix::status(output, status) == 0 && !S_ISREG(status.st_mode)) {
         DATAIO_FAIL(IOFileException, salvageLogger, FILESYSTEM, "IU_S_OUTPUT", notRegular(output));
     }
+}
+
+/// Before all frames are read.
+void checkRoom(const SalvagePlan& plan) {
+    if (plan.tail().front().offset + plan.tailSize() > maxFileSize) {
+        DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_FULL",
+                    QStringLiteral("File would exceed the size that its index can address."));
+    }
+}
+
+/// Its frames are proven already.
+void checkOpens(const QString& fileName) {
+    ImageReader::withoutService(fileName);
 }
 
 struct stat statusOf(const QString& fileName) {
@@ -108,21 +116,20 @@ SalvageReport salvageInPlace(const QString& fileName, const AttributeChunk& attr
     SalvagePlan plan = planFor(movie, SalvageMode::InPlace, attributes, fibers);
     checkSteady(movie.remains(), writer, fileName);
 
-    const qint64 end = movie.remains().scan.fileSize;
+    const qint64 end = movie.remains().scan.fileSize;  // without an unfinished end
     const qint64 soundEnd = movie.remains().scan.soundEnd();
-    SalvageReport report;  // made while the file can still be left as it was
+    plan = withTailBehindItsPlace(plan, movie.remains().scan);
+    checkRoom(plan);
+    plan = without(plan, uselessFrames(plan, movie));
+    const SalvageReport report = plan.report();  // made while the file is still as it was
     try {
-        // Behind the torn chunk at first: should the proof fail, the file is as it was.
-        plan = provenPlan(std::move(plan), fileName, [&](const SalvagePlan& planned) {
-            cutAt(writer, end);
-            writeTail(planned, movie, writer);
-        });
-        report = plan.report();
-        if (plan.ownInfoStands()) {
+        cutAt(writer, end);
+        appendUnfinishedTail(plan, movie, writer);
+        checkOpens(fileName);
+        if (plan.ownInfoStands())
             cutAt(writer, soundEnd);
-        } else if (soundEnd < end) {
-            replaceTornChunk(plan.withTailAt(soundEnd), movie, writer, fileName);
-        }
+        else
+            moveTail(plan, movie, writer, fileName);
     } catch (...) {
         try {
             cutAt(writer, end);
@@ -150,12 +157,15 @@ SalvageReport salvageIntoCopy(const QString& damaged, const QString& output,
     SalvageReport report;
     struct stat made {};
     try {
-        plan = provenPlan(std::move(plan), output, [&](const SalvagePlan& planned) {
+        for (;;) {
             cutAt(writer, 0);
-            writeCopy(planned, movie, writer);
-        });
+            std::vector<UselessFrame> useless = writeCopy(plan, movie, writer);
+            made = statusOf(output);
+            if (useless.empty()) useless = unreadableFrames(output);
+            if (useless.empty()) break;
+            plan = without(plan, useless);
+        }
         report = plan.report();
-        made = statusOf(output);
         writer.closeFile();
     } catch (...) {
         dropCopy(writer, output, made);

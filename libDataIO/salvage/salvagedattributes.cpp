@@ -29,10 +29,12 @@ unsigned int lastFrameSize(DamagedMovie& movie, const AttributeChunk& attributes
     const auto limit =
         static_cast<uint64_t>(std::min<int64_t>(*image, std::numeric_limits<int>::max()));
     const auto& chunks = movie.remains().scan.chunks;
+    QByteArray payload;
     for (auto chunk = chunks.rbegin(); chunk != chunks.rend(); ++chunk) {
         if (roleOfChunk(chunk->type) != ChunkRole::Frame) continue;
         if (compression == CompressionType::None) return chunk->size;
-        const auto size = decodedSize(compression, movie.payload(*chunk), chunk->size, limit);
+        if (movie.read(*chunk, payload) != 0) continue;
+        const auto size = decodedSize(compression, payload.constData(), chunk->size, limit);
         if (size) return static_cast<unsigned int>(*size);
     }
     return 0;

@@ -9,6 +9,10 @@ void failSalvageRead(int error) {
                 withSystemError(QStringLiteral("Could not read file: "), error));
 }
 
+QString whyUnreadable(int error) {
+    return withSystemError(QStringLiteral("bytes that cannot be read: "), error);
+}
+
 void failSalvageBusy(const QString& fileName) {
     DATAIO_FAIL(IOFileException, salvageLogger, SOFTWARE, "IU_S_BUSY",
                 QStringLiteral("File %1 changes while it is salvaged.").arg(fileName));

@@ -74,9 +74,13 @@ QByteArray saved(ChunkInfo& info) {
 
 SalvagePlan SalvagePlan::of(const MovieRemains& movie, SalvageMode mode,
                             const AttributeChunk& attributes, const std::vector<float>& fibers) {
-    SalvageSelection selection = selectChunks(movie, mode);
-    Basis basis{
-        mode, attributes, {}, movie.wholeInfoPayload, movie.scan.fileSize, movie.scan.soundEnd()};
+    SalvageSelection selection = selectChunks(movie);
+    Basis basis{mode,
+                attributes,
+                {},
+                movie.wholeInfoPayload,
+                movie.scan.fileSize + movie.scan.unfinishedBytes,
+                movie.scan.soundEnd()};
     for (size_t kind = 0; kind < trailingChunks.size(); ++kind) {
         if (selection.trailing[kind]) continue;
         basis.supplied[kind] = suppliedPayload(trailingChunks[kind].type, fibers, attributes);
@@ -102,6 +106,17 @@ SalvagePlan SalvagePlan::without(const std::vector<UselessFrame>& useless) const
 
 SalvagePlan SalvagePlan::withTailAt(qint64 offset) const {
     return SalvagePlan(_basis, _selection, offset);
+}
+
+unsigned int SalvagePlan::fiberCount() const {
+    constexpr size_t fiberSize = 2 * sizeof(uint32_t);
+    for (size_t kind = 0; kind < trailingChunks.size(); ++kind) {
+        if (trailingChunks[kind].type != MZ_CT_FIBERCENTER) continue;
+        const std::optional<ChunkSpan>& own = _selection.trailing[kind];
+        const size_t size = own ? own->size : static_cast<size_t>(_basis->supplied[kind].size());
+        return static_cast<unsigned int>(size / fiberSize);
+    }
+    return 0;
 }
 
 void SalvagePlan::_placeKept() {

@@ -14,6 +14,9 @@
 
 namespace mz {
 
+/// Whether chunks stay where they are or are written anew.
+enum class SalvageMode { InPlace, Copy };
+
 /// A whole chunk of the damaged movie.
 struct KeptChunk {
     ChunkSpan original;
@@ -53,6 +56,10 @@ public:
     SalvagePlan withTailAt(qint64 offset) const;
 
     size_t frameCount() const { return _selection.frames.frames.size(); }
+    const std::vector<ChunkSpan>& frames() const { return _selection.frames.frames; }
+    const AttributeChunk& attributes() const { return _basis->attributes; }
+    /// How many samples a vectorized frame has.
+    unsigned int fiberCount() const;
 
     /// The frames in the order of the recording, then the chunks that are neither frames nor
     /// trailing ones. They stay, or are copied in this order.
@@ -78,7 +85,7 @@ private:
         /// Payloads of the trailing chunks that the movie has not, in the order of trailingChunks.
         std::array<QByteArray, trailingChunks.size()> supplied;
         QByteArray ownInfo;
-        qint64 fileSize;
+        qint64 fileSize;  ///< with an unfinished end
         qint64 soundEnd;
     };
 

@@ -3,6 +3,7 @@
 #include <libDataIO/imagereader.h>
 #include <libDataIO/metadata/attributekeys.h>
 #include <libDataIO/movies/frameloader.h>
+#include <libDataIO/movies/framereading.h>
 #include <libDataIO/salvage/salvagelog.h>
 #include <libDataIO/salvage/salvageproof.h>
 
@@ -23,25 +24,24 @@ bool isDamage(const IOFileException& failure) {
     return failure.origin() == SOFTWARE || failure.code() == QLatin1String("CHB_LDF_READ");
 }
 
-/// Whether a reader that says "frame size is invalid" had no memory for a size that may well be.
-bool ranOutOfMemory(const ImageReader& reader, unsigned int number, const BaseException& failure) {
+/// Whether "frame size is invalid" is said of a size that may well be, for want of memory.
+bool ranOutOfMemory(const AttributeChunk& header, unsigned int fibers, size_t payloadSize,
+                    const BaseException& failure) {
     if (failure.code() != QLatin1String("IR_GRF_SIZE")) return false;
-    const AttributeChunk& header = reader.attributeChunk();
     QString compression;
     header.get(keys::compression, compression);
-    const auto fibers = static_cast<unsigned int>(
-        isVectorized(header) ? reader.nbFibers(ImageReader::NoFiberFiltering) : 0);
-    const auto record = reader.frameRecord(number);
-    return record && decodedSamples(header, fibers, compressionOfName(compression), record->length);
+    return decodedSamples(header, fibers, compressionOfName(compression), payloadSize).has_value();
 }
 
-bool isReadable(ImageReader& reader, unsigned int number) {
-    const void* data = nullptr;
+/// @param read reads a frame, or says that there is none
+/// @param ranOut whether a failure to do so was one of memory
+template <class Read, class RanOut>
+bool isReadable(Read read, RanOut ranOut) {
     try {
-        return reader.getRawFrame(data, number).has_value();
+        return read();
     } catch (const BaseException& failure) {
         if (failure.origin() != SOFTWARE) throw;  // may be read the next time
-        if (ranOutOfMemory(reader, number, failure)) throw std::bad_alloc();
+        if (ranOut(failure)) throw std::bad_alloc();
         return false;
     } catch (const std::bad_alloc&) {
         throw;
@@ -49,6 +49,60 @@ bool isReadable(ImageReader& reader, unsigned int number) {
         return false;  // from the compression library: the stream is damaged
     }
 }
+
+/// Reads the frames of a damaged movie as its reader will when it is salvaged.
+class FrameProof {
+public:
+    FrameProof(const SalvagePlan& plan, DamagedMovie& movie)
+        : _attributes(plan.attributes()),
+          _isVectorized(isVectorized(_attributes)),
+          _fiberCount(_isVectorized ? plan.fiberCount() : 0),
+          _movie(movie) {
+        QString compression;
+        _attributes.get(keys::compression, compression);
+        _compression = compressionOfName(compression);
+        _begin();
+    }
+
+    /// Empty for a frame that can be read.
+    QString whyUseless(const ChunkSpan& frame) {
+        const bool isStoredAsItIs = _compression == CompressionType::None;
+        const int error = isStoredAsItIs ? _movie.readThrough(frame) : _movie.read(frame, _payload);
+        if (error != 0) return whyUnreadable(error);
+        if (isStoredAsItIs || _isDecodable()) return {};
+        return undecodable();
+    }
+
+private:
+    void _begin() { _loader.begin(_compression, _isVectorized, _fiberCount); }
+
+    bool _isDecodable() {
+        const FrameView payload{_payload.constData(), static_cast<size_t>(_payload.size())};
+        const auto decode = [&] {
+            _loader.stored(_attributes, payload);
+            return true;
+        };
+        const bool isDecodable = isReadable(decode, [&](const BaseException& failure) {
+            return ranOutOfMemory(_attributes, _fiberCount, payload.size, failure);
+        });
+        // The first frame of a movie decides on the buffer of all, and a useless one is none.
+        if (!isDecodable && !_hasDecoded) {
+            _loader.forget();
+            _begin();
+        }
+        _hasDecoded = _hasDecoded || isDecodable;
+        return isDecodable;
+    }
+
+    const AttributeChunk& _attributes;
+    bool _isVectorized;
+    unsigned int _fiberCount;
+    DamagedMovie& _movie;
+    CompressionType::e _compression = CompressionType::None;
+    FrameLoader _loader;
+    QByteArray _payload;
+    bool _hasDecoded = false;
+};
 
 }  // namespace
 
@@ -68,11 +122,29 @@ std::optional<SalvageReport> soundReport(const QString& fileName) {
     return report;
 }
 
+std::vector<UselessFrame> uselessFrames(const SalvagePlan& plan, DamagedMovie& movie) {
+    std::vector<UselessFrame> useless;
+    FrameProof proof(plan, movie);
+    for (size_t number = 0; number < plan.frameCount(); ++number) {
+        const QString why = proof.whyUseless(plan.frames()[number]);
+        if (!why.isNull()) useless.push_back({number, why});
+    }
+    return useless;
+}
+
 std::vector<UselessFrame> unreadableFrames(const QString& fileName) {
     std::vector<UselessFrame> unreadable;
     ImageReader reader = ImageReader::withoutService(fileName);
     for (unsigned int i = 0; i < reader.nbFrames(); ++i) {
-        if (!isReadable(reader, i)) unreadable.push_back({i, undecodable()});
+        const auto read = [&] { return FrameReading::rawFrame(reader, i).has_value(); };
+        const auto ranOut = [&](const BaseException& failure) {
+            const AttributeChunk& header = reader.attributeChunk();
+            const auto fibers = static_cast<unsigned int>(
+                isVectorized(header) ? reader.nbFibers(ImageReader::NoFiberFiltering) : 0);
+            const auto record = reader.frameRecord(i);
+            return record && ranOutOfMemory(header, fibers, record->length, failure);
+        };
+        if (!isReadable(read, ranOut)) unreadable.push_back({i, undecodable()});
     }
     return unreadable;
 }

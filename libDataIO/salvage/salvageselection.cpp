@@ -1,4 +1,4 @@
-#include <libDataIO/container/chunkframing.h>
+#include <libDataIO/salvage/salvagelog.h>
 #include <libDataIO/salvage/salvageselection.h>
 
 #include <algorithm>
@@ -16,18 +16,26 @@ QString damagedBytes() {
 QString replacedList() {
     return QStringLiteral("chunk that is followed by another of its kind");
 }
+QString unfinishedEnd() {
+    return QStringLiteral("unfinished end, left by somebody who was interrupted");
+}
 QString unrelatedList() {
     return QStringLiteral("times or powers, of which frames cannot be told");
 }
 
 class Selector {
 public:
-    Selector(const MovieRemains& movie, SalvageMode mode) : _movie(movie), _mode(mode) {}
+    explicit Selector(const MovieRemains& movie) : _movie(movie) {}
 
     SalvageSelection select() {
         for (const ChunkGap& gap : _movie.scan.gaps) {
+            _selection.leftOut.push_back({gap.offset, gap.length, _whyNot(gap)});
+        }
+        for (const UnreadableChunk& unreadable : _movie.unreadable)
+            _selection.leaveOut(unreadable.chunk, whyUnreadable(unreadable.error));
+        if (_movie.scan.unfinishedBytes > 0) {
             _selection.leftOut.push_back(
-                {gap.offset, gap.length, gap.isTorn ? tornChunk() : damagedBytes()});
+                {_movie.scan.fileSize, _movie.scan.unfinishedBytes, unfinishedEnd()});
         }
         for (const ChunkSpan& chunk : _movie.scan.chunks)
             _sort(chunk);
@@ -37,11 +45,12 @@ public:
     }
 
 private:
+    static QString _whyNot(const ChunkGap& gap) {
+        if (gap.readError != 0) return whyUnreadable(gap.readError);
+        return gap.isTorn ? tornChunk() : damagedBytes();
+    }
+
     void _sort(const ChunkSpan& chunk) {
-        if (_mode == SalvageMode::InPlace && chunk.end() > maxFileSize) {
-            _selection.leaveOut(chunk, beyondAnyIndex());
-            return;
-        }
         switch (roleOfChunk(chunk.type).value_or(ChunkRole::Reserved)) {
             case ChunkRole::Frame:
                 _frames.push_back(chunk);
@@ -119,7 +128,6 @@ private:
     }
 
     const MovieRemains& _movie;
-    SalvageMode _mode;
     SalvageSelection _selection;
     std::vector<ChunkSpan> _frames;
 };
@@ -148,8 +156,8 @@ SalvageSelection SalvageSelection::without(const std::vector<UselessFrame>& usel
     return selection;
 }
 
-SalvageSelection selectChunks(const MovieRemains& movie, SalvageMode mode) {
-    return Selector(movie, mode).select();
+SalvageSelection selectChunks(const MovieRemains& movie) {
+    return Selector(movie).select();
 }
 
 }  // namespace mz

@@ -14,9 +14,6 @@
 
 namespace mz {
 
-/// Whether chunks stay where they are or are written anew.
-enum class SalvageMode { InPlace, Copy };
-
 /// A frame whose chunk is whole and which cannot be kept nevertheless.
 struct UselessFrame {
     size_t number;
@@ -39,7 +36,7 @@ struct SalvageSelection {
     SalvageSelection without(const std::vector<UselessFrame>& useless) const;
 };
 
-SalvageSelection selectChunks(const MovieRemains& movie, SalvageMode mode);
+SalvageSelection selectChunks(const MovieRemains& movie);
 
 /// Why a chunk that is beyond `maxFileSize` is not kept.
 QString beyondAnyIndex();

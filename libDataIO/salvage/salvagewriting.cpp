@@ -1,4 +1,5 @@
 #include <libDataIO/base/posixfile.h>
+#include <libDataIO/container/chunkframing.h>
 #include <libDataIO/container/failures.h>
 #include <libDataIO/salvage/salvagelog.h>
 #include <libDataIO/salvage/salvagewriting.h>
@@ -16,18 +17,15 @@ void moveTo(FileWriter& writer, qint64 offset) {
     if (!writer.seek(offset)) failSeekBeforeWrite(salvageLogger, DATAIO_HERE);
 }
 
-void copyChunk(const ChunkSpan& chunk, DamagedMovie& movie, FileWriter& writer) {
-    writer.addChunk(chunk.type, movie.payload(chunk), chunk.size);
-}
-
 class PayloadWriter {
 public:
     PayloadWriter(unsigned int type, DamagedMovie& movie, FileWriter& writer)
         : _type(type), _movie(movie), _writer(writer) {}
 
-    void operator()(const ChunkSpan& original) const { copyChunk(original, _movie, _writer); }
+    void operator()(const ChunkSpan& original) const { (*this)(_movie.payload(original)); }
     void operator()(const LeftEntries& left) const {
-        (*this)(entriesAt(left.places, _movie.payload(left.list), left.list.size, left.entrySize));
+        (*this)(entriesAt(left.places, _movie.payload(left.list).constData(), left.list.size,
+                          left.entrySize));
     }
     void operator()(const QByteArray& bytes) const {
         _writer.addChunk(_type, bytes.constData(), static_cast<size_t>(bytes.size()));
@@ -71,10 +69,22 @@ void cutAt(FileWriter& writer, qint64 offset) {
     writer.truncate();
 }
 
-void writeCopy(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer) {
-    for (const KeptChunk& chunk : plan.kept())
-        copyChunk(chunk.original, movie, writer);
-    writeTail(plan, movie, writer);
+std::vector<UselessFrame> writeCopy(const SalvagePlan& plan, DamagedMovie& movie,
+                                    FileWriter& writer) {
+    std::vector<UselessFrame> unreadable;
+    QByteArray payload;
+    size_t number = 0;  // the frames come first
+    for (const KeptChunk& chunk : plan.kept()) {
+        const int error = movie.read(chunk.original, payload);
+        if (error != 0 && number >= plan.frameCount()) failSalvageRead(error);
+        if (error != 0) unreadable.push_back({number, whyUnreadable(error)});
+        ++number;
+        // With one frame less all others move: what is written is of no use any more.
+        if (!unreadable.empty()) continue;
+        writer.addChunk(chunk.original.type, payload.constData(), chunk.original.size);
+    }
+    if (unreadable.empty()) writeTail(plan, movie, writer);
+    return unreadable;
 }
 
 void writeTail(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer) {
@@ -82,14 +92,26 @@ void writeTail(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer)
         std::visit(PayloadWriter(chunk.type, movie, writer), chunk.payload);
 }
 
-void replaceTornChunk(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer,
-                      const QString& fileName) {
-    const qint64 at = plan.tail().front().offset;
+SalvagePlan withTailBehindItsPlace(const SalvagePlan& plan, const ChunkScan& scan) {
+    return plan.withTailAt(
+        std::max(scan.fileSize + chunkHeaderSize, scan.soundEnd() + plan.tailSize()));
+}
+
+void appendUnfinishedTail(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer) {
+    moveTo(writer, movie.remains().scan.fileSize);
+    writer.markUnfinishedEnd();
+    moveTo(writer, plan.tail().front().offset);
+    writeTail(plan, movie, writer);
+}
+
+void moveTail(const SalvagePlan& plan, DamagedMovie& movie, FileWriter& writer,
+              const QString& fileName) {
+    const qint64 at = movie.remains().scan.soundEnd();
     const qint64 tornSize = movie.remains().scan.fileSize - at;
     const Overwritten torn(fileName, at, std::min(plan.tailSize(), tornSize));
     try {
         moveTo(writer, at);
-        writeTail(plan, movie, writer);
+        writeTail(plan.withTailAt(at), movie, writer);
         writer.truncate();
     } catch (...) {
         torn.putBack();

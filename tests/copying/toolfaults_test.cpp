@@ -2,6 +2,7 @@
 // and when the fault is gone the same call does what it would have done.
 
 #include <libCommon/exceptions.h>
+#include <libDataIO/imagereader.h>
 #include <libDataIO/imageutilities.h>
 #include <libDataIO/rsqcompressutil.h>
 
@@ -104,7 +105,8 @@ protected:
             FaultLayer layer(watched, {fault});
             try {
                 layer.during([&] { GetParam().run(input, output); });
-                if (mayLoseAChunk(fault) && readFileIfAny(output) != newOutput) {
+                if (watched == input && mayLoseAChunk(fault) &&
+                    readFileIfAny(salvaged()) != newSalvaged()) {
                     expectNothingLost();
                     expectFewerFrames();
                 } else {
@@ -130,17 +132,24 @@ protected:
         EXPECT_EQ(readFileIfAny(output), newOutput);
     }
 
-    /// A disk that does not give a chunk costs that chunk where the input stays as it was.
+    const QString& salvaged() const { return GetParam().changesInput ? input : output; }
+    const QByteArray& newSalvaged() const { return GetParam().changesInput ? newInput : newOutput; }
+
+    /// A disk that does not give a chunk costs that chunk. In place, frames are left where they are
+    /// and not listed.
     bool mayLoseAChunk(const Fault& fault) const {
         return GetParam().readsOnPastDamage && fault.effect.error == EIO &&
                (fault.call == Call::Read || fault.call == Call::Seek);
     }
 
     void expectFewerFrames() const {
-        const Movie expected = parseMovie(newOutput);
-        const Movie made = parseMovie(readFileIfAny(output));
-        EXPECT_EQ(made.problems, std::vector<std::string>{});
-        EXPECT_EQ(made.frames.size(), expected.frames.size() - 1);
+        const Movie expected = parseMovie(newSalvaged());
+        const Movie made = parseMovie(readFileIfAny(salvaged()));
+        if (!GetParam().changesInput) {
+            EXPECT_EQ(made.problems, std::vector<std::string>{});
+            EXPECT_EQ(made.frames.size(), expected.frames.size() - 1);
+        }
+        EXPECT_GE(ImageReader(salvaged()).nbFrames(), expected.frames.size() - 1);
         for (const QByteArray& frame : made.frames) {
             EXPECT_EQ(std::count(expected.frames.begin(), expected.frames.end(), frame), 1);
         }
@@ -184,6 +193,35 @@ TEST_P(ToolFaults, EachCallFailsOnceInEveryWay) {
     EXPECT_GT(injected, 20);
 }
 
+TEST(ToolsOnABadDisk, CopyRawFramesByCallsOfTheSystemAlone) {
+    const QTemporaryDir dir;
+    const QString input = dir.filePath(QStringLiteral("input"));
+    const QString output = dir.filePath(QStringLiteral("output"));
+    writeFile(input, movieOf(Recording()));
+    const Movie movie = parseMovie(readFile(input));
+    ASSERT_GE(movie.frames.size(), 2U);
+    const auto copy = [&] {
+        RSQCompress::compressFile(_inputFilename = input, _outputFilename = output);
+    };
+    {
+        FaultLayer layer(input);
+        layer.during(copy);
+        EXPECT_EQ(layer.calls(Call::Map), 0);
+    }
+    FaultLayer layer(input);
+    const auto bad = static_cast<qint64>(movie.frameOffsets[1]) + 20;
+    layer.spoil(bad, bad + 1);
+    const LogCapture quiet(LogLevel::Error);
+    try {
+        layer.during(copy);
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const IOFileException& failure) {
+        EXPECT_EQ(failure.code().toStdString(), "MM_NC_MMAP");
+        EXPECT_EQ(failure.origin(), SYSCALL);
+    }
+    EXPECT_EQ(parseMovie(readFile(output)).frames, std::vector<QByteArray>{movie.frames.front()});
+}
+
 /// Of a recorder that was killed while it wrote its last frame.
 QByteArray tornRecording(const QByteArray& movie) {
     const Movie parsed = parseMovie(movie);
@@ -214,8 +252,8 @@ std::vector<Tool> tools() {
                  RSQCompress::compressFile(_inputFilename = from, _outputFilename = to,
                                            _compression = CompressionType::GZip);
              }},
-            {"Salvage", torn, true, salvage},
-            {"SalvageOfALostEnd", movie + torn.right(40), true, salvage},
+            {"Salvage", torn, true, salvage, true},
+            {"SalvageOfALostEnd", movie + torn.right(40), true, salvage, true},
             {"SalvageOfASoundFile", movie, false, salvage},
             {"SalvageTo", torn, false, salvageTo, true},
             {"SalvageOfASoundFileTo", movie, false, salvageTo}};

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/expectfailure.h>
+#include <tests/support/faultlayer.h>
 #include <tests/support/scratchfile.h>
 
 using namespace mz;
@@ -35,8 +36,8 @@ TEST(DamagedMovie, GivesThePayloadsOfItsWholeChunks) {
     DamagedMovie movie(file.path());
     const auto& chunks = movie.remains().scan.chunks;
     ASSERT_EQ(chunks.size(), 2U);
-    EXPECT_EQ(QByteArray(movie.payload(chunks[1]), 12), "second frame");
-    EXPECT_EQ(QByteArray(movie.payload(chunks[0]), 11), "first frame");
+    EXPECT_EQ(movie.payload(chunks[1]), "second frame");
+    EXPECT_EQ(movie.payload(chunks[0]), "first frame");
     EXPECT_FALSE(movie.remains().wholeInfo());
     EXPECT_TRUE(movie.remains().wholeInfoPayload.isEmpty());
     EXPECT_EQ(textOf(movie), "none");
@@ -46,6 +47,8 @@ TEST(DamagedMovie, SaysWhatItsInfoChunkSaysEvenATornOne) {
     const QByteArray payload = infoPayload("comment=whole\nwidth=512\n");
     const QByteArray torn = startHeader(5, 100) + infoPayload("comment=torn\nwidth=51");
     const QByteArray tooTorn = startHeader(5, 100) + infoPayload({}).left(20);
+    const QByteArray last = infoPayload("comment=last\n");
+    const QByteArray allButTheEnd = startHeader(5, static_cast<uint32_t>(last.size())) + last;
     struct Case {
         QByteArray bytes;
         bool hasWholeInfo;
@@ -53,7 +56,9 @@ TEST(DamagedMovie, SaysWhatItsInfoChunkSaysEvenATornOne) {
     };
     for (const Case& c : {Case{chunk(5, payload), true, "comment=whole\nwidth=512\n"},
                           Case{torn, false, "comment=torn\n"}, Case{tooTorn, false, "none"},
-                          Case{chunk(5, payload) + torn, true, "comment=torn\n"},
+                          Case{chunk(5, payload) + torn, true, "comment=whole\nwidth=512\n"},
+                          Case{chunk(5, payload) + allButTheEnd, true, "comment=last\n"},
+                          Case{allButTheEnd, false, "comment=last\n"},
                           Case{chunk(5, payload) + tooTorn, true, "comment=whole\nwidth=512\n"},
                           Case{chunk(5, payload) + chunk(2, "later"), false, "none"}}) {
         SCOPED_TRACE(c.bytes.toPercentEncoding().toStdString());
@@ -69,6 +74,54 @@ TEST(DamagedMovie, SaysWhatItsInfoChunkSaysEvenATornOne) {
         ASSERT_EQ(index->size(), 2U);
         EXPECT_EQ(index->front().offset, 43U);
     }
+}
+
+TEST(DamagedMovie, DoesNotBelieveABrokenInfoChunkInFrontOfOtherChunks) {
+    // It says what the file was before they were written.
+    const ScratchFile file(startHeader(5, 100) + infoPayload("comment=torn\nwidth=512\n") +
+                           frames());
+    const DamagedMovie movie(file.path());
+    EXPECT_EQ(movie.remains().scan.chunks.size(), 2U);
+    EXPECT_EQ(textOf(movie), "none");
+}
+
+TEST(DamagedMovie, GivesWhatTheDiskGives) {
+    const QByteArray long1 = QByteArray(3 << 20, 'a');
+    const ScratchFile file(chunk(2, long1) + chunk(2, "second") + chunk(7, "times..."));
+    FaultLayer layer(file.path());
+    const qint64 bad = 2 << 20;
+    layer.spoil(bad, bad + 512);
+    layer.during([&] {
+        DamagedMovie movie(file.path());
+        const std::vector<ChunkSpan> chunks = movie.remains().scan.chunks;
+        ASSERT_EQ(chunks.size(), 3U);
+        QByteArray payload;
+        EXPECT_EQ(movie.read(chunks[0], payload), EIO);
+        EXPECT_EQ(movie.readThrough(chunks[0]), EIO);
+        EXPECT_EQ(movie.readThrough(chunks[1]), 0);
+        EXPECT_EQ(movie.read(chunks[1], payload), 0);
+        EXPECT_EQ(payload, "second");
+        expectFailure<IOFileException>({"dataio.imageutilities", SYSCALL, "IU_S_READ",
+                                        systemError("Could not read file: ", EIO)},
+                                       [&] { movie.payload(chunks[0]); });
+        layer.spoil(0, 16);
+        EXPECT_EQ(movie.readThrough(chunks[0]), EIO) << "its header";
+    });
+}
+
+TEST(DamagedMovie, TakesOutWhatCannotBeReadButForFrames) {
+    const ScratchFile file(frames() + chunk(7, "times...") + chunk(3, "thumbnail"));
+    const qint64 times = frames().size();
+    FaultLayer layer(file.path());
+    layer.spoil(times + 16, times + 17);
+    layer.during([&] {
+        const DamagedMovie movie(file.path());
+        EXPECT_EQ(movie.remains().scan.chunks.size(), 3U);
+        ASSERT_EQ(movie.remains().unreadable.size(), 1U);
+        EXPECT_EQ(movie.remains().unreadable[0].chunk.offset, times);
+        EXPECT_EQ(movie.remains().unreadable[0].error, EIO);
+        EXPECT_EQ(movie.remains().scan.readError, 0);
+    });
 }
 
 TEST(DamagedMovie, NoticesThatItsFileChanges) {

@@ -7,6 +7,7 @@
 
 #include <tests/support/damagedfiles.h>
 #include <tests/support/limits.h>
+#include <tests/support/moviebytes.h>
 #include <tests/support/scratchfile.h>
 #include <tests/support/watchedservice.h>
 
@@ -297,9 +298,38 @@ TEST_F(Salvage, RefusesFilesThatNoIndexCanAddress) {
     const ScratchFile file;
     const qint64 second = putSparseChunk(file, 0, 2, 0xe0000000U);
     const qint64 end = putSparseChunk(file, second, 2, 0xe0000000U);
-    const LogCapture quiet;
-    EXPECT_THROW(ImageUtilities::salvage(file.path(), attributes), IOFileException);
+    {
+        const LogCapture quiet;
+        try {
+            ImageUtilities::salvage(file.path(), attributes);
+            ADD_FAILURE() << "nothing thrown";
+        } catch (const IOFileException& failure) {
+            EXPECT_EQ(failure.code().toStdString(), "IU_S_FULL");
+            EXPECT_EQ(failure.origin(), SOFTWARE);
+            EXPECT_EQ(failure.message().toStdString(),
+                      "File would exceed the size that its index can address.");
+        }
+    }
     EXPECT_EQ(file.size(), end);
+}
+
+TEST_F(Salvage, TakesAnIndexThatLeadsIntoTheLastBytesForDamage) {
+    // The header that is looked for there is cut short by the end of the file.
+    recordGood({});
+    for (const int left : {1, 8, 15}) {
+        SCOPED_TRACE(left);
+        MovieBytes lost;
+        lost.frame(frameOf(kind, 0)).frame(frameOf(kind, 1));
+        const auto size = lost.record(7, 0, 8).bytes().size();
+        MovieBytes leading;
+        leading.frame(frameOf(kind, 0)).frame(frameOf(kind, 1));
+        writeAnew(damaged(), leading.record(7, static_cast<uint32_t>(size - left), 8).bytes());
+        const SalvageReport report = salvageToOutput();
+        EXPECT_FALSE(report.wasSound);
+        EXPECT_EQ(report.framesKept, 2U);
+        EXPECT_EQ(salvageInPlace().framesKept, 2U);
+        expectFrames(damaged(), kind, {0, 1}, false);
+    }
 }
 
 }  // namespace

@@ -281,16 +281,38 @@ TEST_F(DamagedRecording, GetsANewInfoChunkBehindStrangeBytes) {
 }
 
 TEST_F(DamagedRecording, TakesTheLastOfTwoListsOfTimes) {
-    // As salvaging leaves them that was interrupted before it wrote the info chunk.
-    QByteArray content = withoutInfo();
+    QByteArray later;
+    for (int i = 0; i < kind.frames; ++i)
+        later += le32(5000 + static_cast<uint32_t>(i)) + le32(0);
+    const QByteArray content = withoutInfo() + chunk(7, later);
+    for (const bool inPlace : {false, true}) {
+        writeAnew(damaged(), content);
+        const SalvageReport salvaged = inPlace ? salvageInPlace() : salvageToOutput();
+        expectReport(salvaged, content, allFrames(),
+                     {"chunk that is followed by another of its kind"});
+        ImageReader reader(inPlace ? damaged() : output());
+        for (unsigned int i = 0; i < reader.nbFrames(); ++i)
+            EXPECT_EQ(reader.getFrameTiming(i)->tv_sec, 5000 + i);
+    }
+}
+
+TEST_F(DamagedRecording, KnowsWhichFrameIsLostAlsoWhenItsInfoChunkIsTorn) {
+    // A gap behind the lists is no place in which frames can have stood.
+    QByteArray content = withoutInfo() + startHeader(5, 1000) + "too little";
     content[static_cast<qsizetype>(frameChunk(2).offset)] = 'x';
-    writeAnew(damaged(), content);
-    salvageInPlace();
-    const QByteArray salvaged = readFile(damaged());
-    const qsizetype info = salvaged.lastIndexOf("\n<CSTA");
-    expectSalvaged(salvaged.left(info), framesWithout({2}), true,
-                   {damagedBytes, "chunk that is followed by another of its kind",
-                    "chunk that is followed by another of its kind"});
+    expectSalvaged(content, framesWithout({2}), true, {damagedBytes, tornChunk});
+}
+
+TEST_F(DamagedRecording, TakesItsDataTypeFromTheLastFrameThatCanBeDecoded) {
+    kind.compression = zlib;
+    recordGood(kind);
+    attributes.set(QStringLiteral("data_type"), QStringLiteral("vec"));
+    QByteArray content = bytes.left(static_cast<qsizetype>(frameChunk(1).end()));
+    const auto header = static_cast<qsizetype>(frameChunk(1).offset) + 16;
+    content[header] = static_cast<char>(content[header] ^ 0x7f);
+    expectSalvaged(content, {0}, false, {unreadableFrame});
+    EXPECT_EQ(soundMovie(output()).attribute("data_type"), "imp");
+    EXPECT_EQ(ImageReader(damaged()).dataType().toStdString(), "imp");
 }
 
 TEST_F(DamagedRecording, KeepsChunksOfOtherTypes) {

@@ -89,7 +89,7 @@ TEST_F(SalvageInUse, ARecordingThatEndsMeanwhileIsSound) {
 }
 
 TEST_F(SalvageInUse, NobodyElseWritesWhatIsBeingSalvaged) {
-    for (const Call call : {Call::Write, Call::Truncate, Call::Map}) {
+    for (const Call call : {Call::Write, Call::Truncate}) {
         writeFile(damaged(), withoutInfo() + startHeader(2, 1000) + "torn");
         bool wasRefused = false;
         const Meanwhile other(call, 1, [&] {

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include <tests/support/logcapture.h>
 
 using namespace mz;
@@ -148,14 +151,71 @@ TEST(PlanInPlace, MovesItsTailAndNothingElse) {
     EXPECT_EQ(moved.without({{0, QString()}}).tail()[0].offset, soundEnd);
 }
 
-TEST(PlanInPlace, LeavesOutWhatNoIndexCanAddress) {
+TEST(PlanInPlace, TellsTheLostFramesByTheLongestListAndLetsTheOtherStand) {
+    // Of five frames the third is damaged; the powers ended after two.
     Remains remains;
-    remains.chunk(2, 0xe0000000U).chunk(2, 0x20000000U).chunk(5, 10);
+    remains.chunk(2, 100).chunk(2, 100).gap(132).chunk(2, 100).chunk(2, 100).chunk(7, 40);
+    const qint64 powers = remains.movie.scan.fileSize;
+    remains.chunk(8, 2);
     const SalvagePlan plan = planOf(remains, SalvageMode::InPlace);
-    EXPECT_EQ(plan.frameCount(), 1U);
+    ASSERT_EQ(typesOf(plan.tail()), (Types{7, 5}));
+    EXPECT_EQ(std::get<LeftEntries>(plan.tail()[0].payload).places, (Places{0, 1, 3, 4}));
+    EXPECT_EQ(offsetsIn(plan, 8), (Offsets{powers}));
+    expectEachByteOnce(plan, remains);
+}
+
+TEST(PlanInPlace, LetsListsStandWhoseEntriesCannotBeTold) {
+    // One has more entries than there are frames, of which none is missing.
+    Remains longer;
+    longer.chunk(2, 100).chunk(2, 100).chunk(7, 40);
+    EXPECT_EQ(typesOf(planOf(longer, SalvageMode::InPlace).tail()), (Types{5}));
+    // The other ends inside an entry.
+    Remains odd;
+    odd.chunk(2, 100).gap(132).chunk(2, 100).chunk(7, 27);
+    const SalvagePlan plan = planOf(odd, SalvageMode::InPlace);
+    EXPECT_EQ(typesOf(plan.tail()), (Types{5}));
+    EXPECT_EQ(offsetsIn(plan, 7), (Offsets{396}));
+}
+
+TEST(PlanInPlace, TakesTheLaterOfTwoLists) {
+    Remains remains;
+    remains.chunk(2, 100).chunk(7, 8).chunk(8, 1).chunk(7, 8);
+    const SalvagePlan plan = planOf(remains, SalvageMode::InPlace);
+    EXPECT_EQ(offsetsIn(plan, 7), (Offsets{132 + 40 + 33}));
+    ASSERT_EQ(plan.report().gaps.size(), 1U);
+    EXPECT_EQ(plan.report().gaps[0].offset, 132);
+}
+
+TEST(PlanInPlace, CutsAnUnfinishedEndAndSaysSo) {
+    Remains remains;
+    remains.chunk(2, 100).chunk(8, 1).torn(50);
+    const SalvagePlan before = planOf(remains, SalvageMode::InPlace);
+    remains.movie.scan.unfinishedBytes = 300;
+    for (const SalvageMode mode : {SalvageMode::InPlace, SalvageMode::Copy}) {
+        const SalvagePlan plan = planOf(remains, mode);
+        ASSERT_EQ(plan.report().gaps.size(), 2U);
+        EXPECT_EQ(plan.report().gaps[1].offset, remains.movie.scan.fileSize);
+        EXPECT_EQ(plan.report().gaps[1].length, 300);
+        EXPECT_EQ(plan.report().gaps[1].why.toStdString(),
+                  "unfinished end, left by somebody who was interrupted");
+        EXPECT_EQ(plan.report().bytesCut, 350);
+        EXPECT_EQ(plan.report().bytesKept, 132 + 33);
+    }
+    EXPECT_EQ(planOf(remains, SalvageMode::InPlace).tail()[0].offset, before.tail()[0].offset);
+}
+
+TEST(PlanInPlace, SaysWhatTheSystemDoesNotGive) {
+    Remains remains;
+    remains.chunk(2, 100).gap(40).chunk(2, 100);
+    remains.movie.scan.gaps[0].readError = EIO;
+    remains.movie.unreadable = {{{remains.movie.scan.fileSize, 8, 1}, EACCES}};
+    remains.movie.scan.fileSize += 33;
+    const SalvagePlan plan = planOf(remains, SalvageMode::Copy);
     ASSERT_EQ(plan.report().gaps.size(), 2U);
-    EXPECT_EQ(plan.report().gaps[0].why.toStdString(), "beyond what an index can address");
-    EXPECT_EQ(plan.report().gaps[1].why.toStdString(), "beyond what an index can address");
+    EXPECT_EQ(plan.report().gaps[0].why.toStdString(),
+              std::string("bytes that cannot be read: ") + strerror(EIO));
+    EXPECT_EQ(plan.report().gaps[1].why.toStdString(),
+              std::string("bytes that cannot be read: ") + strerror(EACCES));
     expectEachByteOnce(plan, remains);
 }
 
