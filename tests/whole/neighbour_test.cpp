@@ -81,6 +81,11 @@ std::vector<Reading> readings() {
              [](const QString& path, const QString& output) {
                  RSQCompress::compressFile(_inputFilename = path, _outputFilename = output);
              }},
+            {"copy as samples",
+             [](const QString& path, const QString& output) {
+                 RSQCompress::compressFile(_inputFilename = path, _outputFilename = output,
+                                           _vectorization = RSQCompress::VectorizeIfPossible);
+             }},
             {"salvage", [](const QString& path, const QString& output) {
                  ImageUtilities::salvageTo(path, output, AttributeChunk());
              }}};
@@ -91,6 +96,8 @@ protected:
     void SetUp() override {
         kind.compression = GetParam();
         kind.frames = 400;
+        kind.width = 64;
+        kind.height = 32;
         path = dir.filePath(QStringLiteral("movie"));
         record(path, kind);
     }
