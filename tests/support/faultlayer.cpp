@@ -147,7 +147,7 @@ qint64 positionOf(int fd) {
 
 /// @return false when the first byte to be read is a spoiled one; else `size` ends in front of them
 bool isReadable(int fd, qint64 offset, size_t& size) {
-    if (!isOurs(fd) || offset >= state.spoiledEnd) return true;
+    if (!isOurs(fd) || offset < 0 || offset >= state.spoiledEnd) return true;
     if (offset >= state.spoiledBegin) {
         errno = EIO;
         return false;
