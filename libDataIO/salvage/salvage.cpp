@@ -121,7 +121,7 @@ SalvageReport salvageInPlace(const QString& fileName, const AttributeChunk& attr
     plan = withTailBehindItsPlace(plan, movie.remains().scan);
     checkRoom(plan);
     plan = without(plan, uselessFrames(plan, movie));
-    const SalvageReport report = plan.report();  // made while the file is still as it was
+    SalvageReport report = plan.report();  // made while the file is as it was, and not copied later
     try {
         cutAt(writer, end);
         appendUnfinishedTail(plan, movie, writer);

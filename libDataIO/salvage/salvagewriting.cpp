@@ -37,27 +37,26 @@ private:
     FileWriter& _writer;
 };
 
-/// The bytes of a file from an offset on, to be put back should what is written over them fail.
+/// The bytes of a file from an offset on, to be put back should what is written over them fail; for
+/// which nothing more is asked of the system than to write them.
 class Overwritten {
 public:
     Overwritten(const QString& fileName, qint64 offset, qint64 size)
-        : _fileName(fileName), _offset(offset) {
-        const posix::Descriptor file(posix::open(fileName, O_RDONLY));
-        if (file.get() == -1) failSalvageRead(errno);
-        const posix::ReadBytes read = posix::bytesAt(file.get(), offset, size);
+        : _file(posix::open(fileName, O_RDWR)), _offset(offset) {
+        if (_file.get() == -1) failSalvageRead(errno);
+        const posix::ReadBytes read = posix::bytesAt(_file.get(), offset, size);
         if (read.error != 0) failSalvageRead(read.error);
         if (read.bytes.size() < size) failSalvageBusy(fileName);
         _bytes = read.bytes;
     }
 
     void putBack() const {
-        const posix::Descriptor file(posix::open(_fileName, O_WRONLY));
-        if (posix::seek(file.get(), _offset, SEEK_SET) == -1) return;
-        posix::writeAll(file.get(), _bytes.constData(), static_cast<size_t>(_bytes.size()));
+        posix::writeAllAt(_file.get(), _offset, _bytes.constData(),
+                          static_cast<size_t>(_bytes.size()));
     }
 
 private:
-    QString _fileName;
+    posix::Descriptor _file;
     qint64 _offset;
     QByteArray _bytes;
 };
