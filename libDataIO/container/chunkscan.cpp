@@ -21,6 +21,12 @@ struct Header {
     unsigned int size;
 };
 
+/// What stands in front of such a chunk counts: behind a mark an end is complete with its info
+/// chunk, and frames stay whatever was cut in front of them.
+bool endsUnfinished(const ChunkSpan& chunk) {
+    return roleOfChunk(chunk.type) != ChunkRole::Trailing || chunk.type == MZ_CT_INFO;
+}
+
 class Scanner {
 public:
     Scanner(int fd, qint64 fileSize) : _fd(fd) { _scan.fileSize = fileSize; }
@@ -40,20 +46,15 @@ public:
                 _scan.gaps.push_back(gap);
                 if (!chunk) break;
             }
+            if (endsUnfinished(*chunk)) _mark.reset();
             _scan.chunks.push_back(*chunk);
             offset = chunk->end();
         }
         return std::move(_scan);
     }
 
-    /// Where an unfinished end begins, in what scan() has found; empty when there is none.
-    std::optional<qint64> unfinishedEnd(const ChunkScan& scan) const {
-        qint64 movieEnd = 0;
-        for (const ChunkSpan& chunk : scan.chunks)
-            if (roleOfChunk(chunk.type) != ChunkRole::Trailing) movieEnd = chunk.end();
-        const auto mark = std::lower_bound(_marks.begin(), _marks.end(), movieEnd);
-        return mark != _marks.end() ? std::make_optional(*mark) : std::nullopt;
-    }
+    /// Where an unfinished end begins, when all has been scanned; empty when there is none.
+    std::optional<qint64> unfinishedEnd() const { return _mark; }
 
 private:
     struct Failure {
@@ -85,8 +86,7 @@ private:
     std::optional<ChunkSpan> _announcedAt(qint64 offset) {
         const auto start = _headerAt(offset, ChunkStartHeader::_headerStr);
         if (!start) return std::nullopt;
-        const bool isNew = _marks.empty() || _marks.back() < offset;
-        if (isNew && isUnfinishedEndMark(start->type, start->size)) _marks.push_back(offset);
+        if (!_mark && isUnfinishedEndMark(start->type, start->size)) _mark = offset;
         return ChunkSpan{offset, start->type, start->size};
     }
 
@@ -154,8 +154,8 @@ private:
 
     int _fd;
     ChunkScan _scan;
-    Failure _failure;  ///< the foremost since the end of the last whole chunk
-    std::vector<qint64> _marks;
+    Failure _failure;             ///< the foremost since the end of the last whole chunk
+    std::optional<qint64> _mark;  ///< the first behind the last chunk that ends what was unfinished
     std::vector<char> _window;
 };
 
@@ -174,7 +174,7 @@ ChunkScan scanChunks(int fd) {
     }
     Scanner scanner(fd, fileSize);
     ChunkScan scan = scanner.scan();
-    const std::optional<qint64> mark = scanner.unfinishedEnd(scan);
+    const std::optional<qint64> mark = scanner.unfinishedEnd();
     if (!mark) return scan;
     // Whether a chunk is torn is asked again, of the file as it was.
     scan = Scanner(fd, *mark).scan();

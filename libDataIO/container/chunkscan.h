@@ -47,9 +47,9 @@ struct ChunkScan {
 
 /// Scans the file behind a descriptor, whose position stays. Bytes that cannot be read belong to
 /// gaps. An end is unfinished that begins with its mark and holds no other whole chunks than
-/// trailing ones: whoever writes it has them from in front of the mark or from memory. Takes time
-/// in proportion to the chunks and to the bytes of the gaps, and memory in proportion to the
-/// numbers of both.
+/// trailing ones, which whoever writes it has from in front of the mark or from memory, and no info
+/// chunk: with that it is complete, and may have been changed since. Takes time in proportion to
+/// the chunks and to the bytes of the gaps, and memory in proportion to the numbers of both.
 ChunkScan scanChunks(int fd);
 
 }  // namespace mz

@@ -240,6 +240,23 @@ TEST(ChunkScan, KnowsNoUnfinishedEndInFrontOfFrames) {
     ::close(fd);
 }
 
+TEST(ChunkScan, EndWithAWholeInfoChunkIsNoUnfinishedOneAndStaysWhenTheFileIsDamagedBehindIt) {
+    const QByteArray mark = startHeader(5, 0xffffffff);
+    const QByteArray finished =
+        movie() + mark + QByteArray(30, '\0') + chunk(7, "times") + chunk(5, le32(0));
+    for (const QByteArray& behind : {QByteArray(), mark.left(3), mark.left(15), startHeader(5, 9)})
+        EXPECT_EQ(scanOf(finished + behind).unfinishedBytes, 0);
+    for (const QByteArray& behind : {mark, mark + "rest", mark + chunk(6, "fibres")}) {
+        const ScratchFile file(finished + behind);
+        const int fd = file.open(O_RDONLY);
+        const ChunkScan scan = scanChunks(fd);
+        ::close(fd);
+        EXPECT_EQ(scan.fileSize, finished.size());
+        EXPECT_EQ(scan.unfinishedBytes, behind.size());
+        EXPECT_EQ(scan.soundEnd(), finished.size());
+    }
+}
+
 TEST(ChunkScan, SearchesForKnownTypesOnly) {
     // In the walk the framing alone counts; in a search something more has to speak for a chunk.
     EXPECT_EQ(offsets(scanOf(chunk(99, "a") + chunk(2, "b"))), (std::vector<qint64>{0, 33}));

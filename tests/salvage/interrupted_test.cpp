@@ -124,6 +124,46 @@ TEST_P(InterruptedAttributes, AreThoseBeforeOrThoseAfter) {
 INSTANTIATE_TEST_SUITE_P(Lengths, InterruptedAttributes,
                          testing::Values(-20, -1, 0, 1, 15, 16, 17, 40, 1000));
 
+TEST_F(Interrupted, AttributesChangedBehindWhatAKilledProcessLeftAreNotLostByTheNextKill) {
+    recordGood({});
+    const QString path = damaged();
+    const auto change = [&](const char* comment) {
+        AttributeChunk changedAttributes = attributes;
+        changedAttributes.set(QStringLiteral("comment"), QString::fromLatin1(comment));
+        return [=] { ImageWriter().modifyAttribute(path, changedAttributes); };
+    };
+    // The movie opens with its new attributes, its old ones still in front of them.
+    const std::vector<QByteArray> first = statesOfFile(bytes, change("first"));
+    const auto left = std::find_if(first.begin(), first.end(), [&](const QByteArray& state) {
+        writeAnew(path, state);
+        return opens(path) && viewOf(path) == after;
+    });
+    ASSERT_NE(left, first.end());
+    ASSERT_GT(left->size(), first.back().size());
+    statesOfFile(*left, change("second"));
+    const QByteArray content = readFile(path);
+    const View before = after;
+    const std::vector<QByteArray> states = statesOfFile(content, change("third, which is longer"));
+
+    attributes = AttributeChunk();
+    int salvaged = 0;
+    for (size_t i = 0; i < states.size(); ++i) {
+        SCOPED_TRACE("state " + std::to_string(i) + " of " + std::to_string(states.size()));
+        writeAnew(path, states[i]);
+        if (opens(path)) {
+            const View view = viewOf(path);
+            ASSERT_TRUE(view == before || view == after) << testing::PrintToString(view);
+            continue;
+        }
+        ++salvaged;
+        salvageToOutput();
+        ASSERT_EQ(viewOf(output()), before);
+        salvageInPlace();
+        ASSERT_EQ(readFile(path), content);
+    }
+    EXPECT_GT(salvaged, 10);
+}
+
 TEST_F(Interrupted, AttributesAreNotMixedByAnyFailingCallEither) {
     recordGood({});
     AttributeChunk changedAttributes = attributes;
