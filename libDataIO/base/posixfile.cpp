@@ -138,10 +138,6 @@ void unlock(int fd) {
     setLock(fd, F_UNLCK);
 }
 
-ssize_t read(int fd, void* data, size_t size) {
-    return untilNotInterrupted([&] { return ::read(fd, data, size); });
-}
-
 ReadResult readAll(int fd, void* data, qint64 size) {
     return untilFull(data, size,
                      [&](char* to, size_t left, qint64 /*done*/) { return ::read(fd, to, left); });

@@ -37,8 +37,6 @@ int status(int fd, struct stat& result);
 bool lock(int fd);
 void unlock(int fd);
 
-ssize_t read(int fd, void* data, size_t size);
-
 /// Writes the parts one behind the other, in one call if the system takes all of them at once: a
 /// short count gives no reason, but the call for the rest does.
 /// @param parts are used up

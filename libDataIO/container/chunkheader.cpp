@@ -73,9 +73,9 @@ const char* ChunkEndHeader::_header() const {
 
 bool ChunkHeaderBase::loadFD(int fd) {
     ChunkHeaderBytes bytes;
-    const ssize_t count = posix::read(fd, bytes.data(), bytes.size());
-    const int error = count == -1 ? errno : 0;  // a file that ends inside the header gives none
-    if (count == 0) return false;
+    // A file that ends inside the header gives no error.
+    const auto [count, error] = posix::readAll(fd, bytes.data(), chunkHeaderSize);
+    if (count == 0 && error == 0) return false;
     if (count < chunkHeaderSize)
         DATAIO_FAIL(IOFileException, logger, SYSCALL, "CHB_LDF_READ",
                     withSystemError(QStringLiteral("Could not read chunk header data: "), error));

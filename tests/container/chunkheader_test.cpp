@@ -132,6 +132,20 @@ TEST_F(ChunkHeader, AFileThatEndsInsideAHeaderFails) {
     }
 }
 
+TEST_F(ChunkHeader, IsReadInSeveralCallsWhereOneDoesNotGiveAllOfIt) {
+    const ScratchFile whole(startHeader(2, 100));
+    FaultLayer layer(whole.path(), {{Call::Read, 1, {0, 5}}, {Call::Read, 2, {0, 1}}});
+    ChunkStartHeader header;
+    layer.during([&] {
+        const int wholeFd = whole.open();
+        EXPECT_TRUE(header.loadFD(wholeFd, 0));
+        ::close(wholeFd);
+    });
+    EXPECT_EQ(layer.hits(), 2);
+    EXPECT_EQ(header.type(), 2U);
+    EXPECT_EQ(header.size(), 100U);
+}
+
 TEST_F(ChunkHeader, EachFixedByteIsComparedAndNoOther) {
     for (int at = 0; at < 16; ++at) {
         QByteArray bytes = startHeader(2, 100);

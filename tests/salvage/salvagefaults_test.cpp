@@ -156,23 +156,17 @@ TEST_P(FailingDisk, CostsNothingWhenItGivesTheRestLater) {
     writeAnew(damaged(), content);
     salvageInPlace();
     const QByteArray undisturbed = readFile(damaged());
-    int undisturbedRuns = 0;
+    int disturbedRuns = 0;
     for (int position = 1;; ++position) {
         SCOPED_TRACE(position);
         writeAnew(damaged(), content);
         FaultLayer layer(damaged(), {{Call::Read, position, {0, Effect::half}}});
-        try {
-            layer.during([&] { salvageInPlace(); });
-            ++undisturbedRuns;
-            ASSERT_EQ(readFile(damaged()), undisturbed);
-        } catch (const IOFileException& failure) {
-            // Where the movie is opened, half of a header is taken for the end of the file.
-            ASSERT_EQ(failure.code().toStdString(), "CHB_LDF_READ");
-            ASSERT_EQ(readFile(damaged()), content);
-        }
+        layer.during([&] { salvageInPlace(); });
+        ASSERT_EQ(readFile(damaged()), undisturbed);
         if (layer.hits() == 0) break;
+        ++disturbedRuns;
     }
-    EXPECT_GT(undisturbedRuns, 10);
+    EXPECT_GT(disturbedRuns, 10);
 }
 
 TEST_P(FailingDisk, LeavesOutAllFramesThatItDoesNotGive) {
