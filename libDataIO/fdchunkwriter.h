@@ -52,7 +52,8 @@ public:
 
     /// Writes over a chunk with one of the same type and size, and moves the cursor behind it. Its
     /// end header is unrecognisable while the payload is written: should the process be killed, or
-    /// the disk fail, there is a damaged place and never a whole chunk made of two.
+    /// the disk fail, there is a damaged place and never a whole chunk made of two. After a failure
+    /// amid the payload its start header is unrecognisable as well, for those whom an index leads.
     /// @param data `size` bytes, only read during the call
     /// @return false, nothing changed, when no such chunk stands at `offset`
     /// @throws IOFileException "FDCW_AC_BADFD" without a descriptor; "FDCW_HC_READ" when the system
@@ -126,6 +127,13 @@ public:
     void truncateFile();
 
 private:
+    /// A chunk that is none any more since replacing it failed.
+    struct HalfReplaced {
+        qint64 offset;
+        unsigned int type;
+        unsigned int size;
+    };
+
     void _checkOpen() const;
     bool _removeTornChunk();
     void _endWriting();
@@ -140,8 +148,7 @@ private:
     unsigned int _size = 0;
     qint64 _offset = 0;
     qint64 _soundLength = -1;  ///< where a torn chunk must still be cut off, -1 when there is none
-    std::vector<qint64>
-        _halfReplaced;  ///< chunks without an end header since replacing them failed
+    std::vector<HalfReplaced> _halfReplaced;
 };
 
 }  // namespace mz

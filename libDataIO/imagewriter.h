@@ -136,12 +136,12 @@ public:
     void addFrameAtEnd(const void* data, int size, timeval time, float laserPower = -1.0F);
 
     /// Writes over frame `index` in place. A fault of the disk, or a process that is killed, may
-    /// leave a damaged place there, which salvaging passes over, never a frame made of two; after
-    /// a failure the call may be tried again.
-    /// `data` must hold as many bytes as that frame has in the file, which for a reopened movie of
-    /// compressed frames are those of its stream: they are replaced as they are. Its time becomes
-    /// the current one with autotime and `time` when given, else it stays. Powers missing up to the
-    /// last frame are filled up with "none" when `laserPower` is not negative.
+    /// leave a damaged place there, never a frame made of two: salvaging passes over it, and in a
+    /// movie that is finished nevertheless readers refuse the frame. After a failure the call may
+    /// be tried again. `data` must hold as many bytes as that frame has in the file, which for a
+    /// reopened movie of compressed frames are those of its stream: they are replaced as they are.
+    /// Its time becomes the current one with autotime and `time` when given, else it stays. Powers
+    /// missing up to the last frame are filled up with "none" when `laserPower` is not negative.
     /// @throws IOFileException, in this order, nothing written: "IW_RF_COMPRESS" while a
     ///         compression is set; "IW_RF_AUTOTIME" with a time although the writer takes it
     ///         itself; "IW_RF_FIND", "IW_RF_FIND2" without any frame; "IW_RF_BOUND", "IW_RF_BOUND2"
@@ -194,7 +194,7 @@ public:
     /// The new attributes are written behind the old ones first, for which there must be room on
     /// the disk. Should the process be killed meanwhile, the movie opens with the old attributes or
     /// with the new ones, or does not open and is as before once it is salvaged. With the new ones
-    /// it may have unused bytes in front of its info chunk; modify() refuses it then.
+    /// it may have unused bytes in front of its info chunk, for which modify() may refuse it.
     void modifyAttribute(const QString& fileName, const AttributeChunk& attributes);
 
     // --- header ---

@@ -167,15 +167,20 @@ bool FDChunkWriter::replaceChunk(qint64 offset, unsigned int type, const void* d
     const qint64 endHeader = offset + chunkHeaderSize + size;
     const ChunkHeaderBytes start = encodeChunkHeader(ChunkStartHeader::_headerStr, type, size);
     const ChunkHeaderBytes end = encodeChunkHeader(ChunkEndHeader::_headerStr, type, size);
-    const auto broken = std::find(_halfReplaced.begin(), _halfReplaced.end(), offset);
+    const ChunkHeaderBytes nothing{};
+    const auto broken =
+        std::find_if(_halfReplaced.begin(), _halfReplaced.end(),
+                     [&](const HalfReplaced& chunk) { return chunk.offset == offset; });
     const bool isWhole = broken == _halfReplaced.end();
-    if (!hasBytesAt(_fd, offset, start) || (isWhole && !hasBytesAt(_fd, endHeader, end)))
-        return false;
+    const bool isThere =
+        isWhole ? hasBytesAt(_fd, offset, start) && hasBytesAt(_fd, endHeader, end)
+                : broken->type == type && broken->size == size &&
+                      (hasBytesAt(_fd, offset, nothing) || hasBytesAt(_fd, offset, start));
+    if (!isThere) return false;
     if (posix::seek(_fd, offset, SEEK_SET) == -1) failSeekBeforeWrite(logger, DATAIO_HERE);
     if (isWhole) makeRoomForOne(_halfReplaced);
 
     const NoCancellation replacing;  // a thread that ended in between would leave half a chunk
-    const ChunkHeaderBytes nothing{};
     qint64 written = 0;
     if (posix::writeAllAt(_fd, endHeader, nothing.data(), nothing.size()) == chunkHeaderSize)
         written = writeChunk(_fd, type, data, size);
@@ -185,10 +190,12 @@ bool FDChunkWriter::replaceChunk(qint64 offset, unsigned int type, const void* d
         _offset = offset + written;
         return true;
     }
+    const bool isOldOne = isWhole && written <= chunkHeaderSize;
     const bool isMended =
-        isWhole && written <= chunkHeaderSize &&
-        posix::writeAllAt(_fd, endHeader, end.data(), end.size()) == chunkHeaderSize;
-    if (isWhole && !isMended) _halfReplaced.push_back(offset);
+        isOldOne && posix::writeAllAt(_fd, endHeader, end.data(), end.size()) == chunkHeaderSize;
+    // The movie may be finished nevertheless, and a reader looks at the start header alone.
+    if (!isOldOne) posix::writeAllAt(_fd, offset, nothing.data(), nothing.size());
+    if (isWhole && !isMended) _halfReplaced.push_back({offset, type, size});
     failWriteAfter(written, size, reason, DATAIO_HERE);
 }
 

@@ -114,8 +114,29 @@ TEST_F(ReplacedChunk, OldOneStaysAsLongAsNothingOfThePayloadWasWritten) {
 
 // This is also what stands there when the process is killed at that moment.
 TEST_F(ReplacedChunk, HalfWrittenOneHasNoEndHeader) {
-    expectRefused({{Call::Write, 2, {0, 20, EIO}}}, payloadWrite(EIO));
+    expectRefused({{Call::Write, 2, {0, 20, EIO}}, {Call::Write, 4, {EIO, 0}}}, payloadWrite(EIO));
     EXPECT_EQ(file.bytes(), first + header + "BBBBbbbb" + nothing + last);
+    expectNextTryToSucceed();
+}
+
+// A reader that is led there by an index looks at the start header alone.
+TEST_F(ReplacedChunk, HalfWrittenOneLosesItsStartHeaderToo) {
+    expectRefused({{Call::Write, 2, {0, 20, EIO}}}, payloadWrite(EIO));
+    EXPECT_EQ(file.bytes(), first + nothing + "BBBBbbbb" + nothing + last);
+    layer->lift();
+    EXPECT_FALSE(writer->replaceChunk(36, 2, "BBBBBBBBB", 9));
+    EXPECT_FALSE(writer->replaceChunk(36, 5, "BBBBBBBB", 8));
+    expectNextTryToSucceed();
+}
+
+TEST_F(ReplacedChunk, HalfWrittenOneStaysADamagedPlaceWhenTheNextTryFailsBeforeThePayload) {
+    expectRefused({{Call::Write, 2, {0, 20, EIO}}, {Call::Write, 6, {0, 16, EIO}}},
+                  payloadWrite(EIO));
+    layer->during([&] {
+        expectFailure<IOFileException>(payloadWrite(EIO),
+                                       [&] { writer->replaceChunk(36, 2, "BBBBBBBB", 8); });
+    });
+    EXPECT_EQ(file.bytes(), first + nothing + "BBBBbbbb" + nothing + last);
     expectNextTryToSucceed();
 }
 
@@ -132,7 +153,7 @@ TEST_F(ReplacedChunk, NextTryWritesWhereTheOldOneBeganAndNowhereElse) {
     layer->lift();
     EXPECT_FALSE(writer->replaceChunk(36, 2, "BBBBBBBBB", 9));
     EXPECT_FALSE(writer->replaceChunk(36, 5, "BBBBBBBB", 8));
-    EXPECT_EQ(file.bytes(), first + header + "BBBBbbbb" + nothing + last);
+    EXPECT_EQ(file.bytes(), first + nothing + "BBBBbbbb" + nothing + last);
     expectNextTryToSucceed();
 }
 

@@ -241,17 +241,21 @@ protected:
         EXPECT_EQ(soundLength(parseMovie(now)), now.size());
     }
 
-    /// A frame that was to be replaced is the old one, or has no whole end header; nothing around
-    /// it has changed.
+    /// A frame that was to be replaced is the old one, or has no whole end header; where it is not
+    /// the old one any more, it has no start header either. Nothing around it has changed.
     static void expectOldFrameOrDamagedPlace(const QByteArray& before, const QByteArray& now,
                                              const QByteArray& after) {
         if (now == before) return;
         const MovieChunk frame = firstDifference(parseMovie(before), parseMovie(after));
+        const auto startHeader = static_cast<qsizetype>(frame.offset);
         const qsizetype endHeader = frame.end() - 16;
         ASSERT_EQ(now.size(), before.size());
+        EXPECT_EQ(now.left(startHeader), before.left(startHeader));
+        const bool isOldOne = now.left(endHeader) == before.left(endHeader);
+        EXPECT_TRUE(isOldOne || now.mid(startHeader, 16) == QByteArray(16, '\0'));
         EXPECT_NE(now.mid(endHeader, 16), before.mid(endHeader, 16));
         EXPECT_EQ(now.mid(frame.end()), before.mid(frame.end()));
-        for (qsizetype i = 0; i < endHeader; ++i)
+        for (qsizetype i = startHeader + 16; i < endHeader; ++i)
             ASSERT_TRUE(now[i] == before[i] || now[i] == after[i]) << "byte " << i;
     }
 
@@ -421,6 +425,28 @@ TEST(FailedClose, WhatItLeftBehindIsCutByTheNextOne) {
     EXPECT_EQ(movie.types(), (std::vector<uint32_t>{2, 8, 5}));
     ImageReader reader(path);
     EXPECT_EQ(reader.nbFrames(), 1U);
+}
+
+/// The index leads a reader to it, who looks at the start header alone.
+TEST(HalfReplacedFrame, IsNeverReadAsAWholeOneWhenTheMovieIsFinished) {
+    const LogCapture silent(LogLevel::Error);
+    const QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("movie"));
+    ImageWriter writer;
+    // Three frames, the end header of the second, then half of its payload.
+    FaultLayer layer(path, {{Call::Write, 5, {0, 18, EIO}}});
+    layer.during([&] {
+        writer.create(path, false);
+        for (const char* frame : {"aaaa", "bbbb", "cccc"})
+            writer.addFrame(frame, 4, 0.5F);
+        EXPECT_THROW(writer.replaceFrame("BBBB", 1), IOFileException);
+    });
+    writer.close();
+    ImageReader reader(path);
+    const void* data = nullptr;
+    EXPECT_EQ(reader.getRawFrame(data, 0).get(), 4U);
+    EXPECT_THROW(reader.getRawFrame(data, 1), IOFileException);
+    EXPECT_EQ(reader.getRawFrame(data, 2).get(), 4U);
 }
 
 /// Room that is given away may be taken by others before the old end can be put back into it.
