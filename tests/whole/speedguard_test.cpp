@@ -3,9 +3,7 @@
 // out; the bounds lie half way, so that another machine or a busy one does not matter.
 // scripts/bench measures.
 
-#include <libDataIO/attributechunk.h>
 #include <libDataIO/chunkindex.h>
-#include <libDataIO/fdchunkwriter.h>
 #include <libDataIO/frametimer.h>
 #include <libDataIO/imagereader.h>
 #include <libDataIO/imagewriter.h>
@@ -18,15 +16,10 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <cmath>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <random>
 
@@ -86,64 +79,6 @@ unsigned int touchFrames(ImageReader& reader, unsigned int frames) {
     return sum;
 }
 
-/// The calls that a chunk costs when its header is not looked at in memory.
-void readHeaderAndLength(int fd, off_t at) {
-    char header[16];
-    struct stat status {};
-    ASSERT_EQ(::pread(fd, header, sizeof header, at), 16);
-    ASSERT_EQ(::fstat(fd, &status), 0);
-}
-
-constexpr unsigned int smallFrames = 1000;
-constexpr int smallSide = 128;
-constexpr off_t smallChunk = smallSide * smallSide * 2 + 32;
-
-TEST_F(SpeedGuard, AMappingOfItsOwnForEachChunkWouldBeSlower) {
-    const QString movie = path("small");
-    record(movie, smallFrames, smallSide);
-    ImageReader reader(movie);
-    const int fd = ::open(movie.toLocal8Bit().constData(), O_RDONLY);
-    const auto page = static_cast<off_t>(::getpagesize());
-    const auto mapEach = [&] {
-        for (unsigned int i = 0; i < smallFrames; ++i) {
-            const off_t at = smallChunk * static_cast<off_t>(i);
-            readHeaderAndLength(fd, at);
-            const auto length = static_cast<size_t>(page + smallChunk);
-            void* start = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, fd, at / page * page);
-            touched(static_cast<char*>(start) + at % page + 16);
-            ::munmap(start, length);
-        }
-    };
-    EXPECT_GT(speedAbove(
-                  2.5, mapEach, [&] { touchFrames(reader, smallFrames); }, 3),
-              2.5);
-    ::close(fd);
-}
-
-TEST_F(SpeedGuard, AReadForEachHeaderWouldBeSlower) {
-    const QString movie = path("small");
-    // So small that their pages are hardly ever given back and looked for again.
-    constexpr int side = 16;
-    constexpr off_t chunk = side * side * 2 + 32;
-    record(movie, smallFrames, side);
-    ImageReader reader(movie);
-    const int fd = ::open(movie.toLocal8Bit().constData(), O_RDONLY);
-    const auto size = static_cast<size_t>(chunk) * smallFrames;
-    void* start = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
-    const auto readEach = [&] {
-        for (unsigned int i = 0; i < smallFrames; ++i) {
-            const off_t at = chunk * static_cast<off_t>(i);
-            readHeaderAndLength(fd, at);
-            touched(static_cast<char*>(start) + at + 16);
-        }
-    };
-    EXPECT_GT(speedAbove(
-                  1.2, readEach, [&] { touchFrames(reader, smallFrames); }, 3),
-              1.2);
-    ::munmap(start, size);
-    ::close(fd);
-}
-
 TEST_F(SpeedGuard, AFramesAccessDoesNotDependOnHowMuchElseThereIs) {
     const QString small = path("small");
     const QString large = path("large");
@@ -154,30 +89,6 @@ TEST_F(SpeedGuard, AFramesAccessDoesNotDependOnHowMuchElseThereIs) {
     EXPECT_GT(speedAbove(
                   0.6, [&] { touchFrames(one, 1000); }, [&] { touchFrames(other, 1000); }, 3),
               0.6);
-}
-
-TEST_F(SpeedGuard, AChunkIsWrittenInOneCallWithoutLookingAround) {
-    constexpr size_t size = 64;
-    constexpr int chunks = 5000;
-    FDChunkWriter writer;
-    writer.fileDes(::open(path("chunks").toLocal8Bit().constData(), O_RDWR | O_CREAT, 0600));
-    const int fd = ::open(path("plain").toLocal8Bit().constData(), O_RDWR | O_CREAT, 0600);
-    const auto writeThrice = [&] {
-        ASSERT_EQ(::lseek(fd, 0, SEEK_SET), 0);
-        for (int i = 0; i < chunks; ++i) {
-            ASSERT_EQ(::write(fd, frame.data(), 16), 16);
-            ASSERT_EQ(::write(fd, frame.data(), size), 64);
-            ASSERT_EQ(::write(fd, frame.data(), 16), 16);
-        }
-    };
-    const auto addChunks = [&] {
-        ASSERT_TRUE(writer.seek(0));
-        writer.truncateFile();
-        for (int i = 0; i < chunks; ++i)
-            writer.addChunk(MZ_CT_FRAME, frame.data(), size);
-    };
-    EXPECT_GT(speedAbove(1.3, writeThrice, addChunks), 1.3);
-    ::close(fd);
 }
 
 // --- compressed frames
@@ -259,26 +170,6 @@ TEST_F(SpeedGuard, AnIndexIsLoadedRunByRun) {
         loaded.load(stored.get(), static_cast<unsigned int>(size));
     };
     EXPECT_GT(speedAbove(2.0, pushEach, load, 10), 2.0);
-}
-
-TEST_F(SpeedGuard, AttributesAreParsedWithoutCopiesOfTheirText) {
-    AttributeChunk written;
-    for (int i = 0; i < 20'000; ++i)
-        written.set(QStringLiteral("plug_setting_%1").arg(i), i);
-    QByteArray text;
-    written.dumpLatin1(text);
-    const auto splitLines = [&] {
-        AttributeChunk::AttributeMap map;
-        for (const QString& line : QString::fromLatin1(text).split(QLatin1Char('\n'))) {
-            const qsizetype equals = line.indexOf(QLatin1Char('='));
-            if (equals > 0) map[line.left(equals)] = Attribute{line.mid(equals + 1)};
-        }
-    };
-    const auto parse = [&] {
-        AttributeChunk parsed;
-        parsed.parseLatin1(text.constData(), text.size());
-    };
-    EXPECT_GT(speedAbove(1.9, splitLines, parse), 1.9);
 }
 
 TEST_F(SpeedGuard, TimesAreTakenAllAtOnce) {
