@@ -130,6 +130,33 @@ TEST(OpenedFiles, ThatAreNotToldOfAreStatFailures) {
     EXPECT_EQ(openDescriptors(), descriptors);
 }
 
+/// Of what has gone wrong behind the opening, the reason is told, and nobody is kept from the file.
+TEST(OpenedFiles, ThatAreGivenUpAreFree) {
+    struct Case {
+        FileWriterMode mode;
+        Call call;
+        const char* code;
+    };
+    for (const Case& c :
+         {Case{FW_CREATE, Call::Stat, "FW_OF_OPEN"}, Case{FW_CREATE, Call::Truncate, "FW_OF_OPEN"},
+          Case{FW_APPEND, Call::Stat, "FW_OF_OPEN2"}}) {
+        const ScratchFile file(chunk(2, "aaaa"));
+        const int descriptors = openDescriptors();
+        FileWriter writer;
+        {
+            const FailingCalls failing(c.call, EIO);
+            expectFailure<IOFileException>({"dataio.filewriter", SYSCALL, c.code,
+                                            "File " + file.path() + systemError(" : ", EIO)},
+                                           [&] { writer.openFile(file.path(), c.mode); });
+            EXPECT_EQ(failing.hits(), 1);
+        }
+        EXPECT_FALSE(writer.openned());
+        EXPECT_EQ(openDescriptors(), descriptors);
+        EXPECT_EQ(file.bytes(), chunk(2, "aaaa"));
+        writer.openFile(file.path(), FW_APPEND);
+    }
+}
+
 /// Holds a lease on the file, as a file server does for a client, and gives it up some time after
 /// it was asked to.
 pid_t holdLease(const QByteArray& name, int ready) {

@@ -113,6 +113,19 @@ TEST_P(WriteLock, OfAFileThatWasRemovedIsNotEnough) {
     EXPECT_EQ(file.bytes(), chunk(2, "kept"));
 }
 
+/// Renamed a moment later, it would be written under its new name as well.
+TEST_P(WriteLock, OfAFileThatWasRenamedIsEnough) {
+    const Meanwhile renamed(Call::Lock, 1,
+                            [&] { QFile::rename(file.path(), file.sibling("renamed")); });
+    writer.openFile(file.path(), GetParam());
+    EXPECT_TRUE(renamed.hasHappened());
+    EXPECT_FALSE(writer.created());
+    EXPECT_FALSE(QFile::exists(file.path()));
+    ASSERT_TRUE(writer.seekEnd());
+    add(writer, 2, "kept");
+    EXPECT_TRUE(readFile(file.sibling("renamed")).endsWith(chunk(2, "kept")));
+}
+
 TEST_P(WriteLock, IsNotMissedWhereThereAreNone) {
     for (const int error : {EINVAL, ENOLCK, EOPNOTSUPP, ENOSYS}) {
         const ScratchFile other(content);
