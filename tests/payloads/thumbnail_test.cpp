@@ -1,6 +1,7 @@
 // The arithmetic of thumbnails on frames by hand and at random: grid, contrast window and pixels.
 
 #include <libDataIO/paldatagenerator.h>
+#include <libDataIO/payloads/samplebuffer.h>
 #include <libDataIO/payloads/thumbnail.h>
 
 #include <QByteArray>
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include <tests/support/bytes.h>
+#include <tests/support/limits.h>
 #include <tests/support/palettes.h>
 
 using namespace mz;
@@ -351,6 +353,25 @@ TEST(Thumbnail, ThatDoesNotFitIntoMemoryIsFalse) {
     EXPECT_FALSE(renderThumbnail8(bytes.data(), huge, image));
     EXPECT_FALSE(renderThumbnail16(bytes.data(), huge, grey(0, 255), 0, image));
     EXPECT_EQ(image, before);
+}
+
+TEST(Thumbnail, ThatHasMemoryForTheImageAloneIsFalse) {
+    DATAIO_SKIP_IF_SANITIZED();
+    constexpr rlim_t mebibyte = 1 << 20;
+    constexpr int width = 64 * mebibyte;
+    const SampleBuffer zeros(width);
+    const auto* const frame = reinterpret_cast<const char*>(zeros.data());
+    const ThumbnailGrid wide = grid(width, 1, width, 1);
+    QImage image;
+    {
+        const AddressSpaceLimit limit(128 * mebibyte);
+        EXPECT_FALSE(renderThumbnail8(frame, wide, image));
+    }
+    {
+        const AddressSpaceLimit limit(384 * mebibyte);
+        EXPECT_FALSE(renderThumbnail16(frame, wide, grey(0, 255), 0, image));
+    }
+    EXPECT_TRUE(image.isNull());
 }
 
 TEST(Placeholder, IsAPictureOfThirtyThreeColours) {
