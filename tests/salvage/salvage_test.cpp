@@ -120,6 +120,22 @@ TEST_F(Salvage, CopiesASoundFileAsItIs) {
     EXPECT_EQ(readFile(output()), bytes);
 }
 
+/// More bytes than are copied at once, of which the last are fewer, as many, or a few.
+TEST_F(Salvage, CopiesLargeSoundFilesToTheirEnd) {
+    constexpr qsizetype mebibyte = 1 << 20;
+    const qsizetype others = MovieBytes().size(1024, 1024).frame({}).bytes().size();
+    for (const qsizetype length : {3 * mebibyte - 100, 3 * mebibyte, 3 * mebibyte + 100}) {
+        QByteArray frame(length - others, '\0');
+        for (qsizetype i = 0; i < frame.size(); ++i)
+            frame[i] = static_cast<char>(i % 251);
+        const QByteArray sound = MovieBytes().size(1024, 1024).frame(frame).bytes();
+        ASSERT_EQ(sound.size(), length);
+        writeFile(damaged(), sound);
+        EXPECT_TRUE(salvageToOutput().wasSound);
+        EXPECT_TRUE(readFile(output()) == sound) << length;
+    }
+}
+
 TEST_F(Salvage, TwiceChangesNothing) {
     recordGood({});
     writeFile(damaged(), withoutInfo());
