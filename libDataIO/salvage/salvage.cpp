@@ -77,7 +77,7 @@ bool isUnchanged(const struct stat& before, const struct stat& now) {
 /// @return the report on one that opens
 std::optional<SalvageReport> takeUnlessSound(const QString& fileName, FileWriter& writer) {
     const struct stat before = statusOf(fileName);
-    if (const auto sound = soundReport(fileName)) return sound;
+    if (auto sound = soundReport(fileName)) return sound;
     writer.openFile(fileName, FW_APPEND);
     if (writer.created()) {  // it was removed after that look
         writer.abandonFile(fileName);
