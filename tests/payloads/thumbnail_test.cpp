@@ -358,17 +358,17 @@ TEST(Thumbnail, ThatDoesNotFitIntoMemoryIsFalse) {
 TEST(Thumbnail, ThatHasMemoryForTheImageAloneIsFalse) {
     DATAIO_SKIP_IF_SANITIZED();
     constexpr rlim_t mebibyte = 1 << 20;
-    constexpr int width = 64 * mebibyte;
+    constexpr int width = 32 * mebibyte;
     const SampleBuffer zeros(width);
     const auto* const frame = reinterpret_cast<const char*>(zeros.data());
     const ThumbnailGrid wide = grid(width, 1, width, 1);
     QImage image;
     {
-        const AddressSpaceLimit limit(128 * mebibyte);
+        const AddressSpaceLimit limit(64 * mebibyte);
         EXPECT_FALSE(renderThumbnail8(frame, wide, image));
     }
     {
-        const AddressSpaceLimit limit(384 * mebibyte);
+        const AddressSpaceLimit limit(192 * mebibyte);
         EXPECT_FALSE(renderThumbnail16(frame, wide, grey(0, 255), 0, image));
     }
     EXPECT_TRUE(image.isNull());
