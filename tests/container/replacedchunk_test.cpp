@@ -157,6 +157,13 @@ TEST_F(ReplacedChunk, NextTryWritesWhereTheOldOneBeganAndNowhereElse) {
     expectNextTryToSucceed();
 }
 
+TEST_F(ReplacedChunk, OnceWholeAgainItsEndHeaderCountsAgain) {
+    expectRefused({{Call::Write, 2, {0, 20, EIO}}}, payloadWrite(EIO));
+    expectNextTryToSucceed();
+    file.put(60, nothing);
+    EXPECT_FALSE(writer->replaceChunk(36, 2, "bbbbbbbb", 8));
+}
+
 TEST_F(ReplacedChunk, OtherWriterDoesNotTakeADamagedPlaceForAChunk) {
     expectRefused({{Call::Write, 2, {0, 20, EIO}}}, payloadWrite(EIO));
     layer->lift();
