@@ -7,7 +7,9 @@
 #include <cstring>
 
 #include <tests/support/damagedfiles.h>
+#include <tests/support/moviebytes.h>
 #include <tests/support/scratchfile.h>
+#include <tests/support/streams.h>
 
 using namespace mz;
 using namespace mz::test;
@@ -64,6 +66,26 @@ TEST_F(SalvageGiven, KeepsFramesOfOneValue) {
     const void* data = nullptr;
     ASSERT_EQ(reader.getRawFrame(data, 1), static_cast<unsigned int>(uniform.size()));
     EXPECT_EQ(std::memcmp(data, uniform.constData(), static_cast<size_t>(uniform.size())), 0);
+}
+
+/// A reader sizes its buffer by the first frame that it finds, and believes a large size only for a
+/// payload that could fill it.
+TEST_F(SalvageGiven, DropsWhatNoReaderWouldBelieveBehindADamagedFirstFrame) {
+    const QByteArray black = compressed(zlib, QByteArray(4096 * 2049 * 2, '\0'));
+    QByteArray wrong = black;
+    wrong.back() = static_cast<char>(wrong.back() ^ 0x7f);
+    bytes = MovieBytes()
+                .size(4096, 2049)
+                .attribute("compression_type", attributeOf(zlib))
+                .frame(wrong)
+                .frame(compressed(zlib, "few"))
+                .frame(black)
+                .bytes();
+    writeFile(damaged(), bytes.chopped(1));
+    EXPECT_EQ(salvageInPlace().framesKept, 1U);
+    ImageReader reader(damaged());
+    const void* data = nullptr;
+    EXPECT_EQ(reader.getRawFrame(data, 0), 4096U * 2049 * 2);
 }
 
 TEST_F(SalvageGiven, AddsTheByteOrderOnlyWhenItIsAbsent) {
